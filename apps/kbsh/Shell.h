@@ -1,0 +1,44 @@
+// The shell: an engine on standard input and output.
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <string_view>
+
+#include "apps/kbsh/Options.h"
+#include "kb/engine/InferenceEngine.h"
+
+namespace kbsh {
+
+/// Runs one command line. The streams must outlive the shell.
+class TShell {
+ public:
+  /// `interactive`: the input is a terminal, which is prompted.
+  TShell(std::istream& in, std::ostream& out, std::ostream& err, bool interactive);
+  TShell(const TShell&) = delete;
+  TShell& operator=(const TShell&) = delete;
+
+  /// Does what the options ask for and gives the exit status: 0, or 1 after an exception, which has been
+  /// printed.
+  int Run(const TOptions& options);
+
+ private:
+  void ConnectChannel();
+  void RunAll(const TOptions& options);
+  void ReadInput();
+  void Converse();
+  bool GatherExpression(std::string& text);
+  bool IsComplete(const std::string& text);
+  bool ReadInputLine(std::string& line);
+  void Report(std::string_view message);
+
+  std::istream& in_;
+  std::ostream& out_;
+  std::ostream& err_;
+  bool interactive_;
+  std::string_view where_;                    // what is being read or run, for messages
+  kb::TKBTokenizerStream* source_ = nullptr;  // standard input while it is read like a file
+  kb::TInferenceEngine engine_;
+};
+
+}  // namespace kbsh

@@ -1,0 +1,389 @@
+// Life and settings of the engine.
+#include "kb/engine/InferenceEngine.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "kb/common/Helpers.h"
+#include "kb/engine/EngineScopes.h"
+#include "kb/functions/MathPackage.h"
+#include "kb/functions/PredicatePackage.h"
+#include "kb/functions/StandardPackage.h"
+#include "kb/functions/StringPackage.h"
+#include "kb/matching/ReteNetwork.h"
+
+namespace kb {
+namespace {
+
+constexpr TFunctionPackages kAllPackages = TFunctionPackages::FromBits(511);
+
+}  // namespace
+
+const TClassInfo& TInferenceEngine::StaticClass() noexcept {
+  static const TClassInfo info{"TInferenceEngine", &TComponent::StaticClass(), nullptr,
+                               [](TComponent* owner) -> TComponent* { return new TInferenceEngine(owner); }};
+  return info;
+}
+
+TInferenceEngine::TInferenceEngine(TComponent* owner) : TComponent(owner) {
+  parser_ = std::make_unique<TKBClipsParser>(*this, nullptr);
+  ioStreams_ = std::make_unique<TIOStreams>(this);
+  modules_ = std::make_unique<TModules>(this);
+  modules_->SetEnforceImportOrder(true);
+  globalContext_ = std::make_unique<TKBContext>(nullptr, this);
+  globalVariables_ = std::make_unique<TGlobalVariables>(this);
+  storage_ = std::make_unique<TEngineVariables>(this);
+  userFunctions_ = std::make_unique<TUserFunctions>(this);
+  focusStack_ = std::make_unique<TModules>(this);
+  AddMainModule();
+  focusStack_->Add(modules_->Get(0));
+  packages_ = kAllPackages;
+  typeChecks_ = tcStatic;
+  AddDefaultPackages();
+  AssertInitialFact();
+}
+
+void TInferenceEngine::AddMainModule() {
+  AddModule(MakeRef<TModule>(this, true));
+  modules_->Get(0)->FocusModule();
+}
+
+void TInferenceEngine::AssertInitialFact() { Assert(SInitialFact); }
+
+TInferenceEngine::~TInferenceEngine() {
+  ClearEvents();
+  Clear();
+  // Packages, rules and fact sets may still call the engine while they go; afterwards nothing may.
+  TellRemoval();
+  DestroyComponents();
+  outputStream_.reset();
+  initialFactPattern_ = nullptr;
+  nullFact_ = nullptr;
+  focusStack_.reset();
+  for (int i = 0; i < modules_->GetCount(); ++i) {
+    modules_->Get(i)->Release();
+    modules_->Get(i)->ClearOwner();
+  }
+  currentModule_ = nullptr;
+  modules_->SetEnforceImportOrder(false);
+  auto modules = std::move(modules_);
+  modules.reset();
+  userFunctions_.reset();
+  globalVariables_.reset();
+  globalContext_.reset();
+  storage_.reset();
+  parser_.reset();
+  ioStreams_.reset();
+}
+
+void TInferenceEngine::ClearEvents() noexcept {
+  OnAddActivation = nullptr;
+  OnRemoveActivation = nullptr;
+  OnAssertion = nullptr;
+  OnRetraction = nullptr;
+  OnClearFacts = nullptr;
+  OnRuleFired = nullptr;
+  OnStartInference = nullptr;
+  OnEndInference = nullptr;
+  OnAddRule = nullptr;
+  OnRemoveRule = nullptr;
+  OnClearRules = nullptr;
+  OnNewFactTemplate = nullptr;
+  OnRemoveFactTemplate = nullptr;
+  OnClearFactTemplates = nullptr;
+  OnAddDefinedType = nullptr;
+  OnRemoveDefinedType = nullptr;
+  OnClearDefinedTypes = nullptr;
+  OnAddUserFunction = nullptr;
+  OnRemoveUserFunction = nullptr;
+  OnAddModule = nullptr;
+  OnRemoveModule = nullptr;
+  OnClearModule = nullptr;
+  OnClearModules = nullptr;
+  OnChangeCurrentModule = nullptr;
+  OnPushFocus = nullptr;
+  OnPopFocus = nullptr;
+  OnClear = nullptr;
+  OnReset = nullptr;
+  OnAddDefaultPackages = nullptr;
+  OnPrintOut = nullptr;
+  OnReadLine = nullptr;
+  OnReadToken = nullptr;
+}
+
+void TInferenceEngine::Notification(TComponent& component, TOperation operation) {
+  TComponent::Notification(component, operation);
+}
+
+void TInferenceEngine::AddDefaultPackages() {
+  if (packages_.Has(pStandard)) CreatePackage<TStandardPackage>(*this);
+  if (packages_.Has(pPredicate)) CreatePackage<TPredicatePackage>(*this);
+  if (packages_.Has(pMath)) CreatePackage<TMathPackage>(*this);
+  if (packages_.Has(pString)) CreatePackage<TStringPackage>(*this);
+  if (OnAddDefaultPackages) OnAddDefaultPackages(*this);
+}
+
+// --- Clear and reset ------------------------------------------------------------------------------------------------
+
+void TInferenceEngine::Clear() {
+  halt_ = false;
+  factIdCounter_ = 0;
+  ruleIdCounter_ = 0;
+  focusStack_->Clear();
+  for (int i = modules_->GetCount() - 1; i >= 0; --i) {
+    const IModule module = modules_->Get(i);
+    if (!module->IsMain()) RemoveModule(module);
+  }
+  if (modules_->IsEmpty()) AddMainModule();
+  PushFocus(modules_->Get(0));
+  Clear(IModule(currentModule_));
+  std::vector<std::string> interpreted;
+  for (int i = 0; i < userFunctions_->GetCount(); ++i) {
+    if (dynamic_cast<const TInterpretedFunction*>(userFunctions_->GetValue(i).Get()) == nullptr) continue;
+    interpreted.push_back(userFunctions_->GetKey(i).ToString());
+  }
+  for (const std::string& name : interpreted) {
+    Ref<IUserFunction> removed;
+    userFunctions_->Remove(name, removed);
+  }
+  storage_->Clear();
+  ioStreams_->Clear();
+  if (OnClear) OnClear(*this);
+}
+
+void TInferenceEngine::Clear(const IModule& module) {
+  halt_ = false;
+  const IModule target = module;
+  const TFocusScope focus(*this, target.Get());
+  agenda_->Clear();
+  rete_->Clear();
+  rules_->Clear();
+  factSets_->Clear();
+  facts_->Clear();
+  factTemplates_->Clear();
+  definedTypes_->Clear();
+  nullFact_ = nullptr;
+  factsPending_->clear();
+  const bool ownsInitial = target->IsMain() || (initialFactPattern_ != nullptr &&
+                                                initialFactPattern_->GetFactTemplate()->GetModule() == target.Get());
+  initialFactPattern_ = nullptr;
+  target->SetInitialFactPattern(nullptr);
+  if (!IsDestroying()) {
+    if (ownsInitial) {
+      target->SetInitialFactPattern(std::make_unique<TKBPattern>(this, CreateFactTemplate(SInitialFactPattern)));
+      initialFactPattern_ = target->GetInitialFactPattern();
+    }
+    nullFact_ = MakeRef<TFact>(CreateFactTemplate(SNullFact));
+    target->ImportEngine();
+  }
+  if (OnClearModule) OnClearModule(*this, target);
+}
+
+void TInferenceEngine::ClearFacts(const IModule& module) {
+  const TFocusScope focus(*this, module.Get());
+  facts_->Clear();
+}
+
+void TInferenceEngine::Reset() {
+  factIdCounter_ = 0;
+  while (PopFocus()) {
+  }
+  PushFocus(modules_->Get(0));
+  for (int i = 0; i < modules_->GetCount(); ++i) ClearFacts(modules_->Get(i));
+  for (int i = 0; i < modules_->GetCount(); ++i) Reset(modules_->Get(i));
+  const IModule current = currentModule_;
+  if (current != modules_->Get(0)) SetCurrentModule(modules_->Get(0));
+  AssertInitialFact();
+  if (current != currentModule_) SetCurrentModule(current);
+  if (resetGlobals_) {
+    for (int i = 0; i < globalVariables_->GetCount(); ++i) {
+      ResetGlobalVariable(globalVariables_->GetKey(i), globalVariables_->GetValue(i));
+    }
+  }
+  if (OnReset) OnReset(*this);
+}
+
+void TInferenceEngine::Reset(const IModule& module) {
+  const IModule saved = currentModule_;
+  if (saved != module) SetCurrentModule(module);
+  for (int i = 0; i < rules_->GetCount(); ++i) rules_->GetValue(i)->Reset();
+  for (int i = 0; i < factSets_->GetCount(); ++i) factSets_->Get(i).Reset();
+  if (saved != module) SetCurrentModule(saved);
+}
+
+void TInferenceEngine::ResetGlobalVariable(std::string_view name, const IKBValue& value) {
+  IKBValue result = value;
+  if (value && value->Is(dtFunCall)) {
+    TKBContext context(globalContext_.get(), this);
+    result = value->Resolve(&context);
+  }
+  globalContext_->AddGlobalBinding(TKBText(name), result);
+}
+
+// --- Settings -------------------------------------------------------------------------------------------------------
+
+void TInferenceEngine::SetPackages(TFunctionPackages value) {
+  if (value == packages_) return;
+  for (int i = GetComponentCount() - 1; i >= 0; --i) {
+    if (auto* package = dynamic_cast<TUserPackage*>(GetComponent(i))) delete package;
+  }
+  packages_ = value;
+  AddDefaultPackages();
+}
+
+void TInferenceEngine::SetTypeChecks(TTypeChecks value) {
+  if (value == typeChecks_) return;
+  typeChecks_ = value;
+  parser_->SetStaticTypeChecks(value.Has(tcStatic));
+}
+
+void TInferenceEngine::SetParserErrorHandling(TErrorHandling value) {
+  parserErrorHandling_ = value;
+  parser_->SetErrorHandling(value);
+}
+
+void TInferenceEngine::SetParserMaxErrors(int value) {
+  parserMaxErrors_ = value;
+  parser_->SetMaxErrors(value);
+}
+
+void TInferenceEngine::SetFactDuplication(bool value) {
+  if (value == factDuplication_) return;
+  factDuplication_ = value;
+  facts_->SetCacheHashCodes(!value);
+}
+
+void TInferenceEngine::SetFuzzyEqualsThreshold(float value) noexcept {
+  fuzzyEqualsThreshold_ = std::isnan(value) ? 0.0F : std::clamp(value, 0.0F, 1.0F);
+}
+
+void TInferenceEngine::SetMinActivationStrength(float value) {
+  minActivationStrength_ = std::isnan(value) ? 0.0F : std::clamp(value, 0.0F, 1.0F);
+  rete_->SetMinActivationStrength(minActivationStrength_);
+}
+
+void TInferenceEngine::SetSymbolIndex(int32_t value) noexcept {
+  if (value > symbolIndex_) {
+    symbolIndex_ = value;
+  } else {
+    ++symbolIndex_;
+  }
+}
+
+std::string TInferenceEngine::GenerateSymbol(std::string_view prefix) {
+  std::string result(prefix);
+  result += std::to_string(symbolIndex_++);
+  return result;
+}
+
+void TInferenceEngine::SetStrategy(TSearchStrategy value) {
+  if (value == strategy_) return;
+  strategy_ = value;
+  SetAgendaFrom(agenda_->Snapshot());
+}
+
+void TInferenceEngine::SetParserFactory(TParserFactory factory) {
+  if (!factory) return;
+  parserFactory_ = std::move(factory);
+  auto parser = parserFactory_(*this);
+  if (parser == nullptr) return;
+  parser->SetErrorHandling(parserErrorHandling_);
+  parser->SetMaxErrors(parserMaxErrors_);
+  parser->SetStaticTypeChecks(typeChecks_.Has(tcStatic));
+  parser_ = std::move(parser);
+}
+
+void TInferenceEngine::SetTokenizerFactory(TTokenizerFactory factory) {
+  if (!factory) return;
+  tokenizerFactory_ = std::move(factory);
+  parser_->SetStream(nullptr);
+}
+
+// --- Modules --------------------------------------------------------------------------------------------------------
+
+void TInferenceEngine::ShowModule(TModule& module) noexcept {
+  agenda_ = module.GetAgenda();
+  definedTypes_ = module.GetDefinedTypes();
+  facts_ = module.GetFacts();
+  factSets_ = module.GetFactSets();
+  factTemplates_ = module.GetFactTemplates();
+  rete_ = module.GetRete();
+  rules_ = module.GetRules();
+  factsPending_ = &module.GetFactsPending();
+  nullFact_ = module.GetNullFact();
+  initialFactPattern_ = module.GetInitialFactPattern();
+  currentModule_ = &module;
+}
+
+void TInferenceEngine::SetCurrentModule(const IModule& module) {
+  if (module == currentModule_) return;
+  const IModule target = module;
+  if (target) {
+    target->FocusModule();
+  } else {
+    currentModule_ = nullptr;
+  }
+  DoChangeCurrentModule();
+}
+
+void TInferenceEngine::DoChangeCurrentModule() {
+  if (OnChangeCurrentModule) OnChangeCurrentModule(*this);
+}
+
+int TInferenceEngine::AddModule(const IModule& module) {
+  const IModule target = module;
+  if (const int same = modules_->IndexOf(target->GetName()); same >= 0 && !target->GetName().empty()) {
+    RemoveModule(IModule(modules_->Get(same)));
+  }
+  const TModule* const saved = moduleOp_;
+  moduleOp_ = target.Get();
+  try {
+    modules_->Insert(target->IsMain() ? 0 : modules_->GetCount(), target);
+  } catch (...) {
+    moduleOp_ = saved;
+    throw;
+  }
+  moduleOp_ = saved;
+  target->Prepare();
+  if (OnAddModule) OnAddModule(*this, target);
+  return modules_->IndexOf(target.Get());
+}
+
+void TInferenceEngine::RemoveModule(const IModule& module) {
+  if (moduleOp_ == module.Get()) return;
+  const IModule target = module;
+  if (modules_->IndexOf(target.Get()) < 0) return;
+  if (OnRemoveModule) OnRemoveModule(*this, target);
+  Clear(target);
+  target->Release();
+  for (int i = focusStack_->GetCount() - 1; i >= 0; --i) {
+    if (focusStack_->Get(i) == target) focusStack_->Delete(i);
+  }
+  const TModule* const saved = moduleOp_;
+  moduleOp_ = target.Get();
+  modules_->Remove(target.Get());
+  moduleOp_ = saved;
+  if (!modules_->IsEmpty()) {
+    if (currentModule_ == target) currentModule_ = nullptr;
+    SetCurrentModule(modules_->Get(0));
+    return;
+  }
+  agenda_ = nullptr;
+  definedTypes_ = nullptr;
+  facts_ = nullptr;
+  factSets_ = nullptr;
+  factTemplates_ = nullptr;
+  rete_ = nullptr;
+  rules_ = nullptr;
+  factsPending_ = nullptr;
+  nullFact_ = nullptr;
+  initialFactPattern_ = nullptr;
+  currentModule_ = nullptr;
+}
+
+IModule TInferenceEngine::FindModule(std::string_view name) const {
+  const int index = modules_->IndexOf(name);
+  return index < 0 ? IModule() : modules_->Get(index);
+}
+
+}  // namespace kb

@@ -1,0 +1,510 @@
+// The inference engine: the one object that a host program creates.
+//
+// A short tour:
+//
+//   kb::TInferenceEngine engine;
+//   engine.OnPrintOut = [](kb::TInferenceEngine&, std::string_view, std::string_view text) { std::cout << text; };
+//   engine.Parse("(deftemplate reading (slot value))"
+//                "(defrule hot (reading (value ?v&:(> ?v 30))) => (printout t \"hot: \" ?v crlf))", true);
+//   engine.Reset();
+//   engine.Assert("(reading (value 35))");
+//   int fired = engine.Run();
+//
+// Knowledge comes in as text (Parse and its relatives) or as objects; facts are asserted and retracted; Run fires the
+// rules that match, highest salience first, until the agenda is empty, a limit is reached or something halts it. All
+// work happens on the caller's thread, from a call into the engine; only Lock may be called from a second thread while
+// Run works. Operations raise descendants of EException, mostly EKBException with a message identifier.
+//
+// The engine owns everything made through it: modules, rules and fact sets that the parser made, packages, streams.
+// The fields that GetFacts, GetRules and the like show are those of the module in focus.
+//
+// The implementation is split by theme: InferenceEngine.cpp (life, settings), ...Facts.cpp, ...Constructs.cpp,
+// ...Dependencies.cpp, ...Parsing.cpp, ...Output.cpp, ...Run.cpp.
+#pragma once
+
+#include <functional>
+#include <iosfwd>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kb/engine/KBFactList.h"
+#include "kb/engine/KBRegistries.h"
+#include "kb/functions/KBPackages.h"
+#include "kb/language/KBClipsParser.h"
+#include "kb/language/KBRule.h"
+#include "kb/language/PrettyPrinter.h"
+#include "kb/matching/ActivationAgenda.h"
+#include "kb/platform/Component.h"
+#include "kb/platform/Encoding.h"
+#include "kb/values/FactSet.h"
+#include "kb/values/KBModule.h"
+#include "kb/values/KBTypes.h"
+
+namespace kb {
+
+class TReteNetwork;
+
+/// Makes the parser of an engine, and the tokenizer over a source, in place of the built-in ones.
+using TParserFactory = std::function<std::unique_ptr<TKBParser>(TInferenceEngine&)>;
+using TTokenizerFactory =
+    std::function<std::unique_ptr<TKBTokenizerStream>(TInferenceEngine&, std::istream&, const TEncoding*)>;
+
+class TInferenceEngine : public TComponent, public IReasoner, public ISingletonsParser {
+ public:
+  // --- Life -------------------------------------------------------------------------------------------------------
+
+  /// An engine with the main module, all packages and the fact (Initial-Fact) with id 0. `owner` may be null.
+  explicit TInferenceEngine(TComponent* owner = nullptr);
+  /// Fires no event. Rules, fact sets and functions that others own live on without an engine.
+  ~TInferenceEngine() override;
+  static const TClassInfo& StaticClass() noexcept;
+  [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
+
+  /// Back to empty: facts, rules, templates, modules but the main one, functions of the language, storage, streams.
+  /// Built-in and host functions and the globals stay. (Initial-Fact) comes back with the next Reset.
+  virtual void Clear();
+  /// One module back to empty.
+  virtual void Clear(const IModule& module);
+  virtual void ClearFacts(const IModule& module);
+  /// Start of a run: focus on the main module, facts cleared, fact sets asserted, (Initial-Fact), globals restored.
+  virtual void Reset();
+  virtual void Reset(const IModule& module);
+
+  /// Enters the one critical section of the engine; Run holds it around each firing. Reentrant.
+  void Lock() { lock_.lock(); }
+  void Unlock() { lock_.unlock(); }
+
+  // --- Settings ---------------------------------------------------------------------------------------------------
+
+  [[nodiscard]] TSearchStrategy GetStrategy() const noexcept { return strategy_; }
+  /// Another value rebuilds the agenda: every activation goes through AddActivation again, as a clone.
+  virtual void SetStrategy(TSearchStrategy value);
+  [[nodiscard]] TSalience GetEvalSalience() const noexcept { return evalSalience_; }
+  void SetEvalSalience(TSalience value) noexcept { evalSalience_ = value; }
+  [[nodiscard]] TFunctionPackages GetPackages() const noexcept { return packages_; }
+  /// Another value frees all packages that the engine owns and makes those of the set.
+  void SetPackages(TFunctionPackages value);
+  [[nodiscard]] TTypeChecks GetTypeChecks() const noexcept { return typeChecks_; }
+  void SetTypeChecks(TTypeChecks value);
+  [[nodiscard]] TDuplicateConstructs GetDuplicateConstructs() const noexcept { return duplicateConstructs_; }
+  void SetDuplicateConstructs(TDuplicateConstructs value) noexcept { duplicateConstructs_ = value; }
+  [[nodiscard]] TErrorHandling GetParserErrorHandling() const noexcept { return parserErrorHandling_; }
+  void SetParserErrorHandling(TErrorHandling value);
+  [[nodiscard]] int GetParserMaxErrors() const noexcept { return parserMaxErrors_; }
+  void SetParserMaxErrors(int value);
+  /// True: equal facts may coexist.
+  [[nodiscard]] bool GetFactDuplication() const noexcept { return factDuplication_; }
+  void SetFactDuplication(bool value);
+  [[nodiscard]] bool GetFuzzyAutoTerms() const noexcept { return fuzzyAutoTerms_; }
+  void SetFuzzyAutoTerms(bool value) noexcept { fuzzyAutoTerms_ = value; }
+  [[nodiscard]] TFuzzyCorrelationMethod GetFuzzyCorrelationMethod() const noexcept { return fuzzyCorrelation_; }
+  void SetFuzzyCorrelationMethod(TFuzzyCorrelationMethod value) noexcept { fuzzyCorrelation_ = value; }
+  [[nodiscard]] TFuzzyInferenceMethod GetFuzzyInferenceMethod() const noexcept { return fuzzyInference_; }
+  void SetFuzzyInferenceMethod(TFuzzyInferenceMethod value) noexcept { fuzzyInference_ = value; }
+  [[nodiscard]] float GetFuzzyEqualsThreshold() const noexcept { return fuzzyEqualsThreshold_; }
+  /// Clamped to 0 to 1.
+  void SetFuzzyEqualsThreshold(float value) noexcept;
+  [[nodiscard]] float GetMinActivationStrength() const noexcept { return minActivationStrength_; }
+  /// Clamped to 0 to 1 and passed on to the current network.
+  void SetMinActivationStrength(float value);
+  [[nodiscard]] bool GetResetGlobals() const noexcept { return resetGlobals_; }
+  void SetResetGlobals(bool value) noexcept { resetGlobals_ = value; }
+  [[nodiscard]] int32_t GetSymbolIndex() const noexcept { return symbolIndex_; }
+  /// Never moves the index back: a smaller or equal value raises it by one.
+  void SetSymbolIndex(int32_t value) noexcept;
+  [[nodiscard]] TConstructWatches GetWatch() const noexcept { return watch_; }
+  void SetWatch(TConstructWatches value) noexcept { watch_ = value; }
+  [[nodiscard]] float GetVersion() const noexcept { return version_; }
+
+  // --- Text in ----------------------------------------------------------------------------------------------------
+  // Each takes a text and an encoding (null: UTF-8) and gives the parser its former stream back in all cases, so that
+  // it may be called from inside a parse or a rule action. Errors are EKBParseException.
+
+  /// Reads a text of constructs and calls; calls are run when `execute` is set, and their values printed.
+  virtual void Parse(std::string_view text, bool execute, const TEncoding* encoding = nullptr);
+  /// A value of the given type from a text.
+  [[nodiscard]] virtual IKBValue Parse(std::string_view text, TKBType type, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual TParsedType ParseConstructType(std::string_view text, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IKBDefinedType ParseDefinedType(std::string_view text, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IFact ParseFact(std::string_view text, const TEncoding* encoding = nullptr);
+  virtual std::string ParseFactSlot(const IFact& fact, std::string_view text, const TEncoding* encoding = nullptr);
+  /// The set is owned by the engine as component, and not registered.
+  [[nodiscard]] virtual TFactSet* ParseFactSet(std::string_view text, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IFunCall ParseFunCall(std::string_view text, const TEncoding* encoding = nullptr);
+  /// The module part; `name` receives the name part.
+  virtual std::string ParseFullName(std::string_view text, std::string& name, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IFactTemplate ParseFactTemplate(std::string_view text, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IFactSlot ParseFactTemplateSlot(std::string_view text, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IInterpretedFunction ParseFunction(std::string_view text, const TEncoding* encoding = nullptr);
+  virtual void ParseGlobalVariables(std::string_view text, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IKBValue ParseVariable(std::string_view text, std::string& name,
+                                               const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IValueVector ParseList(std::string_view text, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IKBValue ParseNExecuteFunCall(std::string_view text, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IModule ParseModule(std::string_view text, const TEncoding* encoding = nullptr);
+  /// The rule is owned by the engine as component, and not registered.
+  [[nodiscard]] virtual TRule* ParseRule(std::string_view text, const TEncoding* encoding = nullptr);
+  virtual void ParseRuleActions(TRule& rule, std::string_view text, TRuleVariables& variables,
+                                const TEncoding* encoding = nullptr);
+  virtual void ParseRulePatterns(TRule& rule, std::string_view text, TRuleVariables& variables,
+                                 const TEncoding* encoding = nullptr);
+  [[nodiscard]] ISingletonsVector ParseSingletons(std::string_view text) override;
+  [[nodiscard]] virtual IKBValue ParseValue(std::string_view text, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IKBValue ParseValue(std::string_view text, const IFactSlot& slot,
+                                            const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IKBValue ParseValue(std::string_view text, TKBTypes types, const IKBDefinedType& type,
+                                            const TEncoding* encoding = nullptr);
+  /// Parses a whole stream or file into the engine as it stands, calls executed; nothing is cleared first.
+  virtual void LoadFromStream(std::istream& stream, const TEncoding* encoding = nullptr);
+  void LoadFromFile(const std::string& fileName, const TEncoding* encoding = nullptr);
+  /// Each line of the stream is parsed and executed; functions that read take the following lines.
+  virtual bool Batch(std::istream& stream, const TEncoding* encoding = nullptr);
+  bool Batch(const std::string& fileName, const TEncoding* encoding = nullptr);
+
+  // --- Facts ------------------------------------------------------------------------------------------------------
+
+  /// Asserts a fact; gives its id, or -1 when an equal one exists (unless FactDuplication). The network pass is complete
+  /// before pending facts run, and those before OnAssertion. "Fact Template is missing".
+  virtual int32_t Assert(const IFact& fact, bool unconditional = false);
+  /// Parses the text of one fact, resolves it and asserts it.
+  int32_t Assert(std::string_view text);
+  /// An unknown id or fact is no error.
+  void Retract(int32_t id);
+  void Retract(const IFact& fact);
+  void Retract(std::string_view text);
+  /// By index in GetFacts(); raises EListError for a bad one.
+  virtual void RetractFact(int index);
+  void RetractFact(const IFact& fact);
+  /// Sends the clear token through the network; called when the list has been emptied.
+  virtual void RetractFacts();
+  virtual void AddPendingFact(const IFact& fact, bool assertIt);
+  [[nodiscard]] IFact GetFactPending(int index) const;
+  virtual void ProcessPendingFacts();
+  void AddFactToModule(const IFact& fact, TModule* module);
+  void RemoveFactFromModule(int index, const IFact& fact, TModule* module);
+  virtual void BeginFactModify(const IFact& fact);
+  virtual int32_t EndFactModify(const IFact& fact);
+  virtual int32_t UpdateDependentFact(const IFact& oldFact, const IFact& newFact);
+  [[nodiscard]] bool IsModifyingFact() const noexcept { return modifyingFact_; }
+  /// All facts of all modules; without `duplicates` one that modules share appears once.
+  [[nodiscard]] virtual std::unique_ptr<TFacts> GetFacts(bool duplicates) const;
+  [[nodiscard]] int32_t NewFactId() noexcept { return factIdCounter_++; }
+  [[nodiscard]] int32_t NewRuleId() noexcept { return ruleIdCounter_++; }
+  [[nodiscard]] int32_t GetFactIdCounter() const noexcept { return factIdCounter_; }
+  void SetFactIdCounter(int32_t value) noexcept { factIdCounter_ = value; }
+  void SetRuleIdCounter(int32_t value) noexcept { ruleIdCounter_ = value; }
+
+  // --- Running ----------------------------------------------------------------------------------------------------
+
+  /// Fires rules until the agenda of every focused module is empty, `maxRules` have fired, or something halts the run.
+  /// Gives the number fired. An exception of an action passes through; the engine stays consistent.
+  int32_t Run(int32_t maxRules = 2147483647);
+  void SetHalt(bool value) noexcept { halt_ = value; }
+  [[nodiscard]] bool GetHalt() const noexcept { return halt_; }
+  [[nodiscard]] bool IsRunning() const noexcept { return isRunning_; }
+  /// Puts a module on top of the focus stack; nothing when it is there.
+  virtual void PushFocus(const IModule& module);
+  /// "No such module with name=%s exists".
+  void PushFocus(std::string_view name);
+  /// The popped module, or null; popping the last one halts.
+  virtual IModule PopFocus();
+  [[nodiscard]] virtual IModule PeekFocus() const;
+  virtual void AddActivation(const Ref<TActivation>& activation);
+  virtual void RemoveActivation(int index);
+  virtual void RemoveActivation(TActivation& activation);
+  virtual void RuleFired(TActivation& activation);
+  [[nodiscard]] Ref<TActivation> GetActivation(int index) const { return agenda_->GetActivation(index); }
+  virtual void SetActivation(int index, const Ref<TActivation>& activation);
+  [[nodiscard]] int GetAgendaCount() const noexcept { return agenda_ == nullptr ? 0 : agenda_->GetCount(); }
+  /// Index at which a new activation of this salience goes, -1 for the end. Logarithmic.
+  [[nodiscard]] virtual int SearchSalience(int32_t salience) const;
+  [[nodiscard]] TActivation* GetCurrentAgendaItem() const noexcept { return currentAgendaItem_.Get(); }
+  [[nodiscard]] int32_t GetStatNumRulesFired() const noexcept { return statRulesFired_; }
+  /// Start of the run in seconds of the clock; with cwStatistics, after the run, its length in seconds.
+  [[nodiscard]] double GetStatRunTime() const noexcept { return statRunTime_; }
+  [[nodiscard]] int32_t GetStatMaxActivations() const noexcept { return statMaxActivations_; }
+  [[nodiscard]] float GetStatMeanActivations() const noexcept { return static_cast<float>(statMeanActivations_); }
+  [[nodiscard]] float GetStatMeanFacts() const noexcept { return static_cast<float>(statMeanFacts_); }
+  [[nodiscard]] int32_t GetStatMaxFacts() const noexcept { return statMaxFacts_; }
+
+  // --- Constructs -------------------------------------------------------------------------------------------------
+
+  /// By name in the current module; null if absent.
+  [[nodiscard]] TFactTemplate* FindFactTemplate(std::string_view name) const;
+  [[nodiscard]] TKBDefinedType* FindDefinedType(std::string_view name) const;
+  [[nodiscard]] IModule FindModule(std::string_view name) const;
+  /// The template of that name in the current module, made with the comment "(Implied)" when there is none.
+  virtual IFactTemplate CreateFactTemplate(std::string_view name);
+  /// Registers a C++ callable under a name of the language. The counts are checked before each call.
+  Ref<IUserFunction> RegisterFunction(std::string_view name, TFunctionCallable body, int minArguments = 0,
+                                      int maxArguments = kUnlimitedArguments);
+  /// Adds to FModules with its objects and imports; a module of that name goes first.
+  virtual int AddModule(const IModule& module);
+  virtual void RemoveModule(const IModule& module);
+  virtual void RuleChange(TRule& rule);
+  /// Takes the rule out of its network; called by the registry. Frees it when the engine owns it.
+  virtual void RemoveRule(TRule& rule);
+  /// Enters the rule in the rules of its own module; takes it out again without freeing it; whether it is there.
+  void RegisterRule(TRule& rule);
+  void ForgetRule(TRule& rule);
+  [[nodiscard]] bool IsRegistered(const TRule& rule) const;
+  /// Takes a rule that left its registry out of the network too; frees it when the engine owns it.
+  void DropRule(TRule& rule, TReteNetwork* network);
+  void RenameDefinedType(TKBDefinedType& type, std::string_view oldName, std::string_view newName) override;
+  void RenameFactTemplate(TFactTemplate& factTemplate, std::string_view oldName, std::string_view newName) override;
+  void RenameModule(std::string_view oldName, std::string_view newName) override;
+  void RenameRule(std::string_view oldName, std::string_view newName) override;
+  virtual void RemoveDependencies(const IFactTemplate& factTemplate);
+  virtual void RemoveDependencies(const IKBDefinedType& type);
+  virtual void RemoveDependencies(const IModule& module, const IFactTemplate& factTemplate);
+  virtual void RemoveDependencies(const IModule& module, const IKBDefinedType& type);
+  /// What depends on the template goes; its texts are recorded for UpdateDependencies.
+  struct TDependent {
+    std::string text;
+    IFact fact;  // null for a rule
+  };
+  using TDependents = std::vector<TDependent>;
+  virtual void RemoveDependencies(const IFactTemplate& factTemplate, TDependents& dependents);
+  virtual void RemoveDependencies();
+  virtual void RemoveTypeDependencies();
+  virtual void ReplaceTemplate(const IFactTemplate& oldTemplate, const IFactTemplate& newTemplate);
+  virtual void ReplaceDefinedType(const IKBDefinedType& oldType, const IKBDefinedType& newType);
+  virtual void UpdateDependencies(const TDependents& dependents);
+  [[nodiscard]] bool IsUpdatingHT() const noexcept { return updatingHT_; }
+  void SetUpdatingHT(bool value) noexcept { updatingHT_ = value; }
+
+  // Functions, as a reasoner.
+  void AddUserFunction(const Ref<IUserFunction>& function) override;
+  void RemoveUserFunction(const Ref<IUserFunction>& function) override;
+  [[nodiscard]] bool ContainsUserFunction(std::string_view name) const override;
+  [[nodiscard]] bool ContainsUserFunction(std::string_view name, Ref<IUserFunction>& function) const override;
+  [[nodiscard]] std::vector<std::string> GetUserFunctions() const override;
+  [[nodiscard]] Ref<IUserFunction> GetUserFunction(std::string_view name) const override;
+  void SetUserFunction(std::string_view name, const Ref<IUserFunction>& function) override;
+  [[nodiscard]] const TUserFunctions& GetUserFunctionTable() const noexcept { return *userFunctions_; }
+  [[nodiscard]] TUserFunctions& GetUserFunctionTable() noexcept { return *userFunctions_; }
+
+  // What the registries call; each does nothing but fire its event.
+  virtual void AddRule(TRule& rule);
+  virtual void AddFactTemplate(const IFactTemplate& factTemplate);
+  virtual void RemoveFactTemplate(const IFactTemplate& factTemplate);
+  virtual void AddDefinedType(const IKBDefinedType& type);
+  virtual void RemoveDefinedType(const IKBDefinedType& type);
+  virtual void AddFunction(const Ref<IUserFunction>& function);
+  virtual void RemoveFunction(const Ref<IUserFunction>& function);
+  virtual void ClearRules();
+  virtual void ClearFactTemplates();
+  virtual void ClearDefinedTypes();
+  virtual void ClearModules();
+
+  // The registries of the current module and of the engine.
+  [[nodiscard]] TFacts& GetFacts() const noexcept { return *facts_; }
+  [[nodiscard]] TRules& GetRules() const noexcept { return *rules_; }
+  [[nodiscard]] TFactTemplates& GetFactTemplates() const noexcept { return *factTemplates_; }
+  [[nodiscard]] TFactSets& GetFactSets() const noexcept { return *factSets_; }
+  [[nodiscard]] TKBDefinedTypes& GetDefinedTypes() const noexcept { return *definedTypes_; }
+  [[nodiscard]] TReteNetwork& GetRete() const noexcept { return *rete_; }
+  [[nodiscard]] TKBAgenda& GetAgenda() const noexcept { return *agenda_; }
+  [[nodiscard]] TModules& GetModules() const noexcept { return *modules_; }
+  [[nodiscard]] TModules& GetFocusStack() const noexcept { return *focusStack_; }
+  [[nodiscard]] TGlobalVariables& GetGlobalVariables() const noexcept { return *globalVariables_; }
+  [[nodiscard]] TEngineVariables& GetStorage() const noexcept { return *storage_; }
+  [[nodiscard]] TIOStreams& GetIOStreams() const noexcept { return *ioStreams_; }
+  [[nodiscard]] TKBContext& GetGlobalContext() const noexcept { return *globalContext_; }
+  [[nodiscard]] TKBParser& GetParser() const noexcept { return *parser_; }
+  [[nodiscard]] const IFact& GetNullFact() const noexcept { return nullFact_; }
+  [[nodiscard]] TKBPattern* GetInitialFactPattern() const noexcept { return initialFactPattern_; }
+  [[nodiscard]] const IModule& GetCurrentModule() const override { return currentModule_; }
+  /// Focuses the module and fires OnChangeCurrentModule; nothing when it is current.
+  void SetCurrentModule(const IModule& module);
+  /// Part of TModule::FocusModule: shows the module's objects in the fields. No event.
+  void ShowModule(TModule& module) noexcept;
+  virtual void DoChangeCurrentModule();
+  virtual void ResetGlobalVariable(std::string_view name, const IKBValue& value);
+  [[nodiscard]] std::string GenerateSymbol(std::string_view prefix);
+
+  /// Replaces the parser by one that the factory makes; null changes nothing.
+  void SetParserFactory(TParserFactory factory);
+  void SetTokenizerFactory(TTokenizerFactory factory);
+  /// A tokenizer over a text, or over a stream that outlives it.
+  [[nodiscard]] virtual std::unique_ptr<TKBTokenizerStream> NewTokenizer(std::string_view text,
+                                                                         const TEncoding* encoding);
+  [[nodiscard]] virtual std::unique_ptr<TKBTokenizerStream> NewTokenizer(std::istream& stream,
+                                                                         const TEncoding* encoding);
+
+  // --- Text out ---------------------------------------------------------------------------------------------------
+
+  /// Routes a text: "t" and "" go to the capture or OnPrintOut, other names to their stream.
+  virtual void PrintOut(std::string_view outId, std::string_view text);
+  void PrintOut(std::string_view text) { PrintOut(std::string_view(), text); }
+  [[nodiscard]] virtual std::string ReadLine(std::string_view inId);
+  [[nodiscard]] virtual IStreamToken ReadToken(std::string_view inId);
+  /// The standard channel goes to `stream` from now on; the engine owns it. A capture that runs is closed first.
+  virtual bool StartCapture(std::unique_ptr<std::ostream> stream, const TEncoding* encoding = nullptr);
+  /// Creates the file, replacing one that exists.
+  bool StartCapture(const std::string& fileName, const TEncoding* encoding = nullptr);
+  bool StopCapture();
+  /// True when this kind is watched and OnPrintOut is assigned.
+  [[nodiscard]] bool IsWatched(TConstructWatch watch) const noexcept { return watch_.Has(watch) && OnPrintOut; }
+
+  [[nodiscard]] std::string PrettyPrint(const TFunctionCall& call) override;
+  [[nodiscard]] std::string PrettyPrint(const TFact& fact) override;
+  [[nodiscard]] std::string PrettyPrint(const IUserFunction& function) override;
+  [[nodiscard]] std::string PrettyPrint(const TInterpretedFunction& function) override;
+  [[nodiscard]] std::string PrettyPrint(const TKBDefinedType& type) override;
+  [[nodiscard]] std::string PrettyPrint(const TFactTemplate& factTemplate) override;
+  [[nodiscard]] std::string PrettyPrint(const TModule& module) override;
+  [[nodiscard]] virtual std::string PrettyPrint(const TRule& rule);
+  [[nodiscard]] virtual std::string PrettyPrint(const TKBPattern& pattern);
+  [[nodiscard]] virtual std::string PrettyPrint(const TFactSet& factSet);
+  [[nodiscard]] virtual std::string PrettyPrint(const TFactSlot& slot);
+  [[nodiscard]] virtual std::string PrettyPrint(std::string_view name, const IKBValue& value);
+  [[nodiscard]] std::string PrettyPrintSingletons(const TSingletonsVector& singletons) override;
+
+  // --- Events -----------------------------------------------------------------------------------------------------
+  // Each is tested for being assigned; an unassigned event costs nothing. None fires during destruction.
+
+  using TNotifyEvent = std::function<void(TInferenceEngine&)>;
+  using TAgendaEvent = std::function<void(TInferenceEngine&, int index, TActivation& activation)>;
+  using TFactEvent = std::function<void(TInferenceEngine&, const IFact& fact)>;
+  using TRuleEvent = std::function<void(TInferenceEngine&, TRule& rule)>;
+  using TTemplateEvent = std::function<void(TInferenceEngine&, const IFactTemplate& factTemplate)>;
+  using TTypeEvent = std::function<void(TInferenceEngine&, const IKBDefinedType& type)>;
+  using TFunctionEvent = std::function<void(TInferenceEngine&, const Ref<IUserFunction>& function)>;
+  using TModuleEvent = std::function<void(TInferenceEngine&, const IModule& module)>;
+
+  TAgendaEvent OnAddActivation;
+  TAgendaEvent OnRemoveActivation;
+  TFactEvent OnAssertion;
+  TFactEvent OnRetraction;
+  TNotifyEvent OnClearFacts;
+  TRuleEvent OnRuleFired;
+  TNotifyEvent OnStartInference;
+  std::function<void(TInferenceEngine&, int32_t rulesFired)> OnEndInference;
+  TRuleEvent OnAddRule;
+  TRuleEvent OnRemoveRule;
+  TNotifyEvent OnClearRules;
+  TTemplateEvent OnNewFactTemplate;
+  TTemplateEvent OnRemoveFactTemplate;
+  TNotifyEvent OnClearFactTemplates;
+  TTypeEvent OnAddDefinedType;
+  TTypeEvent OnRemoveDefinedType;
+  TNotifyEvent OnClearDefinedTypes;
+  TFunctionEvent OnAddUserFunction;
+  TFunctionEvent OnRemoveUserFunction;
+  TModuleEvent OnAddModule;
+  TModuleEvent OnRemoveModule;
+  TModuleEvent OnClearModule;
+  TNotifyEvent OnClearModules;
+  TNotifyEvent OnChangeCurrentModule;
+  TModuleEvent OnPushFocus;
+  TModuleEvent OnPopFocus;
+  TNotifyEvent OnClear;
+  TNotifyEvent OnReset;
+  TNotifyEvent OnAddDefaultPackages;
+  std::function<void(TInferenceEngine&, std::string_view outId, std::string_view text)> OnPrintOut;
+  std::function<void(TInferenceEngine&, std::string_view inId, std::string& text)> OnReadLine;
+  std::function<void(TInferenceEngine&, std::string_view inId, IStreamToken& token)> OnReadToken;
+  // The parse events (OnParse, OnParseRule, ...) are members of the parser: GetParser().OnParse.
+
+  void Notification(TComponent& component, TOperation operation) override;
+
+ protected:
+  virtual void AddDefaultPackages();
+  virtual void BeginInference();
+  virtual void EndInference();
+
+ private:
+  friend class TModule;  // releases modules and shows their objects
+
+  class TStreamScope;  // the parser on another stream for the time of a call
+  class TFocusScope;   // another module current for the time of a call
+  class TFiringScope;  // one firing: current item, deferred frees
+
+  template <class F>
+  auto WithText(std::string_view text, const TEncoding* encoding, F&& parse);
+  void AddMainModule();
+  void AssertInitialFact();
+  void ClearEvents() noexcept;
+  void FireAgenda(int32_t maxRules);
+  void FireFirst();
+  void RebuildAgenda();
+  void SetAgendaFrom(const std::vector<Ref<TActivation>>& activations);
+  void FollowFocus();
+  void CountStatistics();
+  void PrintStatistics();
+  void RemoveTemplateFacts(const TFactTemplate& factTemplate, TDependents* dependents);
+  void RemoveTemplateRules(const TFactTemplate& factTemplate, TDependents* dependents);
+  void RefreshModulePattern(const TFactTemplate& oldTemplate);
+  [[nodiscard]] TRules* RulesOf(const TRule& rule) const;
+  void FreeRule(TRule& rule);
+
+  std::recursive_mutex lock_;
+  std::unique_ptr<TUserFunctions> userFunctions_;
+  bool updatingHT_ = false;
+  int32_t factIdCounter_ = 0;
+  int32_t ruleIdCounter_ = 0;
+  TSearchStrategy strategy_ = ssDepthFirst;
+  std::unique_ptr<TKBContext> globalContext_;
+  TSalience evalSalience_ = sActivate;
+  bool halt_ = false;
+  std::unique_ptr<TEngineVariables> storage_;
+  int32_t symbolIndex_ = 0;
+  bool resetGlobals_ = true;
+  std::unique_ptr<TGlobalVariables> globalVariables_;
+  std::unique_ptr<TKBParser> parser_;
+  std::unique_ptr<TIOStreams> ioStreams_;
+  Ref<TActivation> currentAgendaItem_;
+  TConstructWatches watch_;
+  float version_ = 6.0F;
+  TFunctionPackages packages_;
+  bool factDuplication_ = false;
+  int32_t statRulesFired_ = 0;
+  double statRunTime_ = 0;
+  int32_t statMaxActivations_ = 0;
+  double statMeanActivations_ = 0;  // sums during a run
+  double statMeanFacts_ = 0;
+  int32_t statMaxFacts_ = 0;
+  bool isRunning_ = false;
+  TTypeChecks typeChecks_;
+  TDuplicateConstructs duplicateConstructs_ = dcOverwrite;
+  int parserMaxErrors_ = 10;
+  TErrorHandling parserErrorHandling_ = ehRaiseImmediate;
+  std::unique_ptr<std::ostream> outputStream_;
+  TKBTokenizerStream* inputStream_ = nullptr;  // the batch that runs; owned by Batch
+  bool modifyingFact_ = false;
+  TFuzzyInferenceMethod fuzzyInference_ = fimMinMax;
+  TFuzzyCorrelationMethod fuzzyCorrelation_ = fcmMinimum;
+  bool fuzzyAutoTerms_ = true;
+  float fuzzyEqualsThreshold_ = 0.01F;
+  float minActivationStrength_ = 0.0F;
+  TTokenizerFactory tokenizerFactory_;
+  TParserFactory parserFactory_;
+  std::unique_ptr<TModules> modules_;
+  std::unique_ptr<TModules> focusStack_;
+  const TModule* moduleOp_ = nullptr;  // the module inside AddModule or RemoveModule
+  friend class TModules;
+
+  // Objects of the current module.
+  TKBAgenda* agenda_ = nullptr;
+  TKBDefinedTypes* definedTypes_ = nullptr;
+  TFacts* facts_ = nullptr;
+  TFactSets* factSets_ = nullptr;
+  TFactTemplates* factTemplates_ = nullptr;
+  TReteNetwork* rete_ = nullptr;
+  TRules* rules_ = nullptr;
+  TFactsPending* factsPending_ = nullptr;
+  IFact nullFact_;
+  TKBPattern* initialFactPattern_ = nullptr;
+  IModule currentModule_;
+
+  // Rules that were removed while a firing was under way; freed when the outermost firing ends.
+  int firingDepth_ = 0;
+  std::vector<TRule*> deferredRules_;
+};
+
+}  // namespace kb

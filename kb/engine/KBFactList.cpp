@@ -1,0 +1,261 @@
+#include "kb/engine/KBFactList.h"
+
+#include <algorithm>
+
+#include "kb/common/Helpers.h"
+#include "kb/engine/InferenceEngine.h"
+#include "kb/values/KBConsts.h"
+
+namespace kb {
+
+TFacts::TFacts(TInferenceEngine* engine, TModule* module) : module_(module), engine_(engine) {}
+
+TFacts::~TFacts() { updating_ = true; }
+
+void TFacts::CheckIndex(int index) const {
+  if (index < 0 || index >= GetCount()) throw EListError("List index out of bounds (" + std::to_string(index) + ")");
+}
+
+// --- Finding --------------------------------------------------------------------------------------------------------
+
+IFact TFacts::Get(int index) const {
+  CheckIndex(index);
+  return items_.At(static_cast<size_t>(index));
+}
+
+void TFacts::Put(int index, const IFact& fact) {
+  CheckIndex(index);
+  items_.At(static_cast<size_t>(index)) = fact;
+}
+
+int TFacts::FindFact(int32_t id) const {
+  const size_t place = items_.PartitionPoint([id](const IFact& fact) { return fact->GetID() < id; });
+  if (place >= items_.Size() || items_.At(place)->GetID() != id) return -1;
+  return static_cast<int>(place);
+}
+
+IFact TFacts::GetFactByID(int32_t id) const {
+  const int index = FindFact(id);
+  return index < 0 ? IFact() : items_.At(static_cast<size_t>(index));
+}
+
+TFact* TFacts::FindDuplicate(const TFact& fact) const {
+  if (preserveIds_ || !cacheHashCodes_) {
+    TFact* found = nullptr;
+    items_.ForEach([&](const IFact& item) {
+      if (found == nullptr && item->Equals(&fact)) found = item.Get();
+    });
+    return found;
+  }
+  if (fact.GetTemplate()->IsFuzzy()) {
+    const auto found = std::find_if(fuzzyCache_.begin(), fuzzyCache_.end(), [&](TFact* f) { return fact.Equals(f); });
+    return found == fuzzyCache_.end() ? nullptr : *found;
+  }
+  // Of several that print the same the youngest counts.
+  TFact* found = nullptr;
+  cache_.ForEach(static_cast<uint32_t>(fact.GetHashCode()), [&](TFact& candidate) {
+    if (found != nullptr && found->GetID() > candidate.GetID()) return;
+    if (candidate.IsDuplicateOf(fact)) found = &candidate;
+  });
+  return found;
+}
+
+int TFacts::FindFact(const TFact& fact) const {
+  const TFact* found = FindDuplicate(fact);
+  return found == nullptr ? -1 : IndexOf(found);
+}
+
+int TFacts::IndexOf(const TFact* fact) const {
+  if (fact == nullptr) return -1;
+  if (fact->GetID() != -1) {
+    const int index = FindFact(fact->GetID());
+    if (index >= 0 && items_.At(static_cast<size_t>(index)) == fact) return index;
+    if (index < 0 && GetCount() >= 5) return -1;
+  }
+  int index = 0;
+  int found = -1;
+  items_.ForEach([&](const IFact& item) {
+    if (found < 0 && item == fact) found = index;
+    ++index;
+  });
+  return found;
+}
+
+// --- Changing -------------------------------------------------------------------------------------------------------
+
+void TFacts::AddToCache(TFact& fact) {
+  if (!cacheHashCodes_) return;
+  if (fact.GetTemplate() && fact.GetTemplate()->IsFuzzy()) {
+    fuzzyCache_.push_back(&fact);
+  } else {
+    const auto hash = static_cast<uint32_t>(fact.GetHashCode());
+    fact.SetCacheHash(hash);
+    cache_.Insert(hash, &fact);
+  }
+}
+
+// The hash is the one of the day of arrival: a value may have been changed in place since.
+void TFacts::RemoveFromCache(TFact& fact) {
+  if (!cacheHashCodes_) return;
+  if (!cache_.Erase(fact.GetCacheHash(), &fact)) std::erase(fuzzyCache_, &fact);
+}
+
+int TFacts::Add(const IFact& fact) {
+  if (IsOwnChange()) {
+    items_.Append(fact);
+    AddToCache(*fact);
+    return GetCount() - 1;
+  }
+  const int32_t id = fact->GetID();
+  if (preserveIds_ && id != -1 && FindFact(id) < 0) {
+    const int32_t counter = engine_->GetFactIdCounter();
+    engine_->SetFactIdCounter(id);
+    engine_->Assert(fact);
+    maxId_ = std::max(maxId_, id);
+    engine_->SetFactIdCounter(std::max(counter, maxId_ + 1));
+    SortByID();
+  } else {
+    maxId_ = std::max(maxId_, engine_->Assert(fact));
+  }
+  return GetCount() - 1;
+}
+
+void TFacts::Insert(int index, const IFact& fact) {
+  if (index < 0 || index > GetCount()) throw EListError("List index out of bounds (" + std::to_string(index) + ")");
+  if (IsOwnChange()) {
+    items_.Insert(static_cast<size_t>(index), fact);
+    AddToCache(*fact);
+    return;
+  }
+  if (engine_->Assert(fact) < 0) return;
+  const int present = IndexOf(fact.Get());
+  if (present < 0) return;
+  const TUpdating updating(*this);
+  Delete(present);
+  Insert(std::min(index, GetCount()), fact);
+}
+
+void TFacts::Delete(int index) {
+  CheckIndex(index);
+  if (!IsOwnChange()) {
+    engine_->RetractFact(index);
+    return;
+  }
+  const IFact fact = items_.Erase(static_cast<size_t>(index));
+  RemoveFromCache(*fact);
+}
+
+int TFacts::Remove(const IFact& fact) {
+  const int index = IndexOf(fact.Get());
+  if (index < 0) return -1;
+  Delete(index);
+  return index;
+}
+
+void TFacts::Clear() {
+  cache_.Clear();
+  fuzzyCache_.clear();
+  items_.Clear();
+  maxId_ = 0;
+  if (engine_ != nullptr) engine_->RetractFacts();
+}
+
+void TFacts::Clear(TConstructScope scope) {
+  for (const IFact& fact : Snapshot()) {
+    const bool local = fact->GetTemplate()->GetModule() == module_;
+    if (local != (scope == csLocal)) continue;
+    const int index = IndexOf(fact.Get());
+    if (index < 0) continue;
+    if (engine_ != nullptr) {
+      engine_->RemoveFactFromModule(index, fact, nullptr);
+    } else {
+      Delete(index);
+    }
+  }
+}
+
+void TFacts::SortByID() {
+  std::vector<IFact> facts = Snapshot();
+  const auto before = [](const IFact& a, const IFact& b) { return a->GetID() < b->GetID(); };
+  if (std::is_sorted(facts.begin(), facts.end(), before)) return;
+  std::stable_sort(facts.begin(), facts.end(), before);
+  items_.Clear();
+  for (IFact& fact : facts) items_.Append(std::move(fact));
+}
+
+void TFacts::SetCacheHashCodes(bool value) {
+  if (cacheHashCodes_ == value) return;
+  cache_.Clear();
+  fuzzyCache_.clear();
+  cacheHashCodes_ = value;
+  if (value) items_.ForEach([this](const IFact& fact) { AddToCache(*fact); });
+}
+
+int TFacts::GetImportCount() const {
+  int count = 0;
+  items_.ForEach([&](const IFact& fact) { count += fact->GetTemplate()->GetModule() != module_ ? 1 : 0; });
+  return count;
+}
+
+std::vector<IFact> TFacts::Snapshot() const {
+  std::vector<IFact> facts;
+  facts.reserve(items_.Size());
+  items_.ForEach([&](const IFact& fact) { facts.push_back(fact); });
+  return facts;
+}
+
+// --- Copies and text ------------------------------------------------------------------------------------------------
+
+IFact TFacts::CopyFact(TFact& source) const {
+  const IFactTemplate& theirs = source.GetTemplate();
+  if (engine_ == nullptr || theirs->GetEngine() == engine_) return MakeRef<TFact>(theirs, &source);
+  IFactTemplate ours = engine_->FindFactTemplate(theirs->GetTemplateName());
+  if (ours && !ours->Equals(theirs.Get())) {
+    throw EKBException(TKBMessage::FactTemplatesDiffer,
+                       {ours->GetTemplateName().ToString(), theirs->GetTemplateName().ToString()});
+  }
+  if (!ours) ours = engine_->CreateFactTemplate(theirs->GetTemplateName());
+  return MakeRef<TFact>(ours, &source);
+}
+
+void TFacts::CopyFacts(const TFacts& source) {
+  for (const IFact& fact : source.Snapshot()) Add(CopyFact(*fact));
+}
+
+void TFacts::Assign(const TPersistent& source) {
+  const auto* other = dynamic_cast<const TFacts*>(&source);
+  if (other == nullptr) return TPersistent::Assign(source);
+  if (other == this) return;
+  Clear();
+  CopyFacts(*other);
+}
+
+void TFacts::AssignLocal(const TFacts& source) {
+  Clear(csLocal);
+  CopyFacts(source);
+}
+
+std::string TFacts::ToString() const {
+  std::string text;
+  items_.ForEach([&](const IFact& fact) { text += (text.empty() ? "" : std::string(kLineEnd)) + fact->ToString(); });
+  return text;
+}
+
+std::string TFacts::GetToIDString() const {
+  std::string text;
+  items_.ForEach([&](const IFact& fact) { text += (text.empty() ? "" : std::string(kLineEnd)) + fact->GetToIDString(); });
+  return text;
+}
+
+std::string TFacts::LocalsToString(bool withIds) const {
+  std::string text;
+  items_.ForEach([&](const IFact& fact) {
+    if (fact->GetTemplate()->GetModule() != module_) return;
+    text += IndentString;
+    text += withIds ? fact->GetToIDString() : fact->ToString();
+    text += kLineEnd;
+  });
+  return text;
+}
+
+}  // namespace kb

@@ -1,0 +1,155 @@
+// Packages: sets of functions that join and leave reasoners together.
+#include <algorithm>
+
+#include "kb/engine/InferenceEngine.h"
+#include "kb/functions/KBPackages.h"
+
+namespace kb {
+
+int TCustomReasonerOwner::AddReasoner(IReasoner* reasoner) {
+  const auto found = std::find(reasoners_.begin(), reasoners_.end(), reasoner);
+  if (reasoner == nullptr) return -1;
+  if (found != reasoners_.end()) return static_cast<int>(found - reasoners_.begin());
+  if (auto* component = dynamic_cast<TComponent*>(reasoner)) component->FreeNotification(*this);
+  reasoners_.push_back(reasoner);
+  try {
+    ReasonerNotification(reasoner, lnAdded);
+  } catch (...) {
+    std::erase(reasoners_, reasoner);
+    throw;
+  }
+  return static_cast<int>(reasoners_.size()) - 1;
+}
+
+void TCustomReasonerOwner::RemoveReasoner(IReasoner* reasoner) {
+  if (std::erase(reasoners_, reasoner) > 0) ReasonerNotification(reasoner, lnRemoved);
+}
+
+void TCustomReasonerOwner::ClearReasoners() {
+  while (!reasoners_.empty()) RemoveReasoner(reasoners_.front());
+}
+
+const TClassInfo& TUserPackage::StaticClass() noexcept {
+  static const TClassInfo info{"TUserPackage", &TComponent::StaticClass(), nullptr,
+                               [](TComponent* owner) -> TComponent* { return new TUserPackage(owner); }};
+  return info;
+}
+
+TUserPackage::TUserPackage(TComponent* owner) : TCustomReasonerOwner(owner) {
+  AddReasoner(dynamic_cast<IReasoner*>(owner));
+}
+
+TUserPackage::~TUserPackage() {
+  ClearReasoners();
+  ClearFunctions();
+}
+
+int TUserPackage::AddFunction(const Ref<IUserFunction>& function) {
+  const auto found = std::find(functions_.begin(), functions_.end(), function);
+  if (found != functions_.end()) return static_cast<int>(found - functions_.begin());
+  functions_.push_back(function);
+  try {
+    FunctionNotification(function, lnAdded);
+  } catch (...) {
+    std::erase(functions_, function);
+    throw;
+  }
+  return static_cast<int>(functions_.size()) - 1;
+}
+
+void TUserPackage::RemoveFunction(const Ref<IUserFunction>& function) {
+  const Ref<IUserFunction> held = function;  // the argument may be the entry itself
+  if (std::erase(functions_, held) > 0) FunctionNotification(held, lnRemoved);
+}
+
+void TUserPackage::ClearFunctions() {
+  std::vector<Ref<IUserFunction>> functions;
+  functions.swap(functions_);
+  for (const Ref<IUserFunction>& function : functions) FunctionNotification(function, lnRemoved);
+}
+
+int TUserPackage::IndexOf(std::string_view name) const {
+  for (size_t i = 0; i < functions_.size(); ++i) {
+    if (functions_[i] && functions_[i]->GetFunctionName() == name) return static_cast<int>(i);
+  }
+  return -1;
+}
+
+void TUserPackage::Reset() {
+  ClearFunctions();
+  CreateFunctions();
+}
+
+void TUserPackage::SetEngine(TInferenceEngine* engine) {
+  if (engine_ == engine) return;
+  if (TInferenceEngine* old = engine_; old != nullptr) {
+    if (!IsDesigning()) RemoveReasoner(old);
+    // A reasoner that stays on the list is still watched.
+    const auto& reasoners = GetReasoners();
+    if (std::find(reasoners.begin(), reasoners.end(), old) == reasoners.end())
+      old->RemoveFreeNotification(*this);
+  }
+  engine_ = engine;
+  if (engine == nullptr) return;
+  engine->FreeNotification(*this);
+  if (!IsDesigning()) AddReasoner(engine);
+}
+
+void TUserPackage::CreateFunctions() {
+  if (OnCreateFunctions) OnCreateFunctions(*this);
+}
+
+void TUserPackage::Assign(const TPersistent& source) {
+  const auto* package = dynamic_cast<const TUserPackage*>(&source);
+  if (package == nullptr) return TCustomReasonerOwner::Assign(source);
+  if (package == this) return;
+  const std::vector<Ref<IUserFunction>> functions = package->functions_;
+  ClearFunctions();
+  for (const Ref<IUserFunction>& function : functions) AddFunction(function);
+}
+
+void TUserPackage::Notification(TComponent& component, TOperation operation) {
+  TCustomReasonerOwner::Notification(component, operation);
+  if (operation != opRemove) return;
+  if (&component == static_cast<TComponent*>(engine_)) SetEngine(nullptr);
+  if (auto* reasoner = dynamic_cast<IReasoner*>(&component)) RemoveReasoner(reasoner);
+}
+
+void TUserPackage::FunctionNotification(const Ref<IUserFunction>& function, TListNotification action) {
+  if (!function) return;
+  if (action == lnAdded) {
+    AddReasoners(function);
+  } else {
+    RemoveReasoners(function);
+  }
+}
+
+void TUserPackage::ReasonerNotification(IReasoner* reasoner, TListNotification action) {
+  if (action == lnAdded) return AddFunctions(reasoner);
+  RemoveFunctions(reasoner);
+  if (engine_ != nullptr && reasoner == static_cast<IReasoner*>(engine_)) engine_ = nullptr;
+}
+
+void TUserPackage::AddFunctions(IReasoner* reasoner) {
+  const std::vector<Ref<IUserFunction>> functions = functions_;
+  for (const Ref<IUserFunction>& function : functions) {
+    if (function) function->AddReasoner(reasoner);
+  }
+}
+
+void TUserPackage::AddReasoners(const Ref<IUserFunction>& function) {
+  for (IReasoner* reasoner : std::vector<IReasoner*>(GetReasoners())) function->AddReasoner(reasoner);
+}
+
+void TUserPackage::RemoveReasoners(const Ref<IUserFunction>& function) {
+  for (IReasoner* reasoner : std::vector<IReasoner*>(GetReasoners())) function->DeleteReasoner(reasoner);
+}
+
+void TUserPackage::RemoveFunctions(IReasoner* reasoner) {
+  const std::vector<Ref<IUserFunction>> functions = functions_;
+  for (const Ref<IUserFunction>& function : functions) {
+    if (function) function->DeleteReasoner(reasoner);
+  }
+}
+
+}  // namespace kb

@@ -1,0 +1,397 @@
+#include "kb/language/KBTokenizer.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <utility>
+
+#include "kb/common/Hash.h"
+#include "kb/common/Helpers.h"
+#include "kb/engine/InferenceEngine.h"
+#include "kb/language/KBParser.h"
+#include "kb/values/KBConsts.h"
+
+namespace kb {
+
+namespace {
+
+constexpr char32_t kLineFeed = U'\n';
+constexpr char32_t kReturn = U'\r';
+constexpr int kKindEnd = -1;
+constexpr int kKindText = 0;
+constexpr int kKindString = '"';
+constexpr std::array<int, 8> kPunctuation = {kTokenAmpersand,   kTokenOpen,         kTokenClose, kTokenEquals,
+                                             kTokenOpenBracket, kTokenCloseBracket, kTokenPipe,  kTokenTilde};
+constexpr size_t kTextTable = 256;   // a power of two
+constexpr size_t kTextTableMin = 32;  // texts seen before the table pays
+constexpr size_t kSharedTextMax = 40;
+
+constexpr bool EndsAtom(char32_t c) {
+  switch (c) {
+    case U'"':
+    case U'&':
+    case U'(':
+    case U')':
+    case U';':
+    case U'<':
+    case U'[':
+    case U']':
+    case U'|':
+    case U'~':
+      return true;
+    default:
+      return false;
+  }
+}
+
+constexpr bool IsPunctuation(char32_t c) {
+  return std::any_of(kPunctuation.begin(), kPunctuation.end(),
+                     [c](int kind) { return static_cast<char32_t>(kind) == c; });
+}
+
+/// Only an atom or a variable can end in white space, by way of a backslash.
+bool EndsInSpace(const TKBStreamToken& token) {
+  if (token.Is(dtString)) return false;
+  const std::string_view text = token.GetText().View();
+  return !text.empty() && static_cast<unsigned char>(text.back()) <= ' ';
+}
+
+}  // namespace
+
+const TClassInfo& TKBTokenizerStream::StaticClass() noexcept {
+  static const TClassInfo info{"TKBTokenizerStream", &TGTextStream::StaticClass()};
+  return info;
+}
+
+const TClassInfo& TKBClipsStream::StaticClass() noexcept {
+  static const TClassInfo info{"TKBClipsStream", &TKBTokenizerStream::StaticClass()};
+  return info;
+}
+
+// Characters.
+
+char32_t TKBClipsStream::GetChar() {
+  if (swallowLineFeed_) SwallowLineFeed();
+  previous_ = character_;
+  const char32_t c = ReadChar();
+  if (c == kReturn || (c == kLineFeed && previous_ != kReturn)) ++lineNumber_;
+  character_ = c;
+  return c;
+}
+
+void TKBClipsStream::PutBack(char32_t c) {
+  TKBTokenizerStream::PutBack(c);
+  if (c == kReturn || (c == kLineFeed && previous_ != kReturn)) --lineNumber_;
+  character_ = previous_;
+}
+
+bool TKBClipsStream::IsEof() {
+  if (swallowLineFeed_) SwallowLineFeed();
+  return TKBTokenizerStream::IsEof();
+}
+
+void TKBClipsStream::SwallowLineFeed() {
+  swallowLineFeed_ = false;
+  const char32_t c = ReadChar();
+  if (HitEnd()) return;
+  if (c == kLineFeed) {
+    character_ = c;
+  } else {
+    TKBTokenizerStream::PutBack(c);
+  }
+}
+
+bool TKBClipsStream::SkipInLineSpaces() {
+  for (;;) {
+    const char32_t c = GetChar();
+    if (HitEnd()) return false;
+    if (c > U' ') {
+      PutBack(c);
+      return false;
+    }
+    whitespace_ += static_cast<char>(c);
+    if (c == kLineFeed) return true;
+    if (c != kReturn) continue;
+    const char32_t next = GetChar();
+    if (HitEnd()) return true;
+    if (next == kLineFeed) {
+      whitespace_ += '\n';
+    } else {
+      PutBack(next);
+    }
+    return true;
+  }
+}
+
+void TKBClipsStream::ReadToLineEnd() {
+  for (;;) {
+    const char32_t c = GetChar();
+    if (HitEnd() || c == kLineFeed) return;
+    if (c == kReturn) {
+      // Asking for the LF now could wait for a line that nobody has typed yet.
+      swallowLineFeed_ = true;
+      return;
+    }
+  }
+}
+
+// Making tokens.
+
+IStreamToken TKBClipsStream::BuildNextToken() {
+  for (;;) {
+    buffer_.clear();
+    while (SkipInLineSpaces()) {
+    }
+    const char32_t c = GetChar();
+    if (HitEnd()) return FinishToken(kKindEnd, buffer_);
+    if (c == U';') {
+      SkipComment();
+      continue;
+    }
+    if (c == U'"') {
+      ReadString();
+      return FinishToken(kKindString, buffer_);
+    }
+    if (!IsPunctuation(c)) return BuildAtom(c);
+    Append(c);
+    return FinishToken(static_cast<int>(c), buffer_);
+  }
+}
+
+void TKBClipsStream::SkipComment() {
+  whitespace_ += ';';
+  whitespace_ += GetLine();
+  whitespace_ += kLineEnd;
+}
+
+IStreamToken TKBClipsStream::BuildAtom(char32_t first) {
+  Append(first);
+  for (;;) {
+    const int line = lineNumber_;
+    const char32_t c = GetChar();
+    if (HitEnd()) return FinishToken(kKindText, buffer_);
+    if (c <= U' ') {
+      whitespace_ += static_cast<char>(c);
+      // The token belongs to the line on which it ended, even if its end was the line's.
+      const int after = std::exchange(lineNumber_, line);
+      IStreamToken token = FinishToken(kKindText, buffer_);
+      lineNumber_ = after;
+      return token;
+    }
+    if (EndsAtom(c)) {
+      PutBack(c);
+      return FinishToken(kKindText, buffer_);
+    }
+    if (c != U'\\') {
+      Append(c);
+      continue;
+    }
+    const char32_t escaped = GetChar();
+    if (HitEnd()) return FinishToken(kKindEnd, buffer_);
+    Append(escaped);
+  }
+}
+
+void TKBClipsStream::ReadString() {
+  for (;;) {
+    char32_t c = GetChar();
+    if (!HitEnd() && c == U'"') return;
+    if (!HitEnd() && c == U'\\') c = GetChar();
+    if (HitEnd()) {
+      throw EKBParseException(TKBMessage::UnterminatedString, FormatMessage(TKBMessage::UnterminatedString),
+                              lineNumber_);
+    }
+    Append(c);
+  }
+}
+
+void TKBClipsStream::Append(char32_t c) {
+  if (c < 0x80) {
+    buffer_ += static_cast<char>(c);
+  } else {
+    AppendCodePoint(buffer_, c);
+  }
+}
+
+IStreamToken TKBClipsStream::FinishToken(int kind, std::string_view text) {
+  IStreamToken token;
+  bool keepWhitespace = false;
+  if (kind == kKindText || (kind == kKindEnd && !text.empty())) {
+    token = Classify(text);
+    keepWhitespace = token->IsVariable() || (text.size() == 1 && IsNumberSymbol(static_cast<unsigned char>(text[0])));
+  } else if (kind == kKindEnd) {
+    token = MakeRef<TKBStreamToken>(dtNone, lineNumber_, MakeText("EOF"));
+  } else if (kind == kKindString) {
+    token = MakeRef<TKBStreamToken>(dtString, lineNumber_, MakeText(text));
+  } else if (std::find(kPunctuation.begin(), kPunctuation.end(), kind) != kPunctuation.end()) {
+    token = MakeRef<TKBStreamToken>(kind, lineNumber_, Punctuation(kind));
+  } else {
+    throw EKBParseException(TKBMessage::InvalidTokenHint,
+                            FormatMessage(TKBMessage::InvalidTokenHint, {IntegerToString(kind)}), lineNumber_);
+  }
+  token->SetWhitespace(whitespace_);
+  if (!keepWhitespace) whitespace_.clear();
+  return token;
+}
+
+IStreamToken TKBClipsStream::Classify(std::string_view text) {
+  if (text[0] == '?') {
+    TKBText name = text.size() == 1 ? BlankName(SBlankPrefix) : MakeText(text.substr(1));
+    return MakeRef<TKBStreamToken>(dtVariable, lineNumber_, std::move(name));
+  }
+  if (text.starts_with("$?")) {
+    TKBText name = text.size() == 2 ? BlankName(SBlankMulti) : MakeText(text.substr(2));
+    return MakeRef<TKBStreamToken>(dtMultiVariable, lineNumber_, std::move(name));
+  }
+  const auto first = static_cast<char32_t>(static_cast<unsigned char>(text[0]));
+  if (IsNumberChar(first) && !(text.size() == 1 && IsNumberSymbol(first))) {
+    if (const auto integer = ParseInteger(text)) {
+      return MakeRef<TKBStreamToken>(dtInteger, lineNumber_, TKBText(), static_cast<double>(*integer));
+    }
+    if (const auto number = ParseFloat(text)) {
+      return MakeRef<TKBStreamToken>(dtFloat, lineNumber_, TKBText(), *number);
+    }
+  }
+  return MakeRef<TKBStreamToken>(dtAtom, lineNumber_, MakeText(text));
+}
+
+TKBText TKBClipsStream::MakeText(std::string_view text) {
+  // Facts and rules say the same words over and over: one copy of the characters serves all of them.
+  if (text.size() > kSharedTextMax || ++textCount_ < kTextTableMin) return TKBText(text);
+  if (texts_.empty()) texts_.resize(kTextTable);
+  TKBText& shared = texts_[static_cast<uint32_t>(CalculateHash(text)) & (kTextTable - 1)];
+  if (shared.View() != text) shared = TKBText(text);
+  return shared;
+}
+
+const TKBText& TKBClipsStream::Punctuation(int kind) {
+  if (punctuation_.empty()) punctuation_.resize(kPunctuation.size());
+  const auto index = std::find(kPunctuation.begin(), kPunctuation.end(), kind) - kPunctuation.begin();
+  TKBText& text = punctuation_[static_cast<size_t>(index)];
+  if (text.Empty()) text = TKBText(std::string(1, static_cast<char>(kind)));
+  return text;
+}
+
+TKBText TKBClipsStream::BlankName(std::string_view prefix) {
+  if (GetEngine() != nullptr) return TKBText(GetEngine()->GenerateSymbol(prefix));
+  return TKBText(std::string(prefix) + IntegerToString(blankIndex_++));
+}
+
+// Handing them out.
+
+void TKBClipsStream::CountParenthesis(const TKBStreamToken& token, int step) noexcept {
+  if (token.Is(kTokenOpen)) depth_ += step;
+  if (token.Is(kTokenClose)) depth_ -= step;
+}
+
+void TKBClipsStream::PrepareSExp() {
+  spelledHead_.clear();
+  spelled_.clear();
+  readAhead_.clear();  // a failure may have left the start of an expression
+  int depth = 0;
+  do {
+    readAhead_.push_back(BuildNextToken());
+    const TKBStreamToken& token = *readAhead_.back();
+    if (token.IsEof()) break;
+    if (token.Is(kTokenOpen)) ++depth;
+    if (token.Is(kTokenClose)) --depth;
+  } while (depth != 0);
+  std::reverse(readAhead_.begin(), readAhead_.end());
+  tokens_.swap(readAhead_);
+}
+
+IStreamToken TKBClipsStream::NextToken() {
+  if (tokens_.empty()) PrepareSExp();
+  IStreamToken token = std::move(tokens_.back());
+  tokens_.pop_back();
+  spelled_.push_back({token, current_ && current_->GetLineNumber() < token->GetLineNumber()});
+  current_ = token;
+  CountParenthesis(*token, 1);
+  return token;
+}
+
+void TKBClipsStream::PutBackToken(const IStreamToken& token) {
+  CutSpelled(token);
+  tokens_.push_back(token);
+  current_ = token;
+  CountParenthesis(*token, -1);
+}
+
+/// Takes the spelling of a token off the end of the expression text; what is left ends in exactly one blank.
+void TKBClipsStream::CutSpelled(const IStreamToken& token) {
+  const bool last = !spelled_.empty() && spelled_.back().token == token;
+  if (last) {
+    spelled_.pop_back();
+    if (!spelled_.empty() && !EndsInSpace(*spelled_.back().token)) return;
+  }
+  std::string text = ToString();
+  if (!last) {
+    const size_t length = token->ToString().size() + 1;
+    text.resize(text.size() > length ? text.size() - length : 0);
+  }
+  spelledHead_ = std::string(TrimRight(text)) + " ";
+  spelled_.clear();
+}
+
+TKBText TKBClipsStream::Head() {
+  const IStreamToken open = NextToken();
+  if (!open->Is(kTokenOpen) || tokens_.empty()) return TKBText();
+  const IStreamToken word = tokens_.back();
+  PutBackToken(open);
+  switch (word->GetDataType()) {
+    case dtAtom:
+    case dtVariable:
+    case kTokenEquals:
+      return word->GetText();
+    default:
+      return TKBText();
+  }
+}
+
+void TKBClipsStream::MoveToNextConstruct() {
+  while (depth_ != 0) {
+    if (NextToken()->IsEof()) depth_ = 0;
+  }
+}
+
+void TKBClipsStream::DiscardUntilEOL() {
+  if (!current_) {
+    ReadToLineEnd();
+    return;
+  }
+  const int line = current_->GetLineNumber();
+  while (!tokens_.empty()) {
+    if (tokens_.back()->GetLineNumber() > line) return;
+    CountParenthesis(*tokens_.back(), 1);
+    tokens_.pop_back();
+  }
+  if (lineNumber_ == line) {
+    ReadToLineEnd();
+  } else if (character_ == kReturn) {
+    swallowLineFeed_ = true;
+  }
+}
+
+void TKBClipsStream::Clear() {
+  tokens_.clear();
+  readAhead_.clear();
+  spelled_.clear();
+  spelledHead_.clear();
+}
+
+IStreamToken TKBClipsStream::GetCurrentToken() {
+  if (!current_) return NextToken();
+  return current_;
+}
+
+std::string TKBClipsStream::ToString() const {
+  std::string text = spelledHead_;
+  for (const TSpelled& piece : spelled_) {
+    if (piece.newLine) text += kLineEnd;
+    piece.token->AppendTo(text);
+    text += ' ';
+  }
+  return text;
+}
+
+}  // namespace kb

@@ -1,0 +1,33 @@
+// Pieces that all printers of constructs share. Internal to the pretty printer.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "kb/common/Helpers.h"
+#include "kb/values/KBConsts.h"
+
+namespace kb::printing {
+
+/// The name, with its module in front when that is asked for and known.
+[[nodiscard]] inline std::string FullName(std::string_view module, std::string_view name, bool fullName) {
+  std::string text;
+  if (fullName && !module.empty()) text.append(module).append(SModuleSeparator);
+  return text.append(name);
+}
+
+[[nodiscard]] inline std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
+/// Appends the text one level further in, each of its lines.
+inline void AppendIndented(std::string& text, std::string_view lines) {
+  text.append(IndentString);
+  text += ReplaceAll(lines, kLineEnd, std::string(kLineEnd) + std::string(IndentString));
+}
+
+/// Ends a construct: no white space stands before the parenthesis.
+[[nodiscard]] inline std::string CloseConstruct(std::string text) {
+  text.resize(TrimRight(text).size());
+  return text + ")";
+}
+
+}  // namespace kb::printing

@@ -1,0 +1,201 @@
+// Slots, templates, defined types and modules.
+#include "kb/language/PrettyPrinter.h"
+
+#include "kb/common/Helpers.h"
+#include "kb/language/PrettyPrinterParts.h"
+#include "kb/values/FactTemplate.h"
+#include "kb/values/KBDefinedType.h"
+#include "kb/values/KBHelperFunctions.h"
+#include "kb/values/KBModule.h"
+
+namespace kb {
+
+using printing::AppendIndented;
+using printing::CloseConstruct;
+using printing::FullName;
+using printing::Quoted;
+
+namespace {
+
+constexpr std::string_view kOpenEnd = "?VARIABLE";
+
+std::string_view ModuleName(const TModuleConstruct& construct) {
+  return construct.GetModule() == nullptr ? std::string_view() : std::string_view(construct.GetModule()->GetName());
+}
+
+/// The names of the types that a text can limit a slot to.
+std::string TypeNames(TKBTypes types) {
+  return QDUpperCase(SetToString(types - KBMultiSlotTypes - KBAlwaysValidTypes, " ", false));
+}
+
+std::string DefaultText(const TFactSlot& slot) {
+  const IKBValue& value = slot.GetSlotDefault();
+  if (!value || value == FCNil || value == FCNilList) return {};
+  const std::string text = value->ToString();
+  if (Trim(text).empty()) return {};
+  return std::string(slot.GetDefaultDynamic() ? "(default-dynamic " : "(default ") + text + ") ";
+}
+
+std::string TwiceIndented(const std::string& text) {
+  if (text.empty()) return text;
+  return std::string(IndentString) + std::string(IndentString) + text;
+}
+
+std::string SlotBody(const TFactSlot& slot) {
+  const std::string defaultText = DefaultText(slot);
+  if (const IKBDefinedType& definedType = slot.GetExtendedTypeInfo()) {
+    const std::string type = definedType->GetImplicit() ? PrettyPrint(*definedType, true)
+                                                        : "(type " + definedType->GetName() + ")";
+    return type + TwiceIndented(defaultText);
+  }
+  const TKBTypes types = slot.GetSlotType();
+  if (types == KBSlotTypes || types == KBSlotTypes + KBMultiSlotTypes) return defaultText;
+  std::string text = "(type " + TypeNames(types) + ")";
+  if (types.Has(dtMultiSlot)) text += ' ';
+  if (!defaultText.empty()) text.append(kLineEnd).append(TwiceIndented(defaultText));
+  return text;
+}
+
+}  // namespace
+
+// Templates.
+
+std::string PrettyPrint(const TFactSlot& slot) {
+  std::string text = slot.GetSlotType().Has(dtMultiSlot) ? "(multislot " : "(slot ";
+  text.append(slot.GetName().View()).append(" ").append(SlotBody(slot));
+  return text + ")";
+}
+
+namespace {
+
+std::string OrderedBody(const TFactTemplate& factTemplate) {
+  const TFactSlot* slot = factTemplate.FindSlot(SDefaultSlotName);
+  if (slot == nullptr || !slot->GetExtendedTypeInfo()) return {};
+  const TKBDefinedType& definedType = *slot->GetExtendedTypeInfo();
+  return definedType.GetImplicit() ? " " + PrettyPrint(*slot) : " is-a " + definedType.GetName();
+}
+
+}  // namespace
+
+std::string PrettyPrint(const TFactTemplate& factTemplate, bool fullName) {
+  std::string text =
+      "(deftemplate " + FullName(ModuleName(factTemplate), factTemplate.GetTemplateName().View(), fullName);
+  if (!factTemplate.GetComment().empty()) text += " " + Quoted(factTemplate.GetComment());
+  if (const IFactTemplate& parent = factTemplate.GetParent()) {
+    text.append(kLineEnd).append(IndentString).append("extends ").append(parent->GetTemplateName().View());
+  }
+  if (factTemplate.IsOrdered()) return CloseConstruct(text + OrderedBody(factTemplate));
+  text += kLineEnd;
+  for (int i = 0; i < factTemplate.GetSlotCount(); ++i) {
+    AppendIndented(text, PrettyPrint(*factTemplate.GetSlotAt(i)));
+    text += kLineEnd;
+  }
+  return CloseConstruct(std::move(text));
+}
+
+// Defined types. Each part of the body gives its line, or nothing when the type has none.
+
+namespace {
+
+std::string RangeEnd(double value) {
+  const bool open = value == TKBDefinedType::kOpenMinRange || value == TKBDefinedType::kOpenMaxRange;
+  return open ? std::string(kOpenEnd) : IntegerToString(TruncateToInt32(value));
+}
+
+std::string RangeText(const TKBDefinedType& type) {
+  if (!type.GetRangeLimited()) return {};
+  const std::string ends = RangeEnd(type.GetMinRange()) + " " + RangeEnd(type.GetMaxRange());
+  return std::string(IndentString) + "(range " + ends + ") " + std::string(kLineEnd);
+}
+
+std::string UnitsText(const TKBDefinedType& type) {
+  const std::string& units = type.GetUnits();
+  if (units.empty()) return {};
+  const std::string text = units.find(' ') == std::string::npos ? units : Quoted(units);
+  return std::string(IndentString) + "(units " + text + ")" + std::string(kLineEnd);
+}
+
+std::string CardinalityText(const TKBDefinedType& type) {
+  if (!type.GetCardinalityLimited()) return {};
+  const int32_t min = type.GetMinCardinality();
+  const int32_t max = type.GetMaxCardinality();
+  std::string text(IndentString);
+  text.append("(cardinality ").append(min < 0 ? std::string(kOpenEnd) : IntegerToString(min)).append(" ");
+  text += max == TKBDefinedType::kOpenMaxCardinality ? std::string(kOpenEnd) : IntegerToString(max);
+  return text.append(") ").append(kLineEnd);
+}
+
+std::string AllowedText(const TKBDefinedType& type) { return type.GetAllowedString(); }
+
+/// The limits that the type has and its parent, which it copied, has not.
+std::string LimitsText(const TKBDefinedType& type) {
+  const IKBDefinedType& parent = type.GetAncestor();
+  std::string text;
+  for (const auto part : {RangeText, UnitsText, CardinalityText, AllowedText}) {
+    const std::string own = part(type);
+    if (!parent || own != part(*parent)) text += own;
+  }
+  return text;
+}
+
+std::string TypeHead(const TKBDefinedType& type, bool fullName) {
+  std::string text = "(deftype " + FullName(ModuleName(type), type.GetName(), fullName) + " ";
+  if (!type.GetComment().empty()) {
+    text.append(kLineEnd).append(IndentString).append(Quoted(type.GetComment()));
+    text.append(kLineEnd).append(IndentString);
+  }
+  text += "extends (type ";
+  TKBTypes types = type.GetBaseTypes();
+  if (const IKBDefinedType& parent = type.GetAncestor()) {
+    text += parent->GetName() + " ";
+    types -= parent->GetBaseTypes();
+  }
+  return text.append(TypeNames(types)).append(")").append(kLineEnd);
+}
+
+}  // namespace
+
+std::string PrettyPrint(const TKBDefinedType& definedType, bool fullName) {
+  if (definedType.GetImplicit()) {
+    std::string text = "(type " + TypeNames(definedType.GetBaseTypes()) + ")";
+    return text.append(kLineEnd).append(LimitsText(definedType));
+  }
+  return CloseConstruct(TypeHead(definedType, fullName) + LimitsText(definedType));
+}
+
+// Modules.
+
+namespace {
+
+void AppendShared(std::string& text, std::string_view head, std::string_view kind, TSharedConstructs shared,
+                  const std::vector<std::string>& names) {
+  if (shared == mieNone) return;
+  text.append(IndentString).append("(").append(head).append(" ").append(kind).append(" ");
+  if (shared == mieAll) {
+    text += "?ALL";
+  } else {
+    for (const std::string& name : names) text += name + " ";
+  }
+  text.append(")").append(kLineEnd);
+}
+
+void AppendRecord(std::string& text, const std::string& head, const TModuleImportExport& record) {
+  AppendShared(text, head, "deftype", record.GetDefinedTypesShared(), record.GetDefinedTypes());
+  AppendShared(text, head, "deftemplate", record.GetFactTemplatesShared(), record.GetFactTemplates());
+}
+
+}  // namespace
+
+std::string PrettyPrint(const TModule& module) {
+  std::string text = "(defmodule " + module.GetName();
+  if (!module.GetComment().empty()) text += " " + Quoted(module.GetComment());
+  text += kLineEnd;
+  AppendRecord(text, "export", *module.GetExportItems());
+  for (int i = 0; i < module.GetImportModuleCount(); ++i) {
+    const TModuleImportExport& record = *module.GetImportModule(i);
+    AppendRecord(text, "import " + record.GetModuleName(), record);
+  }
+  return CloseConstruct(std::move(text));
+}
+
+}  // namespace kb

@@ -1,0 +1,282 @@
+#include <algorithm>
+
+#include "kb/common/Helpers.h"
+#include "kb/engine/InferenceEngine.h"
+#include "kb/language/KBRule.h"
+#include "kb/matching/ReteNetwork.h"
+#include "kb/values/ValueVector.h"
+
+namespace kb {
+
+void TJoinNode::SetPattern(TKBPattern* pattern, TRule* rule) {
+  if (pattern != nullptr && (!pattern->GetFactTemplate() || !pattern->GetFactTemplate()->IsBackwardChaining())) {
+    throw EKBException(TKBMessage::InvalidBackchainPattern);
+  }
+  pattern_ = pattern;
+  rule_ = rule;
+}
+
+bool TJoinNode::Equals(const TReteNode& other) const {
+  const auto* join = dynamic_cast<const TJoinNode*>(&other);
+  if (negated_ || join == nullptr || join->negated_) return false;
+  // A join that asks for facts asks for one pattern of one rule.
+  if (unique_ != join->unique_ || pattern_ != nullptr || join->pattern_ != nullptr) return false;
+  return TTestNode::Equals(other);
+}
+
+void TJoinNode::PrepareShortCut() {
+  for (const TJoinTestType wanted : {tstSlot, tstMultiSlot}) {
+    auto& tests = Tests();
+    const auto found = std::find_if(tests.begin(), tests.end(), [&](const auto& test) {
+      const auto* join = dynamic_cast<const TKBJoinTest*>(test.get());
+      return join != nullptr && join->GetJoinTestType() == wanted && join->GetSlotTestType() == sttEquals;
+    });
+    if (found == tests.end()) continue;
+    std::iter_swap(tests.begin(), found);
+    keyTest_ = static_cast<const TKBJoinTest*>(tests.front().get());
+    shortCut_ = true;
+    break;
+  }
+  ClearMemory();
+}
+
+void TJoinNode::ClearMemory() {
+  if (left_ != nullptr) {
+    left_->Clear();
+    right_->Clear();
+    return;
+  }
+  const TKBText none;
+  const TKBText& leftSlot = shortCut_ ? keyTest_->GetLeftSlot().GetName() : none;
+  const TKBText& rightSlot = shortCut_ ? keyTest_->GetRightSlot().GetName() : none;
+  left_ = std::make_unique<TKBTokenTree>(memorySize_, shortCut_ ? keyTest_->GetTokenIdx() : -1,
+                                         shortCut_ ? keyTest_->GetLeftSubIndex() : NoSubIndex, leftSlot, !shortCut_);
+  right_ = std::make_unique<TKBTokenTree>(memorySize_, 0, shortCut_ ? keyTest_->GetRightSubIndex() : NoSubIndex,
+                                          rightSlot, false);
+}
+
+bool TJoinNode::CallNode(const IReteToken& token, TCallType callType) {
+  if (IsDead()) return false;
+  passCount_ = 0;
+  if (token->GetTag() == taClear) {
+    ClearMemory();
+    CallChildren(token);
+    return false;
+  }
+  if (left_ == nullptr) ClearMemory();
+  switch (callType) {
+    case ctLeft:
+      LeftToken(token);
+      return true;
+    case ctRight:
+      RightToken(token);
+      return true;
+    default:
+      throw EKBException(TKBMessage::InvalidCallType, {callType == ctSingle ? "ctSingle" : "ctActivate"});
+  }
+}
+
+// A memory may hold the very token that goes on to the node's siblings, since chains never change. Only the count of
+// a negated join is written, so such a join stores a copy.
+void TJoinNode::LeftToken(const IReteToken& token) {
+  if (token->GetTag() == taRemove) {
+    if (negated_) {
+      RemoveNegatedLeft(token);
+    } else if (left_->Remove(*token)) {
+      RunTestsVaryRight(token);
+    }
+    return;
+  }
+  if (negated_) {
+    AddNegatedLeft(token);
+  } else {
+    if (!left_->Add(token)) return;
+    RunTestsVaryRight(token);
+    if (pattern_ != nullptr && !IsDead()) AskForBackChain(token);
+  }
+}
+
+void TJoinNode::RightToken(const IReteToken& token) {
+  const bool changed = token->GetTag() == taRemove ? static_cast<bool>(right_->Remove(*token)) : right_->Add(token);
+  if (changed) RunTestsVaryLeft(token);
+}
+
+int32_t TJoinNode::KeyOf(const TFact* fact, const TSlotRef& slot, int subIndex) const {
+  const TKBValue* value = fact == nullptr ? nullptr : SlotElement(*fact, slot, subIndex);
+  return value == nullptr ? 0 : value->GetHashCode();
+}
+
+template <class F>
+void TJoinNode::ScanRight(const TKBToken& token, F&& visit) {
+  if (!shortCut_) {
+    right_->ScanAll(visit);
+    return;
+  }
+  right_->ScanKey(
+      KeyOf(token.Facts(keyTest_->GetTokenIdx()), keyTest_->GetLeftSlot(), keyTest_->GetLeftSubIndex()), visit);
+}
+
+template <class F>
+void TJoinNode::ScanLeft(const TKBToken& token, F&& visit) {
+  if (!shortCut_) {
+    left_->ScanAll(visit);
+    return;
+  }
+  left_->ScanKey(KeyOf(token.Facts(0), keyTest_->GetRightSlot(), keyTest_->GetRightSubIndex()), visit);
+}
+
+void TJoinNode::PassCombined(const IReteToken& left, const IReteToken& right, TTokenAction tag) {
+  const auto combined = MakeRef<TKBToken>(left, right->GetFact());
+  combined->SetTag(tag);
+  combined->SetStrength(std::min(left->GetStrength(), right->GetStrength()));
+  CallChildren(combined);
+}
+
+void TJoinNode::RunTestsVaryRight(const IReteToken& token) {
+  const TTokenAction tag = token->GetTag();
+  const bool testFree = GetTestCount() == 0;
+  int passed = 0;
+  ScanRight(*token, [&](const IReteToken& right) {
+    if (IsDead()) return false;
+    bool passes = testFree;
+    if (!testFree) {
+      const TContextMatchScope scope(GetContext(), token.Get(), right->GetFact().Get());
+      passes = PerformTests();
+    }
+    if (!passes) return true;
+    if (tag != taRemove) ++passed;
+    PassCombined(token, right, tag);
+    return !(unique_ && tag != taRemove);
+  });
+  passCount_ = passed;
+}
+
+// Counts the blockers of a new chain and passes it on when there are none.
+void TJoinNode::AddNegatedLeft(const IReteToken& token) {
+  const auto copy = MakeRef<TKBToken>(token);
+  if (!left_->Add(copy)) return;
+  int blockers = 0;
+  const bool testFree = GetTestCount() == 0;
+  ScanRight(*token, [&](const IReteToken& right) {
+    const TContextMatchScope scope(GetContext(), token.Get(), right->GetFact().Get());
+    if (testFree || PerformTests()) ++blockers;
+    return true;
+  });
+  copy->SetNegatedCount(blockers);
+  passCount_ = blockers == 0 ? 1 : 0;
+  if (blockers == 0) PassNull(token, token->GetTag(), token->GetStrength());
+  if (pattern_ != nullptr && passCount_ == 0 && !IsDead()) AskForBackChain(token);
+}
+
+// The count of the stored copy tells whether the chain had been passed on: nothing is scanned.
+void TJoinNode::RemoveNegatedLeft(const IReteToken& token) {
+  const IReteToken stored = left_->Remove(*token);
+  if (stored && stored->GetNegatedCount() == 0) PassNull(token, token->GetTag(), token->GetStrength());
+}
+
+// A negated pattern takes a place in the chain, which the null fact holds.
+void TJoinNode::PassNull(const IReteToken& token, TTokenAction tag, float strength) {
+  TInferenceEngine* engine = GetRete().GetEngine();
+  if (engine == nullptr) return;
+  const auto passed = MakeRef<TKBToken>(token, engine->GetNullFact());
+  passed->SetTag(tag);
+  passed->SetStrength(strength);
+  CallChildren(passed);
+}
+
+void TJoinNode::RunTestsVaryLeft(const IReteToken& token) {
+  if (left_->IsEmpty()) return;
+  const bool testFree = GetTestCount() == 0;
+  ScanLeft(*token, [&](const IReteToken& left) {
+    if (IsDead()) return false;
+    bool passes = testFree;
+    if (!testFree) {
+      const TContextMatchScope scope(GetContext(), left.Get(), token->GetFact().Get());
+      passes = PerformTests();
+    }
+    if (!passes) return true;
+    if (negated_) {
+      Block(left, token);
+    } else {
+      PassCombined(left, token, token->GetTag());
+    }
+    return true;
+  });
+}
+
+// A blocker comes or goes.
+void TJoinNode::Block(const IReteToken& left, const IReteToken& blocker) {
+  const IReteToken chain = left;
+  const float strength = std::min(chain->GetStrength(), blocker->GetStrength());
+  if (blocker->GetTag() != taRemove) {
+    PassNull(chain, taRemove, strength);
+    chain->SetNegatedCount(chain->GetNegatedCount() + 1);
+    return;
+  }
+  chain->SetNegatedCount(chain->GetNegatedCount() - 1);
+  if (chain->GetNegatedCount() == 0) PassNull(chain, chain->GetTag(), strength);
+}
+
+namespace {
+
+// The value that a test of the asking pattern contributes to the goal, `value` when it contributes none.
+IKBValue GoalValue(const TKBPatternMatchTest& test, const TRule& rule, const TKBToken& token, IKBValue value) {
+  if (!test.IsVariable()) return test.GetSlotValue();
+  const TBinding* binding = rule.GetBindingByName(test.GetSlotValue()->GetAsString());
+  if (binding == nullptr || binding->GetFactIndex() >= token.GetCount() || binding->GetFactIndex() < 0) return value;
+  const TFact* fact = token.Facts(binding->GetFactIndex());
+  if (fact == nullptr) return value;
+  if (binding->IsPatternBinding()) return MakeFactId(fact->GetID());
+  TKBValue* found = SlotElement(*fact, binding->SlotRef(), binding->GetSubIndex());
+  return found == nullptr ? value : IKBValue(found);
+}
+
+void FillGoalSlot(const TKBPattern& pattern, int slot, const TRule& rule, const TKBToken& token, TFact& goal) {
+  const TKBText& name = pattern.GetSlotName(slot);
+  const TFactSlot* definition = goal.GetTemplate()->FindSlot(name.View());
+  if (definition == nullptr) return;
+  const bool multi = definition->GetSlotType().Has(dtMultiSlot);
+  if (!multi) {
+    IKBValue value = FCNil;
+    for (const auto& test : pattern.GetSlotTests(slot)) {
+      if (test->GetSlotTestType() == sttNotEquals) continue;
+      value = GoalValue(*test, rule, token, value);
+      break;
+    }
+    goal.SetValue(name.View(), value);
+    return;
+  }
+  auto list = MakeRef<TValueVector>();
+  for (const auto& test : pattern.GetSlotTests(slot)) {
+    if (test->GetSlotTestType() == sttNotEquals) continue;
+    // A field whose variable is not bound yet keeps its place and holds nil.
+    const IKBValue value = GoalValue(*test, rule, token, FCNil);
+    const int place = std::max(test->GetMultiSlotSubIndex(), 0);
+    while (list->GetValueCount() <= place) list->Add(FCNil);
+    if (value != FCNil || list->Get(place) == FCNil) list->Put(place, value);
+  }
+  goal.SetValue(name.View(), MakeRef<TKBValue>(list));
+}
+
+}  // namespace
+
+// A chain without a partner: the missing fact is described by a goal fact, as far as the chain is bound. It is
+// asserted when the network is at rest.
+void TJoinNode::AskForBackChain(const IReteToken& token) {
+  if (passCount_ != 0 || pattern_->IsGoal()) return;
+  TInferenceEngine* engine = GetRete().GetEngine();
+  const IFactTemplate goalTemplate = engine->CreateFactTemplate(std::string(SBackChainPrefix) + pattern_->GetName());
+  const auto goal = MakeRef<TFact>(goalTemplate);
+  for (int slot = 0; slot < pattern_->GetSlotCount(); ++slot) FillGoalSlot(*pattern_, slot, *rule_, *token, *goal);
+  engine->AddPendingFact(goal, true);
+}
+
+std::string TJoinNode::ToString() const {
+  std::string text = TTestNode::ToString();
+  if (negated_) text += " *NEGATED*";
+  if (left_ != nullptr) text += " Left Memory: " + left_->ToFactsString();
+  if (right_ != nullptr) text += " Right Memory: " + right_->ToFactsString();
+  return text;
+}
+
+}  // namespace kb

@@ -1,0 +1,137 @@
+// The memory of one side of a join.
+//
+// Tokens stand in a fixed number of buckets by a key that is chosen per memory: the sort code, the id of a fact, or
+// the hash of a slot's value. What can be seen from outside is the order: bucket after bucket, and in a bucket the
+// order of arrival; equal tokens in one bucket are stored once.
+//
+// Must keep: finding an equal token (constant on average, however full a bucket), the tokens of one full key (a memory
+// that is keyed by a value is only ever asked for one value), order of arrival. Hence an index of all tokens by
+// identity, and lists of tokens: one list a bucket, or, for a memory keyed by a value, one list a value, so that a
+// lookup touches only tokens whose key has the same hash.
+//
+// A scan may be interrupted by changes of the same memory (a function in a test that asserts a fact): entries that go
+// during a scan are kept until the last scan ends. Tested in tests/matching/TokenTreeTest.cpp.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kb/common/HashIndex.h"
+#include "kb/common/Pool.h"
+#include "kb/matching/KBToken.h"
+#include "kb/values/FactTemplate.h"
+#include "kb/values/KBConsts.h"
+
+namespace kb {
+
+class TKBTokenTree {
+ public:
+  /// `size` buckets. With `hashBySortCode` the other arguments are ignored; with an empty slot name the id of the fact
+  /// at `factIndex` is the key, else the hash of the slot's value or of the element at `subIndex`.
+  TKBTokenTree(int size, int factIndex, int subIndex, const TKBText& slotName, bool hashBySortCode);
+  TKBTokenTree(const TKBTokenTree&) = delete;
+  TKBTokenTree& operator=(const TKBTokenTree&) = delete;
+  ~TKBTokenTree();
+
+  /// False, and nothing stored, when the bucket holds an equal token.
+  bool Add(const IReteToken& token);
+  /// Takes the equal token out and gives it; null when there is none.
+  IReteToken Remove(const TKBToken& token);
+  void Clear();
+
+  [[nodiscard]] size_t GetCount() const noexcept { return index_.Size(); }
+  /// Set by Clear, reset by Add; false in a new memory.
+  [[nodiscard]] bool IsEmpty() const noexcept { return empty_; }
+  /// True when the memory is keyed by a slot's value.
+  [[nodiscard]] bool IsKeyed() const noexcept { return keyed_; }
+  /// The key that a token has in this memory.
+  [[nodiscard]] int32_t KeyOf(const TKBToken& token) const;
+
+  /// Calls `visit(const IReteToken&)` for the tokens of that key, in order of arrival, until it gives false.
+  template <class F>
+  void ScanKey(int32_t key, F&& visit) const {
+    const TChain* chain = FindChain(key);
+    if (chain == nullptr) return;
+    const TScan scan(*this);
+    ScanChain(*chain, visit);
+  }
+  /// Calls `visit` for all tokens, bucket after bucket, until it gives false. Only for a memory that is not keyed.
+  template <class F>
+  void ScanAll(F&& visit) const {
+    const TScan scan(*this);
+    for (int bucket = minIndex_; bucket <= maxIndex_; ++bucket) {
+      if (!ScanChain(chains_[static_cast<size_t>(bucket)], visit)) return;
+    }
+  }
+
+  /// The tokens bucket by bucket: texts joined, with a line end behind each bucket.
+  [[nodiscard]] std::string ToString() const;
+  [[nodiscard]] std::string ToFactsString() const;
+
+ private:
+  struct TEntry;
+  struct TChain : public TPooled {
+    TEntry* first = nullptr;
+    TEntry* last = nullptr;
+    int32_t key = 0;
+  };
+  struct TEntry : public TPooled {
+    IReteToken token;
+    TEntry* previous = nullptr;
+    TEntry* next = nullptr;
+    TChain* chain = nullptr;
+    int32_t key = 0;
+    bool removed = false;
+  };
+  // While one exists, entries that are taken out stay readable.
+  class TScan {
+   public:
+    explicit TScan(const TKBTokenTree& tree) noexcept : tree_(tree) { ++tree_.scans_; }
+    TScan(const TScan&) = delete;
+    TScan& operator=(const TScan&) = delete;
+    ~TScan() {
+      if (--tree_.scans_ == 0 && !tree_.graveyard_.empty()) tree_.Bury();
+    }
+
+   private:
+    const TKBTokenTree& tree_;
+  };
+
+  template <class F>
+  static bool ScanChain(const TChain& chain, F& visit) {
+    for (const TEntry* entry = chain.first; entry != nullptr; entry = entry->next) {
+      if (!entry->removed && !visit(entry->token)) return false;
+    }
+    return true;
+  }
+
+  [[nodiscard]] int BucketOf(int32_t key) const noexcept;
+  [[nodiscard]] uint32_t IdentityOf(const TKBToken& token, int bucket) const noexcept;
+  [[nodiscard]] const TChain* FindChain(int32_t key) const;
+  [[nodiscard]] TChain& ChainFor(int32_t key, int bucket);
+  void Unlink(TEntry& entry);
+  void Drop(TEntry* entry);
+  void Bury() const;
+  template <class F>
+  [[nodiscard]] std::string BucketTexts(F&& text) const;
+
+  int size_;
+  int factIndex_;
+  int subIndex_;
+  TSlotRef slot_;
+  bool hashBySortCode_;
+  bool keyed_;
+  bool empty_ = false;
+  int minIndex_;
+  int maxIndex_ = -1;
+  std::vector<TChain> chains_;        // one a bucket; unused in a keyed memory
+  THashIndex<TChain> keyedChains_;    // one a key that has tokens; owned
+  THashIndex<TEntry> index_;          // all entries by identity and bucket; owned
+  mutable int scans_ = 0;
+  mutable std::vector<TEntry*> graveyard_;
+  mutable std::vector<TChain*> chainGraveyard_;
+};
+
+}  // namespace kb

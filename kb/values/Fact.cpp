@@ -1,0 +1,339 @@
+// Facts: values by the positions of the template.
+//
+// The array of values grows to the template's count of positions when one is first read or written beyond it;
+// a place stays null until then. Names are looked up at the border only: everything that runs for each fact
+// (hash, duplicates, equality, matching) goes by position.
+//
+// Tested in tests/values/FactTest.cpp.
+#include "kb/values/Fact.h"
+
+#include <atomic>
+#include <utility>
+
+#include "kb/common/Helpers.h"
+#include "kb/engine/InferenceEngine.h"
+#include "kb/language/PrettyPrinter.h"
+#include "kb/values/KBConsts.h"
+#include "kb/values/KBDefinedType.h"
+#include "kb/values/KBFuzzyInterfaces.h"
+
+namespace kb {
+namespace {
+
+#if !defined(NDEBUG) || defined(KB_LIVE_COUNTERS)
+std::atomic<int64_t> liveFacts{0};
+void CountLive(int change) noexcept { liveFacts.fetch_add(change, std::memory_order_relaxed); }
+#else
+void CountLive(int /*change*/) noexcept {}
+#endif
+
+[[nodiscard]] IKBValue CloneOfDefault(const TFactSlot& slot) {
+  return slot.GetSlotDefault() ? slot.GetSlotDefault()->Clone() : FCNil;
+}
+
+}  // namespace
+
+TFact::TFact(const IFactTemplate& factTemplate, const TFact* source) : template_(factTemplate) {
+  CountLive(1);
+  if (source == nullptr) return;
+  try {
+    AssignFrom(*source, false);
+  } catch (...) {
+    CountLive(-1);
+    throw;
+  }
+}
+
+TFact::~TFact() { CountLive(-1); }
+
+int64_t TFact::LiveCount() noexcept {
+#if !defined(NDEBUG) || defined(KB_LIVE_COUNTERS)
+  return liveFacts.load(std::memory_order_relaxed);
+#else
+  return 0;
+#endif
+}
+
+const TClassInfo& TFact::StaticClass() noexcept {
+  static const TClassInfo info{"TFact", &TPersistent::StaticClass(), nullptr, nullptr};
+  return info;
+}
+
+// ---- values
+
+TFactTemplate& TFact::RequireTemplate() const {
+  if (!template_) throw EKBException(TKBMessage::FactTemplateMissing);
+  return *template_;
+}
+
+int TFact::RequirePosition(std::string_view name) const {
+  const int position = RequireTemplate().GetSlotPosition(name);
+  if (position < 0) throw EKBException(TKBMessage::NoSuchSlotName, {std::string(name)});
+  return position;
+}
+
+bool TFact::HasValueAt(int position) const noexcept {
+  return position >= 0 && position < capacity_ && values_[static_cast<size_t>(position)];
+}
+
+/// The place of a value; the slots of the template may have become more since the fact was made.
+IKBValue& TFact::Entry(int position) const {
+  if (position >= capacity_) {
+    const int count = template_->GetPositionCount();
+    auto values = std::make_unique<IKBValue[]>(static_cast<size_t>(count));
+    for (int i = 0; i < capacity_; ++i) {
+      values[static_cast<size_t>(i)].Swap(values_[static_cast<size_t>(i)]);
+    }
+    values_ = std::move(values);
+    capacity_ = count;
+  }
+  return values_[static_cast<size_t>(position)];
+}
+
+void TFact::ClearValues() noexcept {
+  capacity_ = 0;
+  values_.reset();
+}
+
+/// The value at a position that has a slot.
+TKBValue* TFact::ReadAt(int position) const {
+  if (HasValueAt(position)) return values_[static_cast<size_t>(position)].Get();
+  IKBValue value = CloneOfDefault(*template_->GetSlotAtPosition(position));
+  IKBValue& entry = Entry(position);
+  entry = std::move(value);
+  return entry.Get();
+}
+
+TKBValue* TFact::ValueAt(int position) const {
+  const bool known = template_ && template_->GetSlotAtPosition(position) != nullptr;
+  return known ? ReadAt(position) : nullptr;
+}
+
+TKBValue* TFact::FindValue(const TSlotRef& slot) const {
+  const int position = template_ ? slot.Position(*template_) : -1;
+  return position >= 0 ? ReadAt(position) : nullptr;
+}
+
+const IKBValue& TFact::GetValue(std::string_view name) const {
+  const int position = RequirePosition(name);
+  [[maybe_unused]] const TKBValue* value = ReadAt(position);
+  return values_[static_cast<size_t>(position)];
+}
+
+/// Makes the value fit the slot where that can be done without loss of meaning; changes the caller's value
+/// itself.
+bool TFact::AdaptValue(const TFactSlot& slot, TKBValue& value) {
+  if (value.Is(dtInteger) && slot.GetSlotType().Has(dtFloat)) {
+    value.SetAsFloat(value.GetAsFloat());
+    return true;
+  }
+  const bool text = value.Is(dtAtom) || value.Is(dtString);
+  if (!text || !slot.IsFuzzy() || !slot.GetExtendedTypeInfo()) return false;
+  const Ref<IFuzzyVariable>& variable = slot.GetExtendedTypeInfo()->GetFuzzyType();
+  const Ref<IFuzzySet> set = variable ? variable->FindSet(value.TextView()) : nullptr;
+  if (!set || value.IsImmortal()) return false;
+  value.SetAsFuzzy(set);
+  return true;
+}
+
+void TFact::SetValue(std::string_view name, const IKBValue& value) {
+  const int position = RequirePosition(name);
+  const IKBValue stored = value ? value : FCNil;
+  const TInferenceEngine* engine = template_->GetEngine();
+  if (engine != nullptr && engine->GetTypeChecks().Has(tcDynamic)) {
+    const IFactSlot slot(template_->GetSlotAtPosition(position));
+    // A slot without a value takes even one that is then refused.
+    if (!HasValueAt(position)) Entry(position) = stored;
+    if (!slot->IsValid(value.Get()) && !AdaptValue(*slot, *stored)) {
+      throw EKBException(TKBMessage::InvalidForSlot, slot->GetInvalidValueString(value.Get()));
+    }
+  }
+  Entry(position) = stored;
+}
+
+TFactSlot* TFact::ContainsKey(std::string_view name) const {
+  const int position = RequireTemplate().GetSlotPosition(name);
+  return ValueAt(position) != nullptr ? template_->GetSlotAtPosition(position) : nullptr;
+}
+
+std::vector<TKBText> TFact::GetSlotNames() const {
+  std::vector<TKBText> names;
+  for (int i = 0; template_ && i < template_->GetSlotCount(); ++i) {
+    const TKBText& name = template_->GetSlotAt(i)->GetName();
+    if (HasValueAt(template_->GetSlotPosition(name))) names.push_back(name);
+  }
+  return names;
+}
+
+std::vector<IKBValue> TFact::GetSlotValues() const {
+  std::vector<IKBValue> values;
+  for (const TKBText& name : GetSlotNames()) values.push_back(GetValue(name));
+  return values;
+}
+
+// ---- template
+
+void TFact::SetTemplate(const IFactTemplate& factTemplate) {
+  if (factTemplate == template_) return;
+  if (!factTemplate) {
+    ClearValues();
+    template_ = nullptr;
+    return;
+  }
+  const auto count = static_cast<size_t>(factTemplate->GetPositionCount());
+  auto values = std::make_unique<IKBValue[]>(count);
+  for (const TKBText& name : GetSlotNames()) {
+    const int position = factTemplate->GetSlotPosition(name);
+    if (position >= 0) values[static_cast<size_t>(position)] = GetValue(name);
+  }
+  for (const TFactTemplate::TPlacedSlot& placed : factTemplate->GetSortedSlots()) {
+    IKBValue& value = values[static_cast<size_t>(placed.position)];
+    if (!value) value = CloneOfDefault(*placed.slot);
+  }
+  values_ = std::move(values);
+  capacity_ = static_cast<int32_t>(count);
+  template_ = factTemplate;
+}
+
+// ---- copies
+
+void TFact::RequireSameTemplate(const TFact& other) const {
+  const TFactTemplate& mine = RequireTemplate();
+  const TFactTemplate& others = other.RequireTemplate();
+  if (&mine == &others) return;
+  throw EKBException(TKBMessage::FactTemplatesDiffer,
+                     {mine.GetTemplateName().ToString(), others.GetTemplateName().ToString()});
+}
+
+void TFact::AssignValues(const TFact& other) {
+  RequireSameTemplate(other);
+  if (&other == this) return;
+  const int count = other.capacity_;
+  auto values = std::make_unique<IKBValue[]>(static_cast<size_t>(count));
+  for (int i = 0; i < count; ++i) {
+    if (other.HasValueAt(i)) values[static_cast<size_t>(i)] = other.values_[static_cast<size_t>(i)]->Clone();
+  }
+  values_ = std::move(values);
+  capacity_ = count;
+}
+
+void TFact::SetValues(const TFact& other) {
+  if (&other == this) return;
+  const std::vector<TKBText> names = other.GetSlotNames();
+  ClearValues();
+  for (const TKBText& name : names) SetValue(name, other.GetValue(name)->Clone());
+}
+
+IFact TFact::ShallowClone(const TSlotRef& slot, const IKBValue& value) const {
+  auto copy = MakeRef<TFact>(template_);
+  copy->id_ = id_;
+  for (int i = 0; i < capacity_; ++i) {
+    if (values_[static_cast<size_t>(i)]) copy->Entry(i) = values_[static_cast<size_t>(i)];
+  }
+  if (const int position = slot.Position(*template_); position >= 0) copy->Entry(position) = value;
+  return copy;
+}
+
+bool TFact::MovesBetweenEngines(const TFact& other) const noexcept {
+  return template_ && other.template_ && !(template_ == other.template_) &&
+         template_->GetAOwner() != other.template_->GetAOwner() && template_->GetEngine() != nullptr;
+}
+
+/// Facts hang on the templates of one engine; from another one they come as text.
+void TFact::AssignThroughText(const TFact& other) {
+  TInferenceEngine& engine = *template_->GetEngine();
+  const std::string_view name = other.template_->GetTemplateName();
+  if (engine.FindFactTemplate(name) == nullptr) {
+    engine.CreateFactTemplate(name)->AssignInterface(*other.template_);
+  }
+  const IFact parsed = engine.ParseFact(other.ToString());
+  SetTemplate(parsed->GetTemplate());
+  AssignValues(*parsed);
+}
+
+/// Both forms of Assign; `checked` sends the values through SetValue.
+void TFact::AssignFrom(const TFact& other, bool checked) {
+  if (&other == this) return;
+  if (MovesBetweenEngines(other)) {
+    AssignThroughText(other);
+  } else {
+    SetTemplate(other.template_);
+    if (!other.template_) {
+      ClearValues();
+    } else if (checked) {
+      SetValues(other);
+    } else {
+      AssignValues(other);
+    }
+  }
+  SetID(other.id_);
+  SetTag(other.tag_);
+}
+
+void TFact::Assign(const TPersistent& source) {
+  const auto* other = dynamic_cast<const TFact*>(&source);
+  if (other == nullptr) {
+    TPersistent::Assign(source);
+    return;
+  }
+  AssignFrom(*other, true);
+}
+
+void TFact::AssignInterface(const TFact& source) { AssignFrom(source, false); }
+
+IFact TFact::Clone() const {
+  auto result = MakeRef<TFact>(template_);
+  if (template_) result->AssignValues(*this);
+  result->id_ = id_;
+  result->tag_ = tag_;
+  return result;
+}
+
+// ---- comparison
+
+bool TFact::Equals(const TFact* other) const {
+  if (other == this) return true;
+  if (other == nullptr || !(template_ == other->template_)) return false;
+  if (!template_) return true;
+  for (const TFactTemplate::TPlacedSlot& placed : template_->GetSortedSlots()) {
+    if (placed.slot->IsFuzzy()) continue;
+    if (!ReadAt(placed.position)->Equals(other->ReadAt(placed.position))) return false;
+  }
+  return true;
+}
+
+bool TFact::IsDuplicateOf(const TFact& other) const {
+  if (&other == this) return true;
+  if (!(template_ == other.template_)) return false;
+  if (!template_) return true;
+  for (const TFactTemplate::TPlacedSlot& placed : template_->GetSortedSlots()) {
+    if (!ReadAt(placed.position)->PrintsLike(*other.ReadAt(placed.position))) return false;
+  }
+  return true;
+}
+
+int32_t TFact::GetHashCode() const {
+  if (!template_) return 0;
+  TTextHash text;
+  for (const TFactTemplate::TPlacedSlot& placed : template_->GetSortedSlots()) {
+    text = text + ReadAt(placed.position)->PrintedHash();
+  }
+  const auto templateHash = static_cast<uint32_t>(template_->GetHashCode());
+  return static_cast<int32_t>(templateHash * 31 + static_cast<uint32_t>(CalculateHash(text, 1)));
+}
+
+// ---- printing
+
+std::string TFact::ToString() const {
+  TInferenceEngine* engine = template_ ? template_->GetEngine() : nullptr;
+  return engine != nullptr ? engine->PrettyPrint(*this) : PrettyPrint(*this);
+}
+
+std::string TFact::GetToIDString() const {
+  const TInferenceEngine* engine = template_ ? template_->GetEngine() : nullptr;
+  const int width =
+      engine != nullptr ? static_cast<int>(IntegerToString(engine->GetFactIdCounter()).size()) : 0;
+  return "f-" + PadNumber(id_, width) + " " + ToString();
+}
+
+}  // namespace kb

@@ -1,0 +1,43 @@
+#include "kb/values/KBModuleConstruct.h"
+
+#include <algorithm>
+
+#include "kb/common/Helpers.h"
+#include "kb/platform/Exceptions.h"
+#include "kb/values/KBConsts.h"
+
+namespace kb {
+
+void CheckConstructName(std::string_view name) {
+  const size_t bad = name.find_first_of(kForbiddenNameCharacters);
+  if (bad == std::string_view::npos) return;
+  throw EKBException(TKBMessage::UnexpectedCharacter, {std::string(name), std::string(1, name[bad])});
+}
+
+TModuleConstruct::TModuleConstruct() = default;
+TModuleConstruct::~TModuleConstruct() = default;
+
+const TClassInfo& TModuleConstruct::StaticClass() noexcept {
+  static const TClassInfo info{"TModuleConstruct", &TPersistent::StaticClass(), nullptr, nullptr};
+  return info;
+}
+
+TModule* TModuleConstruct::GetImportModule(int index) const {
+  if (index < 0 || index >= GetImportModuleCount()) {
+    throw EListError("List index out of bounds (" + IntegerToString(index) + ")");
+  }
+  return imports_[static_cast<size_t>(index)];
+}
+
+void TModuleConstruct::AddImportModule(TModule* module) {
+  if (module != nullptr && IndexOfImportModule(module) < 0) imports_.push_back(module);
+}
+
+void TModuleConstruct::RemoveImportModule(const TModule* module) noexcept { std::erase(imports_, module); }
+
+int TModuleConstruct::IndexOfImportModule(const TModule* module) const noexcept {
+  const auto found = std::find(imports_.begin(), imports_.end(), module);
+  return found == imports_.end() ? -1 : static_cast<int>(found - imports_.begin());
+}
+
+}  // namespace kb

@@ -1,0 +1,46 @@
+// Base of the constructs that modules can share: templates and defined types.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kb/platform/Object.h"
+#include "kb/values/KBTypes.h"
+
+namespace kb {
+
+/// Raises ""%s" contains unexpected character: "%s"" when `name` holds a character that no name may hold.
+void CheckConstructName(std::string_view name);
+
+/// A construct with a home module and the list of modules in whose registries it stands, its own included.
+/// Modules are back references: the engine keeps them alive and clears the references before a module goes.
+class TModuleConstruct : public TPersistent, public RefCounted {
+ public:
+  TModuleConstruct();
+  ~TModuleConstruct() override;
+  static const TClassInfo& StaticClass() noexcept;
+  [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
+
+  [[nodiscard]] TModule* GetModule() const noexcept { return module_; }
+  void SetModule(TModule* module) noexcept { module_ = module; }
+  [[nodiscard]] int GetImportModuleCount() const noexcept { return static_cast<int>(imports_.size()); }
+  /// Raises EListError for a bad index.
+  [[nodiscard]] TModule* GetImportModule(int index) const;
+  /// A missing module and one that is there already are ignored.
+  void AddImportModule(TModule* module);
+  void RemoveImportModule(const TModule* module) noexcept;
+  [[nodiscard]] int IndexOfImportModule(const TModule* module) const noexcept;
+  [[nodiscard]] bool IsShared() const noexcept { return !imports_.empty(); }
+
+  [[nodiscard]] intptr_t GetTag() const noexcept { return tag_; }
+  void SetTag(intptr_t tag) noexcept { tag_ = tag; }
+
+ private:
+  std::vector<TModule*> imports_;
+  TModule* module_ = nullptr;
+  intptr_t tag_ = 0;
+};
+
+}  // namespace kb

@@ -1,0 +1,301 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+#include "kb/common/Helpers.h"
+#include "kb/common/TextStream.h"
+#include "kb/platform/Encoding.h"
+#include "kb/platform/Exceptions.h"
+
+namespace kb {
+namespace {
+
+using namespace std::string_literals;
+
+std::string ReadRest(TGTextStream& stream) {
+  std::string text;
+  while (!stream.IsEof()) AppendCodePoint(text, stream.GetChar());
+  return text;
+}
+
+std::string BytesOf(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return ReadAllBytes(in);
+}
+
+// A file of its own for each test, removed at the end.
+class TextStreamFile : public testing::Test {
+ protected:
+  TextStreamFile()
+      : path_(std::filesystem::path(testing::TempDir()) /
+              ("kb_text_"s + testing::UnitTest::GetInstance()->current_test_info()->name() + ".txt")) {
+    std::filesystem::remove(path_);
+  }
+  ~TextStreamFile() override {
+    std::error_code ignored;
+    std::filesystem::remove(path_, ignored);
+  }
+  void Write(const std::string& bytes) const { std::ofstream(path_, std::ios::binary) << bytes; }
+
+  std::filesystem::path path_;
+};
+
+TEST(TextStream, CharactersAreCodePointsAndTheEndIsZero) {
+  TGTextStream stream("a\xE2\x82\xAC\0z"s);
+  EXPECT_EQ(stream.GetChar(), U'a');
+  EXPECT_EQ(stream.GetChar(), 0x20ACU);
+  EXPECT_EQ(stream.GetChar(), 0U);
+  EXPECT_FALSE(stream.IsEof());
+  EXPECT_EQ(stream.GetChar(), U'z');
+  EXPECT_TRUE(stream.IsEof());
+  EXPECT_EQ(stream.GetChar(), 0U);
+  stream.PutBack(0);
+  EXPECT_TRUE(stream.IsEof());
+  stream.PutBack(U'z');
+  EXPECT_EQ(ReadRest(stream), "z");
+}
+
+TEST(TextStream, AnyCharacterCanBeHandedBack) {
+  TGTextStream stream("b\xC3\xA9"s);
+  stream.GetChar();
+  const char32_t accented = stream.GetChar();
+  stream.PutBack(accented);
+  stream.PutBack(U'b');
+  stream.PutBack(0x1F600);  // was never read
+  stream.PutBack(U'b');
+  EXPECT_EQ(ReadRest(stream),
+            "b\xF0\x9F\x98\x80"
+            "b\xC3\xA9");
+}
+
+TEST(TextStream, LinesEndInAnyWay) {
+  TGTextStream stream("one\rtwo\nthree\r\n\r\n\0five\r"s);
+  std::vector<std::string> lines;
+  while (!stream.IsEof()) lines.push_back(stream.GetLine());
+  EXPECT_THAT(lines, testing::ElementsAre("one", "two", "three", "", "\0five"s));
+  EXPECT_EQ(stream.GetLine(), "");
+}
+
+TEST(TextStream, SkippingStopsAtOneLineEnd) {
+  TGTextStream stream(" \t\x01\r\n  \n\r x \0"s);
+  EXPECT_TRUE(stream.SkipInLineSpaces());
+  EXPECT_TRUE(stream.SkipInLineSpaces());
+  EXPECT_TRUE(stream.SkipInLineSpaces());
+  EXPECT_FALSE(stream.SkipInLineSpaces());
+  EXPECT_EQ(stream.GetChar(), U'x');
+  EXPECT_FALSE(stream.SkipInLineSpaces());
+  EXPECT_TRUE(stream.IsEof());
+}
+
+TEST(TextStream, SourcesAreDecodedByMarkOrByEncoding) {
+  std::istringstream wide("\xFF\xFE\xAC\x20"s);
+  TGTextStream marked(wide);
+  EXPECT_EQ(marked.GetChar(), 0x20ACU);
+  std::istringstream latin("\xE9");
+  TGTextStream named(latin, TEncoding::Latin1());
+  EXPECT_EQ(named.GetChar(), 0xE9U);
+  std::istringstream invalid("\xE9(");
+  TGTextStream broken(invalid);
+  EXPECT_EQ(ReadRest(broken), "\xEF\xBF\xBD(");
+}
+
+TEST(TextStream, SeekKeepsToCharacters) {
+  TGTextStream stream(
+      "a\xE2\x82\xAC"
+      "bc"s);
+  EXPECT_EQ(stream.Seek(3, soBeginning), 1);  // the middle of the second character
+  EXPECT_EQ(stream.GetChar(), 0x20ACU);
+  stream.PutBack(U'x');
+  EXPECT_EQ(stream.Seek(-1, soEnd), 5);
+  EXPECT_EQ(ReadRest(stream), "c");
+  EXPECT_EQ(stream.Seek(-100, soCurrent), 0);
+  EXPECT_EQ(stream.Seek(INT64_MAX, soCurrent), 6);
+  EXPECT_EQ(stream.Seek(INT64_MIN, soEnd), 0);
+}
+
+TEST(TextStream, StringsAreWrittenAtThePosition) {
+  TQDStringStream stream;
+  stream.Put("hello");
+  stream.PutLine(" you");
+  EXPECT_EQ(stream.GetText(), "hello you\r\n");
+  stream.Seek(0, soBeginning);
+  stream.Put("J");
+  EXPECT_EQ(stream.GetLine(), "ello you");
+  stream.Seek(0, soBeginning);
+  stream.Put("\xE2\x82\xAC");
+  stream.Seek(0, soBeginning);
+  stream.Put("x");  // over the first byte of three
+  EXPECT_EQ(stream.GetText(), "xlo you\r\n");
+  EXPECT_TRUE(IsValidUTF8(stream.GetText()));
+}
+
+// Gives one line at a time and counts how many were asked for.
+class LineSource : public std::streambuf {
+ public:
+  explicit LineSource(std::vector<std::string> lines) : lines_(std::move(lines)) {}
+  size_t Served() const { return next_; }
+
+ protected:
+  int_type underflow() override {
+    if (next_ == lines_.size()) return traits_type::eof();
+    std::string& line = lines_[next_++];
+    setg(line.data(), line.data(), line.data() + line.size());
+    return traits_type::to_int_type(line[0]);
+  }
+
+ private:
+  std::vector<std::string> lines_;
+  size_t next_ = 0;
+};
+
+TEST(TextStream, LineModeReadsNoFurtherThanItMust) {
+  LineSource source({"\xEF\xBB\xBFone\r\n", "two\n", "end"});
+  std::istream in(&source);
+  TGTextStream stream(in, nullptr, trLines);
+  EXPECT_EQ(source.Served(), 0U);
+  EXPECT_EQ(stream.GetLine(), "one");
+  EXPECT_EQ(source.Served(), 1U);
+  EXPECT_EQ(stream.GetChar(), U't');
+  EXPECT_EQ(source.Served(), 2U);
+  stream.PutBack(U't');
+  stream.PutBack(U'\n');  // of the line before
+  EXPECT_EQ(stream.GetLine(), "");
+  EXPECT_EQ(stream.GetLine(), "two");
+  EXPECT_EQ(source.Served(), 2U);
+  EXPECT_EQ(ReadRest(stream), "end");
+  EXPECT_TRUE(stream.IsEof());
+  EXPECT_EQ(stream.GetChar(), 0U);
+}
+
+// Line mode stops at bytes 0A, which may be any half of any unit in UTF-16.
+TEST(TextStream, LineModeReadsWideText) {
+  const std::string text =
+      "a\n\xC4\x8A\xE0\xA8\x80\xF0\x92\xA8\x8A\xF0\x90\xA8\x8A"
+      "b\nc";
+  for (const TEncoding* encoding : {TEncoding::UTF16LE(), TEncoding::UTF16BE()}) {
+    for (const bool marked : {false, true}) {
+      std::istringstream in((marked ? std::string(encoding->Preamble()) : ""s) + encoding->Encode(text));
+      TGTextStream stream(in, marked ? nullptr : encoding, trLines);
+      EXPECT_EQ(ReadRest(stream), text) << encoding->Name() << marked;
+    }
+  }
+}
+
+// An override of GetChar sees every character, as the tokenizer's line counter needs.
+TEST(TextStream, LinesAndSpacesAreReadThroughGetChar) {
+  struct Counting : TGTextStream {
+    using TGTextStream::TGTextStream;
+    char32_t GetChar() override {
+      ++count;
+      return ReadChar();
+    }
+    int count = 0;
+  };
+  Counting stream("ab\n  \n"s);
+  (void)stream.GetLine();
+  EXPECT_EQ(stream.count, 3);
+  stream.SkipInLineSpaces();
+  EXPECT_EQ(stream.count, 6);
+}
+
+TEST(TextStream, WritesToAStandardStreamInItsEncoding) {
+  std::ostringstream out;
+  TGTextStream stream(out, TEncoding::Latin1());
+  stream.PutLine("caf\xC3\xA9");
+  EXPECT_EQ(out.str(), "caf\xE9\r\n");
+  EXPECT_TRUE(stream.IsEof());
+  EXPECT_EQ(stream.GetChar(), 0U);
+  out.setstate(std::ios::badbit);
+  EXPECT_THROW(stream.Put("x"), EStreamError);
+
+  std::istringstream in("x");
+  TGTextStream reader(in);
+  EXPECT_THROW(reader.Put("y"), EStreamError);
+}
+
+TEST_F(TextStreamFile, CreateAndAppendWriteTheMarkOnce) {
+  {
+    TGTextStream stream(path_, tmCreate, TEncoding::UTF8WithMark());
+    stream.Put("one");
+  }
+  {
+    TGTextStream stream(path_, tmAppend, TEncoding::UTF8WithMark());
+    stream.PutLine("two");
+  }
+  EXPECT_EQ(BytesOf(path_), "\xEF\xBB\xBFonetwo\r\n");
+  TGTextStream reader(path_, tmRead);
+  EXPECT_EQ(reader.GetLine(), "onetwo");
+  EXPECT_EQ(reader.GetEncoding(), TEncoding::UTF8WithMark());
+
+  TGTextStream(path_, tmCreate).Put("new");
+  EXPECT_EQ(BytesOf(path_), "new");
+}
+
+TEST_F(TextStreamFile, AppendMakesAMissingFile) {
+  TGTextStream(path_, tmAppend).Put("x");
+  EXPECT_EQ(BytesOf(path_), "x");
+}
+
+TEST_F(TextStreamFile, ReadWriteChangesTheFileInPlaceAndKeepsItsEncoding) {
+  const TEncoding* wide = TEncoding::UTF16LE();
+  Write(std::string(wide->Preamble()) + wide->Encode("hello"));
+  {
+    TGTextStream stream(path_, tmReadWrite);
+    EXPECT_EQ(stream.GetChar(), U'h');
+    stream.Put("E");
+    EXPECT_EQ(stream.GetChar(), U'l');
+    stream.Seek(0, soEnd);
+    stream.Put("!");
+    stream.Flush();
+    EXPECT_EQ(BytesOf(path_), std::string(wide->Preamble()) + wide->Encode("hEllo!"));
+    stream.Put("?");
+  }
+  EXPECT_EQ(BytesOf(path_), std::string(wide->Preamble()) + wide->Encode("hEllo!?"));
+}
+
+TEST_F(TextStreamFile, ErrorsNameThePath) {
+  const auto messageOf = [](const std::filesystem::path& path, TTextFileMode mode) -> std::string {
+    try {
+      TGTextStream stream(path, mode);
+    } catch (const EStreamError& error) {
+      return error.what();
+    }
+    return "no error";
+  };
+  const std::string name = path_.string();
+  EXPECT_THAT(messageOf(path_, tmRead), testing::HasSubstr(name));
+  EXPECT_THAT(messageOf(path_, tmReadWrite), testing::HasSubstr(name));
+  EXPECT_FALSE(std::filesystem::exists(path_));
+  EXPECT_THAT(messageOf(path_ / "below", tmCreate), testing::HasSubstr(name));
+  EXPECT_THAT(messageOf(testing::TempDir(), tmRead), testing::HasSubstr(testing::TempDir()));
+
+  Write("x");
+  TGTextStream reader(path_, tmRead);
+  try {
+    reader.Put("y");
+    FAIL() << "a stream for reading was written";
+  } catch (const EStreamError& error) {
+    EXPECT_THAT(error.what(), testing::HasSubstr(name));
+  }
+}
+
+TEST(TextStream, AFullDeviceIsReportedByFlush) {
+  const std::filesystem::path full("/dev/full");
+  if (!std::filesystem::exists(full)) GTEST_SKIP() << "no device that refuses output";
+  TGTextStream stream(full, tmCreate);
+  EXPECT_THROW(
+      {
+        stream.Put("x");
+        stream.Flush();
+      },
+      EStreamError);
+}
+
+}  // namespace
+}  // namespace kb

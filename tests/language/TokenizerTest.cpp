@@ -1,0 +1,361 @@
+// The tokenizer without an engine: texts against a dump of their tokens.
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "kb/common/Helpers.h"
+#include "kb/language/KBParser.h"
+#include "kb/language/KBTokenizer.h"
+#include "kb/values/KBContext.h"
+#include "kb/values/KBValue.h"
+
+namespace kb {
+namespace {
+
+/// The canonical form of a token: class letter and content. Punctuation stands for itself, "." is the end.
+std::string Dump(const TKBStreamToken& token) {
+  const std::string text = token.GetText().ToString();
+  switch (token.GetDataType()) {
+    case dtNone:
+      return ".";
+    case dtAtom:
+      return "a'" + text;
+    case dtString:
+      return "s'" + text;
+    case dtInteger:
+      return "i'" + IntegerToString(TruncateToInt32(token.GetNumber()));
+    case dtFloat:
+      return "f'" + FloatToString(token.GetNumber());
+    case dtVariable:
+      return "v'" + text;
+    case dtMultiVariable:
+      return "m'" + text;
+    default:
+      return text;
+  }
+}
+
+/// All tokens of a text up to the end, separated by blanks.
+std::string DumpAll(TKBClipsStream& stream) {
+  std::string result;
+  for (;;) {
+    const IStreamToken token = stream.NextToken();
+    result += Dump(*token);
+    if (token->IsEof()) return result;
+    result += ' ';
+  }
+}
+
+std::string DumpAll(const std::string& text) {
+  TKBClipsStream stream(text);
+  return DumpAll(stream);
+}
+
+std::vector<int> Lines(const std::string& text) {
+  TKBClipsStream stream(text);
+  std::vector<int> lines;
+  for (IStreamToken token = stream.NextToken(); !token->IsEof(); token = stream.NextToken()) {
+    lines.push_back(token->GetLineNumber());
+  }
+  return lines;
+}
+
+TEST(Tokenizer, Classes) {
+  const struct {
+    std::string text;
+    std::string tokens;
+  } cases[] = {
+      {"", "."},
+      {" \t\r\n ; only a comment", "."},
+      {"foo", "a'foo ."},
+      {"(a b)", "( a'a a'b ) ."},
+      {"(a;comment\r\nb)", "( a'a a'b ) ."},
+      {"?x&~red|blue", "v'x & ~ a'red | a'blue ."},
+      {"?x<-(a)", "v'x a'<- ( a'a ) ."},
+      {"<< <= <> >= > =>", "a'< a'< a'<= a'<> a'>= a'> = a'> ."},
+      {"== a=b =b", "= = a'a=b = a'b ."},
+      {"?*g* ?x $?y $x $", "v'*g* v'x m'y a'$x a'$ ."},
+      {"[1]", "[ i'1 ] ."},
+      {":( a:b m::n f-12", "a': ( a'a:b a'm::n a'f-12 ."},
+      {"12 -12 +12 0x1F 007", "i'12 i'-12 i'12 i'31 i'7 ."},
+      {"12.0 1e3 -.5 3000000000", "f'12.0000 f'1000.0000 f'-0.5000 f'3000000000.0000 ."},
+      {"2147483647 -2147483648 2147483648", "i'2147483647 i'-2147483648 f'2147483648.0000 ."},
+      {"+ - . 12abc 1-2 1.2.3 -inf +nan 0x", "a'+ a'- a'. a'12abc a'1-2 a'1.2.3 a'-inf a'+nan a'0x ."},
+      {"\"a b\" \"\" \"q\\\"q\" \"b\\\\b\" \"l\\nl\"", "s'a b s' s'q\"q s'b\\b s'lnl ."},
+      {"a\\(b \\(b a\\ b", "a'a(b a'\\ ( a'b a'a b ."},
+      {"a\"s\"b", "a'a s's a'b ."},
+      {"(a b", "( a'a a'b ."},
+      {"a\\", "a'a ."},
+      {"{x},%#@!/'", "a'{x},%#@!/' ."},
+      {"gr\xC3\xB6\xC3\x9F" "e ?\xE2\x82\xAC", "a'gr\xC3\xB6\xC3\x9F" "e v'\xE2\x82\xAC ."},
+  };
+  for (const auto& test : cases) EXPECT_EQ(DumpAll(test.text), test.tokens) << test.text;
+}
+
+TEST(Tokenizer, AnonymousVariablesGetNamesOfTheirOwn) {
+  TKBClipsStream stream("(a ? ? $?)");
+  const std::string dump = DumpAll(stream);
+  EXPECT_EQ(dump, "( a'a v'_blank_0 v'_blank_1 m'_blank_$2 ) .");
+}
+
+TEST(Tokenizer, StringsKeepLineEndsAndCarryTheirLastLine) {
+  TKBClipsStream stream("a \"x\r\ny\" b");
+  static_cast<void>(stream.NextToken());
+  const IStreamToken text = stream.NextToken();
+  EXPECT_EQ(text->GetText(), "x\r\ny");
+  EXPECT_EQ(text->GetLineNumber(), 2);
+}
+
+TEST(Tokenizer, UnterminatedStringIsTheOneFailure) {
+  for (const std::string text : {"\"abc", "(a \"b)", "\"abc\\", "\""}) {
+    TKBClipsStream stream(text);
+    try {
+      static_cast<void>(stream.NextToken());
+      FAIL() << text;
+    } catch (const EKBParseException& error) {
+      EXPECT_EQ(error.Message(), "Invalid string value, string was not terminated");
+      EXPECT_EQ(error.GetLineNumber(), 1);
+    }
+    EXPECT_TRUE(stream.NextToken()->IsEof()) << "the start of the expression is gone";
+  }
+}
+
+TEST(Tokenizer, LinesAreCountedOnceForEachKindOfEnd) {
+  EXPECT_EQ(Lines("a\nb\rc\r\nd\n\ne"), (std::vector<int>{1, 2, 3, 4, 6}));
+  EXPECT_EQ(Lines("(a\r\n;c\r\nb)"), (std::vector<int>{1, 1, 3, 3}));
+  EXPECT_EQ(Lines("a\n"), (std::vector<int>{1})) << "the line end belongs to the line of the atom";
+  TKBClipsStream stream("a\nb");
+  stream.SetLineNumber(40);
+  EXPECT_EQ(stream.NextToken()->GetLineNumber(), 40);
+  EXPECT_EQ(stream.NextToken()->GetLineNumber(), 41);
+}
+
+TEST(Tokenizer, WhitespaceAndCommentsStayWithTokens) {
+  TKBClipsStream stream("; one\n(a;two\nb ?x (c))");
+  std::vector<std::string> spaces;
+  for (IStreamToken token = stream.NextToken(); !token->IsEof(); token = stream.NextToken()) {
+    spaces.push_back(token->GetWhitespace());
+  }
+  const std::vector<std::string> expected = {"; one\r\n", "", ";two\r\n ", " ", " ", "", "", ""};
+  EXPECT_EQ(spaces, expected) << "the blank behind ?x reaches the parenthesis too";
+}
+
+TEST(Tokenizer, PutBackInAnyNumber) {
+  TKBClipsStream stream("(a b) c");
+  std::vector<IStreamToken> taken;
+  for (int i = 0; i < 4; ++i) taken.push_back(stream.NextToken());
+  for (auto token = taken.rbegin(); token != taken.rend(); ++token) stream.PutBackToken(*token);
+  EXPECT_EQ(stream.GetCurrentToken(), taken.front());
+  EXPECT_EQ(DumpAll(stream), "( a'a a'b ) a'c .");
+}
+
+TEST(Tokenizer, ExpressionTextSpellsWhatWasHandedOut) {
+  TKBClipsStream stream("(a \"s\" 12\n1.5 ?x $?y) b");
+  const IStreamToken open = stream.NextToken();
+  EXPECT_EQ(stream.ToString(), "( ");
+  stream.PutBackToken(open);
+  EXPECT_EQ(stream.ToString(), " ");
+  for (int i = 0; i < 8; ++i) static_cast<void>(stream.NextToken());
+  EXPECT_EQ(stream.ToString(), " ( a \\\"s\"\\ 12 \r\n1.5000 ?x $?y ) ");
+  static_cast<void>(stream.NextToken());
+  EXPECT_EQ(stream.ToString(), "b ");
+  stream.Clear();
+  EXPECT_EQ(stream.ToString(), "");
+}
+
+TEST(Tokenizer, PuttingBackTakesTheLineBreakAndForeignTokensFromTheText) {
+  TKBClipsStream stream("(a\nb c)");
+  static_cast<void>(stream.NextToken());
+  static_cast<void>(stream.NextToken());
+  const IStreamToken b = stream.NextToken();
+  EXPECT_EQ(stream.ToString(), "( a \r\nb ");
+  stream.PutBackToken(b);
+  EXPECT_EQ(stream.ToString(), "( a ");
+  static_cast<void>(stream.NextToken());
+  EXPECT_EQ(stream.ToString(), "( a b ") << "the token put back was on that line already";
+  stream.PutBackToken(b->Clone());
+  EXPECT_EQ(stream.ToString(), "( a ");
+  EXPECT_EQ(DumpAll(stream), "a'b a'c ) .");
+}
+
+TEST(Tokenizer, Head) {
+  const struct {
+    std::string text;
+    std::string head;
+    std::string rest;
+  } cases[] = {
+      {"(defrule r)", "defrule", "( a'defrule a'r ) ."}, {"(= 1 2)", "=", "( = i'1 i'2 ) ."},
+      {"(?f 1)", "f", "( v'f i'1 ) ."},                  {"($?f 1)", "", "( m'f i'1 ) ."},
+      {"(\"s\")", "", "( s's ) ."},                      {"(12)", "", "( i'12 ) ."},
+      {"foo bar", "", "a'bar ."},
+  };
+  for (const auto& test : cases) {
+    TKBClipsStream stream(test.text);
+    EXPECT_EQ(stream.Head().View(), test.head) << test.text;
+    EXPECT_EQ(DumpAll(stream), test.rest) << test.text;
+  }
+}
+
+TEST(Tokenizer, MoveToNextConstructDropsTheRestOfTheExpression) {
+  TKBClipsStream stream("(a (b c) d) (e)");
+  for (int i = 0; i < 4; ++i) static_cast<void>(stream.NextToken());
+  stream.MoveToNextConstruct();
+  EXPECT_EQ(DumpAll(stream), "( a'e ) .");
+  stream.MoveToNextConstruct();
+  EXPECT_EQ(DumpAll(stream), ".");
+
+  TKBClipsStream stray(") x (y) z");
+  static_cast<void>(stray.NextToken());
+  stray.MoveToNextConstruct();
+  EXPECT_EQ(DumpAll(stray), "a'y ) a'z .") << "the expression goes on to what balances it";
+
+  TKBClipsStream open("(a (b");
+  static_cast<void>(open.NextToken());
+  open.MoveToNextConstruct();
+  EXPECT_EQ(DumpAll(open), ".");
+}
+
+TEST(Tokenizer, DiscardUntilEOLNeverTouchesTheNextLine) {
+  for (const std::string end : {"\n", "\r", "\r\n"}) {
+    for (const std::string line : {"a", "a ", "a b c", "a ; comment", "(a b) c", "\"s\" \"t\""}) {
+      TKBClipsStream stream(line + end + "next" + end + "last");
+      static_cast<void>(stream.NextToken());
+      stream.DiscardUntilEOL();
+      EXPECT_EQ(Dump(*stream.NextToken()), "a'next") << line;
+      stream.DiscardUntilEOL();
+      EXPECT_EQ(stream.GetLine(), "last") << line;
+      EXPECT_TRUE(stream.IsEof());
+    }
+    TKBClipsStream open("(a b" + end + "c d) e" + end + "f");
+    static_cast<void>(open.NextToken());
+    open.DiscardUntilEOL();
+    EXPECT_EQ(Dump(*open.NextToken()), "a'c") << "the later lines of an expression stay";
+    open.DiscardUntilEOL();
+    EXPECT_EQ(DumpAll(open), "a'f .");
+    TKBClipsStream last("a" + end);
+    static_cast<void>(last.NextToken());
+    last.DiscardUntilEOL();
+    EXPECT_TRUE(last.IsEof()) << "nothing is left behind the last line";
+    TKBClipsStream fresh("x y" + end + "z");
+    fresh.DiscardUntilEOL();
+    EXPECT_EQ(DumpAll(fresh), "a'z .");
+  }
+}
+
+TEST(Tokenizer, DialogueReadsNoFurtherThanItsLine) {
+  // A source that fails the test when it is asked for a line too many.
+  class TLines : public std::stringbuf {
+   public:
+    int asked = 0;
+    int_type underflow() override {
+      static const char* const lines[] = {"(a\n", "b) c\n", "d\n"};
+      if (asked == 3) return traits_type::eof();
+      str(lines[asked++]);
+      return std::stringbuf::underflow();
+    }
+  };
+  TLines lines;
+  std::istream input(&lines);
+  TKBClipsStream stream(input, nullptr, trLines);
+  for (int i = 0; i < 4; ++i) static_cast<void>(stream.NextToken());
+  EXPECT_LE(lines.asked, 2);
+  EXPECT_EQ(Dump(*stream.NextToken()), "a'c");
+  EXPECT_LE(lines.asked, 2);
+  stream.DiscardUntilEOL();
+  EXPECT_LE(lines.asked, 2);
+  EXPECT_EQ(Dump(*stream.NextToken()), "a'd");
+}
+
+TEST(Tokenizer, BinaryGarbageGivesTokensOrAnException) {
+  uint32_t state = 12345;
+  for (int round = 0; round < 300; ++round) {
+    std::string text;
+    for (int i = 0; i < 400; ++i) {
+      state = state * 1664525 + 1013904223;
+      text += static_cast<char>(state >> 24);
+    }
+    TKBClipsStream stream(text);
+    for (int i = 0; i < 1000; ++i) {
+      try {
+        if (stream.NextToken()->IsEof()) break;
+      } catch (const EKBParseException&) {
+      }
+    }
+    EXPECT_TRUE(stream.IsEof());
+  }
+  EXPECT_EQ(DumpAll(std::string("a\0b", 3)), "a'a a'b .") << "a NUL is white space, not the end";
+}
+
+TEST(Tokenizer, DeepNestingIsNoRecursion) {
+  const int depth = 200000;
+  TKBClipsStream stream(std::string(depth, '(') + "x" + std::string(depth, ')'));
+  int tokens = 0;
+  while (!stream.NextToken()->IsEof()) ++tokens;
+  EXPECT_EQ(tokens, 2 * depth + 1);
+}
+
+TEST(StreamToken, ValuesOfTokens) {
+  const auto value = [](const std::string& text) {
+    TKBClipsStream stream(text);
+    return stream.NextToken()->Value();
+  };
+  EXPECT_EQ(value("TRUE"), FCTrue);
+  EXPECT_EQ(value("FALSE"), FCFalse);
+  EXPECT_EQ(value("NIL"), FCNil);
+  EXPECT_EQ(value("Nil"), FCNil);
+  EXPECT_EQ(value(""), FCEOF);
+  EXPECT_TRUE(value("true")->Equals(MakeAtom("true").Get()));
+  EXPECT_TRUE(value("\"TRUE\"")->Is(dtString));
+  EXPECT_EQ(value("12")->GetAsInteger(), 12);
+  EXPECT_TRUE(value("1.5")->Equals(MakeFloat(1.5).Get()));
+  EXPECT_EQ(value("?x")->ToString(), "?x");
+  EXPECT_EQ(value("$?x")->ToString(), "$?x");
+  EXPECT_EQ(value("&")->ToString(), "\"38\"");
+}
+
+TEST(StreamToken, VariablesAreLookedUpInAContext) {
+  TKBContext context(nullptr, nullptr);
+  context.AddBinding(TKBText("x"), MakeInteger(7));
+  const auto value = [&context](const std::string& text) {
+    TKBClipsStream stream(text);
+    return stream.NextToken()->Value(&context);
+  };
+  EXPECT_EQ(value("?x")->GetAsInteger(), 7);
+  EXPECT_EQ(value("$?x")->GetAsInteger(), 7);
+  EXPECT_EQ(value("12")->GetAsInteger(), 12);
+  const auto message = [&value](const std::string& text) {
+    try {
+      static_cast<void>(value(text));
+    } catch (const EKBException& error) {
+      return error.Message();
+    }
+    return std::string();
+  };
+  EXPECT_EQ(message("?y"), "Unknown variable name: y");
+  EXPECT_EQ(message("????"), "Invalid variable name, ???.  Possible encoding error");
+}
+
+TEST(StreamToken, SetValueAssignAndEquals) {
+  TKBStreamToken token;
+  token.SetValue(*MakeFactId(5));
+  EXPECT_EQ(token.GetDataType(), dtFactId);
+  EXPECT_TRUE(token.Value()->Equals(MakeFactId(5).Get()));
+  token.SetValue(*MakeString("x"));
+  EXPECT_TRUE(token.Value()->Equals(MakeString("x").Get()));
+  token.SetWhitespace("; c");
+  token.SetTag(3);
+  const IStreamToken copy = token.Clone();
+  EXPECT_TRUE(copy->Equals(&token));
+  EXPECT_EQ(copy->GetTag(), 3);
+  EXPECT_EQ(copy->GetWhitespace(), "");
+  copy->SetText("other");
+  EXPECT_TRUE(copy->Equals(&token)) << "the text takes no part";
+  copy->SetLineNumber(9);
+  EXPECT_FALSE(copy->Equals(&token));
+  EXPECT_FALSE(copy->Equals(nullptr));
+}
+
+}  // namespace
+}  // namespace kb

@@ -1,0 +1,133 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "kb/engine/InferenceEngine.h"
+#include "kb/platform/Exceptions.h"
+#include "kb/values/Fact.h"
+#include "kb/values/FactSet.h"
+#include "kb/values/KBConsts.h"
+
+namespace kb {
+namespace {
+
+std::string FactTexts(const TInferenceEngine& engine) {
+  std::string result;
+  for (int i = 0; i < engine.GetFacts().GetCount(); ++i) result += engine.GetFacts().Get(i)->ToString();
+  return result;
+}
+
+TEST(FactSet, WithoutEngineItIsAListOfTexts) {
+  TFactSet set(nullptr);
+  EXPECT_EQ(set.GetFactSetName(), "FactSet");
+  set.SetFacts({"(a 1)", "not a fact"});
+  set.Reset();
+  EXPECT_EQ(set.GetFactCount(), 2);
+  EXPECT_EQ(set.GetFactText(1), "not a fact");
+  EXPECT_EQ(set.GetFact(0), nullptr);
+  EXPECT_THROW((void)set.GetFact(2), EListError);
+  TFactSet copy(nullptr);
+  copy.Assign(set);
+  EXPECT_EQ(copy.GetFactText(0), "(a 1)");
+  EXPECT_THROW(copy.Assign(TComponent(nullptr)), EConvertError);
+}
+
+TEST(FactSet, EveryResetAssertsClonesEvaluatedAfresh) {
+  TInferenceEngine engine;
+  TFactSet set(&engine, "start", "");
+  set.SetFacts({"(a =(gensym*))", "(b)"});
+  const IFact kept = set.GetFact(0);
+  engine.ClearFacts(engine.GetCurrentModule());
+  set.Reset();
+  const std::string first = FactTexts(engine);
+  engine.ClearFacts(engine.GetCurrentModule());
+  set.Reset();
+  EXPECT_NE(FactTexts(engine), first);
+  EXPECT_EQ(kept->GetID(), -1);
+  EXPECT_EQ(set.IndexOf(kept.Get()), 0);
+  EXPECT_EQ(set.IndexOf(kept->Clone().Get()), -1) << "by identity";
+  EXPECT_EQ(set.Remove(kept.Get()), 0);
+  EXPECT_EQ(set.GetFactCount(), 1);
+}
+
+TEST(FactSet, OneBadEntryDoesNotKeepTheOthersOut) {
+  TInferenceEngine engine;
+  TFactSet set(&engine);
+  EXPECT_THROW(set.SetFacts({"(a)", "(b", "(c)"}), EKBException);
+  EXPECT_EQ(set.GetFactCount(), 3) << "all texts stand";
+  engine.ClearFacts(engine.GetCurrentModule());
+  set.Reset();
+  EXPECT_EQ(FactTexts(engine), "(a)(c)");
+}
+
+TEST(FactSet, JoinsAndLeavesEngines) {
+  TInferenceEngine other;
+  auto engine = std::make_unique<TInferenceEngine>();
+  TFactSet set(nullptr, "start", "");
+  set.SetFacts({"(a 1)"});
+  set.SetEngine(engine.get());
+  EXPECT_NE(set.PeekFact(0), nullptr);
+  EXPECT_EQ(engine->GetFactSets().IndexOf(&set), 0);
+  set.SetEngine(&other);
+  EXPECT_EQ(engine->GetFactSets().IndexOf(&set), -1);
+  EXPECT_EQ(set.GetFact(0)->GetTemplate()->GetEngine(), &other);
+  set.SetEngine(engine.get());
+  engine = nullptr;
+  EXPECT_EQ(set.GetEngine(), nullptr);
+  EXPECT_EQ(set.PeekFact(0), nullptr);
+  EXPECT_EQ(set.GetFactText(0), "(a 1)");
+
+  TFactSet lost(nullptr, "lost", "nowhere");
+  EXPECT_THROW(lost.SetEngine(&other), EKBException);
+  EXPECT_EQ(lost.GetEngine(), nullptr);
+  EXPECT_EQ(other.GetFactSets().IndexOf(&lost), -1);
+}
+
+TEST(FactSet, ASecondSetOfTheNameDetachesTheFirst) {
+  TInferenceEngine engine;
+  TFactSet first(nullptr, "s", "");
+  TFactSet second(nullptr, "s", "MAIN");
+  first.SetEngine(&engine);
+  second.SetEngine(&engine);
+  EXPECT_EQ(first.GetEngine(), nullptr);
+  EXPECT_EQ(engine.GetFactSets().GetCount(), 1);
+}
+
+TEST(FactSet, LeavesTheFocusWhereItWas) {
+  TInferenceEngine engine;
+  engine.Parse("(defmodule other)", true);
+  const IModule main = engine.GetModules().Get(0);
+  engine.SetCurrentModule(main);
+  TFactSet set(nullptr, "s", "other");
+  set.SetEngine(&engine);
+  EXPECT_EQ(engine.GetCurrentModule(), main);
+  EXPECT_THROW(set.SetFacts({"(broken"}), EKBException);
+  EXPECT_EQ(engine.GetCurrentModule(), main);
+  EXPECT_THROW(set.SetModule("nowhere"), EKBException);
+  EXPECT_EQ(set.GetModule(), "other");
+  set.SetFacts({"(x)"});
+  set.Reset();
+  EXPECT_EQ(engine.GetCurrentModule(), main);
+  EXPECT_EQ(set.GetFact(0)->GetTemplate()->GetModule(), engine.GetModules().GetModule("other").Get());
+  set.SetModule("");
+  EXPECT_EQ(engine.GetFactSets().IndexOf(&set), 0);
+  EXPECT_EQ(set.GetFact(0)->GetTemplate()->GetModule(), main.Get());
+}
+
+TEST(FactSet, ClonesBelongToTheirOwner) {
+  TInferenceEngine engine;
+  TInferenceEngine target;
+  TFactSet set(nullptr, "s", "");
+  set.SetEngine(&engine);
+  set.SetComment("why");
+  set.SetFacts({"(a 1)", "(b (c d))"});
+  TFactSet* clone = set.Clone(&target);
+  EXPECT_EQ(clone->GetOwner(), &target);
+  EXPECT_EQ(clone->GetComment(), "why");
+  EXPECT_EQ(clone->GetFactText(0), set.GetFact(0)->ToString());
+  EXPECT_EQ(clone->GetFact(1)->GetTemplate()->GetEngine(), &target);
+  EXPECT_EQ(target.GetFactSets().IndexOf(clone), 0);
+}
+
+}  // namespace
+}  // namespace kb

@@ -1,0 +1,312 @@
+#include <gtest/gtest.h>
+
+#include "kb/engine/InferenceEngine.h"
+#include "kb/values/Fact.h"
+#include "kb/values/FactTemplate.h"
+#include "kb/values/KBConsts.h"
+#include "kb/values/KBDefinedType.h"
+#include "kb/values/ValueVector.h"
+
+namespace kb {
+namespace {
+
+IKBValue List(std::vector<IKBValue> items) {
+  return MakeRef<TKBValue>(MakeRef<TValueVector>(std::move(items)));
+}
+IFactTemplate Template(std::string_view name) { return MakeRef<TFactTemplate>(nullptr, name); }
+
+/// The message that an operation raises, empty for none.
+template <class F>
+std::string MessageOf(F&& operation) {
+  try {
+    operation();
+  } catch (const EKBException& error) {
+    return error.Message();
+  }
+  return {};
+}
+
+std::string Names(const TFactTemplate& factTemplate) {
+  std::string result;
+  for (const TKBText& name : factTemplate.GetSlotNames()) result += name.ToString() + " ";
+  return result;
+}
+
+TEST(FactTemplate, AddingSlotsChecksTheirKind) {
+  const IFactTemplate t = Template("t");
+  EXPECT_EQ(MessageOf([&] { t->AddSlot("s", nullptr); }), "Bad Slot Type");
+  EXPECT_EQ(MessageOf([&] { t->AddMultiSlot("s", nullptr); }), "Bad Slot Type");
+  EXPECT_EQ(MessageOf([&] { t->AddSlot("s", List({FCTrue})); }), "Invalid default slot value: TRUE ");
+  EXPECT_EQ(MessageOf([&] { t->AddMultiSlot("s", MakeInteger(1)); }),
+            "Invalid default value for a multislot, must be a multifield: 1");
+  EXPECT_EQ(MessageOf([&] { t->AddMultiSlot(" ", FCNilList); }), "Bad Slot Name:  ");
+  EXPECT_EQ(MessageOf([&] { t->AddSlot("a b", FCNil); }), "\"a b\" contains unexpected character: \" \"");
+  EXPECT_EQ(t->GetSlotCount(), 0);
+  t->AddSlot("s", MakeInteger(1));
+  t->AddMultiSlot("m", FCNilList);
+  EXPECT_EQ(MessageOf([&] { t->AddMultiSlot("s", FCNilList); }),
+            "Invalid value for existing slot, slot is not multislot");
+  EXPECT_EQ(MessageOf([&] { t->AddSlot("m", FCNil); }),
+            "Invalid value for existing slot, multislot is not slot");
+  t->AddSlot("s", MakeInteger(2));
+  EXPECT_EQ(t->GetSlot("s")->GetSlotDefault()->GetAsInteger(), 2);
+  EXPECT_EQ(MessageOf([&] { (void)t->GetSlot("S"); }), "No such slot name: \"S\"");
+  EXPECT_EQ(MessageOf([&] { t->RemoveSlot("x"); }), "No such slot name: \"x\"");
+  EXPECT_EQ(MessageOf([&] { t->SetSlot("x", t->GetSlot("s")); }),
+            "Index does not match fact slot name: x and s");
+}
+
+TEST(FactTemplate, DefaultsAreClonedButForSharedConstants) {
+  const IFactTemplate t = Template("t");
+  const IKBValue value = MakeInteger(1);
+  t->AddSlot("s", value);
+  value->SetAsInteger(2);
+  EXPECT_EQ(t->GetSlot("s")->GetSlotDefault()->GetAsInteger(), 1);
+  t->AddMultiSlot("m", FCNilList);
+  EXPECT_EQ(t->GetSlot("m")->GetSlotDefault(), FCNilList);
+  // Facts may fill their lists, each for itself.
+  t->NewFact()->GetValue("m")->ListOrNull()->Add(FCTrue);
+  EXPECT_EQ(t->NewFact()->GetValue("m")->ToString(), "");
+}
+
+TEST(FactTemplate, NamesAreSortedWithoutCase) {
+  const IFactTemplate t = Template("t");
+  for (const char* name : {"beta", "Alpha", "gamma", "BETA"}) t->AddSlot(name, FCNil);
+  EXPECT_EQ(Names(*t), "Alpha beta gamma ");
+  EXPECT_EQ(t->GetSlotCount(), 4);
+  EXPECT_TRUE(t->ContainsSlot("BETA"));
+  const int32_t hash = t->GetHashCode();
+  t->GetSlot("Alpha")->SetName("zeta");
+  EXPECT_EQ(Names(*t), "beta gamma zeta ");
+  EXPECT_NE(t->GetHashCode(), hash);
+  EXPECT_FALSE(t->ContainsSlot("Alpha"));
+}
+
+TEST(FactTemplate, OrderedFlagFollowsAdditionsAndNames) {
+  const IFactTemplate t = Template("t");
+  t->AddMultiSlot(SDefaultSlotName, FCNilList);
+  EXPECT_TRUE(t->IsOrdered());
+  t->AddSlot("x", FCNil);
+  EXPECT_FALSE(t->IsOrdered());
+  t->RemoveSlot("x");
+  EXPECT_FALSE(t->IsOrdered());
+  t->AddMultiSlot(SDefaultSlotName, FCNilList);
+  EXPECT_TRUE(t->IsOrdered());
+  t->GetSlot(SDefaultSlotName)->SetName("y");
+  EXPECT_FALSE(t->IsOrdered());
+}
+
+TEST(FactTemplate, PositionsAreNeverUsedTwice) {
+  for (int count : {3, 20}) {
+    const IFactTemplate t = Template("t");
+    for (int i = 0; i < count; ++i) t->AddSlot("s" + std::to_string(i), MakeInteger(i));
+    const IFact fact = t->NewFact();
+    const uint64_t layout = t->GetLayoutId();
+    const TSlotRef ref(TKBText("s1"));
+    EXPECT_EQ(ref.Position(*t), 1);
+    t->RemoveSlot("s1");
+    EXPECT_NE(t->GetLayoutId(), layout);
+    EXPECT_EQ(ref.Position(*t), -1);
+    EXPECT_EQ(fact->FindValue(ref), nullptr);
+    t->AddSlot("s1", MakeString("new"));
+    EXPECT_EQ(ref.Position(*t), count);
+    EXPECT_EQ(fact->FindValue(ref)->ToString(), "\"new\"");
+    EXPECT_EQ(fact->GetValue("s2")->GetAsInteger(), 2);
+    t->GetSlot("s2")->SetName("renamed");
+    EXPECT_EQ(fact->GetValue("renamed")->GetAsInteger(), 2);
+    EXPECT_EQ(fact->ValueAt(1), nullptr) << "the slot that was removed";
+  }
+}
+
+TEST(FactTemplate, SlotsThatTakeANamePushTheOldOneOut) {
+  const IFactTemplate t = Template("t");
+  t->AddSlot("a", MakeInteger(1));
+  t->AddSlot("b", MakeInteger(2));
+  const IFact fact = t->NewFact();
+  const IFactSlot old = t->GetSlot("a");
+  TFactSlot better;
+  better.SetSlotType(KBSlotTypes);
+  better.SetSlotDefault(MakeInteger(7));
+  better.SetName("a");
+  t->AddSlot(better);
+  EXPECT_EQ(old->GetOwner(), nullptr);
+  EXPECT_EQ(t->GetSlotCount(), 2);
+  EXPECT_EQ(fact->GetValue("a")->GetAsInteger(), 1);
+  t->GetSlot("b")->SetName("a");
+  EXPECT_EQ(t->GetSlotCount(), 1);
+  EXPECT_EQ(fact->GetValue("a")->GetAsInteger(), 2);
+  // A slot of another template is copied, a free one taken.
+  const IFactTemplate u = Template("u");
+  u->SetSlot("a", t->GetSlot("a"));
+  EXPECT_NE(u->GetSlot("a"), t->GetSlot("a"));
+  u->SetSlot("a", old);
+  EXPECT_EQ(u->GetSlot("a"), old);
+  EXPECT_EQ(old->GetTemplateName(), "u");
+}
+
+TEST(FactTemplate, SlotsOutliveTheirTemplate) {
+  IFactSlot slot;
+  {
+    const IFactTemplate t = Template("t");
+    t->AddSlot("a", MakeInteger(1));
+    slot = t->GetSlot("a");
+  }
+  EXPECT_EQ(slot->GetOwner(), nullptr);
+  slot->SetName("b");
+  slot->GetSlotDefault()->SetAsString("x");
+  const IKBValue kept = slot->GetSlotDefault();
+  slot = nullptr;
+  kept->SetAsInteger(3);
+}
+
+TEST(FactSlot, Validity) {
+  TFactSlot slot;
+  slot.SetSlotType({dtAtom, dtInteger});
+  slot.SetName("s");
+  EXPECT_TRUE(slot.IsValid(nullptr));
+  EXPECT_TRUE(slot.IsValid(FCNil.Get()));
+  EXPECT_FALSE(slot.IsValid(FCNilList.Get()));
+  EXPECT_TRUE(slot.IsValid(MakeRef<TKBValue>(IFunCall()).Get()));
+  EXPECT_TRUE(slot.IsValid(MakeRef<TKBValue>().Get()));
+  EXPECT_FALSE(slot.IsValid(MakeFloat(1).Get()));
+  EXPECT_EQ(slot.GetInvalidValueString(MakeFloat(1).Get()),
+            "Not a ATOM, INTEGER type.  Value (1.0000) is a dtFloat type for s slot");
+  EXPECT_EQ(slot.GetInvalidValueString(MakeAtom("x").Get()), "");
+
+  slot.SetSlotType({dtString, dtList, dtMultiSlot});
+  EXPECT_FALSE(slot.IsValid(FCNil.Get()));
+  EXPECT_TRUE(slot.IsValid(FCNilList.Get()));
+  EXPECT_TRUE(slot.IsValid(List({MakeString("a"), MakeRef<TKBValue>(TKBText("v"), dtVariable)}).Get()));
+  EXPECT_EQ(
+      slot.GetInvalidValueString(List({MakeString("a"), MakeInteger(2), MakeFloat(3)}).Get()),
+      "Not a STRING, LIST, MULTISLOT type.  Value (\"a\" 2 3.0000 ) is a dtInteger (2) type for s slot");
+}
+
+TEST(FactSlot, TypeChangesKeepTheDefaultValid) {
+  TFactSlot slot;
+  slot.SetSlotType({dtInteger});
+  EXPECT_EQ(slot.GetSlotDefault()->ToString(), "0");
+  slot.SetSlotDefault(MakeInteger(5));
+  slot.SetSlotType({dtInteger, dtFloat});
+  EXPECT_EQ(slot.GetSlotDefault()->ToString(), "5");
+  slot.SetSlotType({dtString});
+  EXPECT_EQ(slot.GetSlotDefault()->ToString(), "\"\"");
+  slot.SetSlotType(TKBTypes{dtInteger} + KBMultiSlotTypes);
+  EXPECT_TRUE(slot.GetSlotDefault()->Is(dtList));
+  EXPECT_EQ(MessageOf([&] {
+              slot.SetSlotType({dtFuzzy, dtAtom});
+            }),
+            "Cannot mix fuzzy type with other primitive types");
+  EXPECT_EQ(slot.GetSlotType(), TKBTypes{dtInteger} + KBMultiSlotTypes);
+  const struct {
+    TKBTypes types;
+    TKBType expected;
+  } defaults[] = {{{dtAtom, dtString, dtClass}, dtAtom},
+                  {{dtFloat, dtFactId}, dtFloat},
+                  {{dtObject, dtExternalAddress}, dtObject},
+                  {{dtExternalAddress, dtFact}, dtExternalAddress},
+                  {{dtFact, dtFactId}, dtFactId},
+                  {{dtFact, dtDescriptor}, dtFact},
+                  {{dtDescriptor, dtClass}, dtDescriptor},
+                  {{dtClass}, dtClass},
+                  {{dtVariable}, dtNone}};
+  for (const auto& c : defaults) {
+    TFactSlot other;
+    other.SetSlotType(c.types);
+    EXPECT_EQ(other.GetSlotDefault()->GetDType(), c.expected);
+  }
+}
+
+TEST(FactSlot, EqualityIsLooseOnDefaults) {
+  const auto slot = [](const IKBValue& value) {
+    auto result = MakeRef<TFactSlot>();
+    result->SetSlotType(KBSlotTypes);
+    result->SetSlotDefault(value);
+    result->SetName("s");
+    return result;
+  };
+  EXPECT_TRUE(slot(MakeAtom("1"))->Equals(slot(MakeInteger(1)).Get()));
+  EXPECT_FALSE(slot(MakeInteger(1))->Equals(slot(MakeAtom("x")).Get()));
+  EXPECT_FALSE(slot(MakeInteger(1))->Equals(slot(nullptr).Get()));
+  EXPECT_TRUE(slot(nullptr)->Equals(slot(nullptr).Get()));
+}
+
+TEST(FactTemplate, CopiesAndComparison) {
+  const IFactTemplate parent = Template("parent");
+  parent->AddSlot("a", MakeFloat(0.00001));
+  auto child = MakeRef<TFactTemplate>(nullptr, "child", "note", parent);
+  EXPECT_EQ(child->GetParent(), parent);
+  EXPECT_EQ(child->GetTemplateName(), "child");
+  child->AddSlot("b", FCNil);
+  EXPECT_EQ(Names(*parent), "a ");
+  EXPECT_FALSE(child->Equals(parent.Get()));
+  const IFactTemplate clone = child->Clone();
+  EXPECT_TRUE(clone->Equals(child.Get()));
+  EXPECT_EQ(clone->GetHashCode(), child->GetHashCode());
+  EXPECT_EQ(clone->GetComment(), "note");
+  EXPECT_EQ(clone->GetParent(), parent);
+  EXPECT_EQ(clone->GetSlot("a")->GetSlotDefault()->GetAsFloat(), 0.00001);
+  clone->AddSlot("c", FCNil);
+  EXPECT_TRUE(child->Equals(clone.Get())) << "the other may have further slots";
+  EXPECT_FALSE(clone->Equals(child.Get()));
+  const uint64_t epoch = TFactTemplate::GetNamingEpoch();
+  clone->Assign(*parent);
+  EXPECT_TRUE(clone->Equals(parent.Get()));
+  EXPECT_EQ(clone->GetParent(), nullptr);
+  EXPECT_NE(TFactTemplate::GetNamingEpoch(), epoch);
+  // From a foreign owner the link to the parent does not come along.
+  TObject owner;
+  EXPECT_EQ(MakeRef<TFactTemplate>(&owner, "x", "", parent)->GetParent(), nullptr);
+}
+
+TEST(FactTemplate, DynamicChecksGuardDefaults) {
+  TInferenceEngine engine;
+  const IFactTemplate t = engine.CreateFactTemplate("typed");
+  t->AddSlot("n", MakeInteger(1));
+  t->GetSlot("n")->SetSlotType({dtInteger});
+  engine.SetTypeChecks({tcDynamic});
+  EXPECT_EQ(MessageOf([&] { t->AddSlot("n", MakeAtom("x")); }), "Invalid default slot value: x");
+  EXPECT_EQ(MessageOf([&] { t->GetSlot("n")->GetSlotDefault()->SetAsAtom("x"); }),
+            "Value \"x\" is not valid, n");
+}
+
+TEST(FactTemplate, RenamesGoThroughTheRegistry) {
+  TInferenceEngine engine;
+  const IFactTemplate a = engine.CreateFactTemplate("a");
+  engine.CreateFactTemplate("b");
+  EXPECT_EQ(MessageOf([&] { a->SetTemplateName("b"); }), "Fact Template Name already exists: \"b\"");
+  EXPECT_EQ(a->GetTemplateName(), "a");
+  EXPECT_EQ(MessageOf([&] { a->SetTemplateName("a(b"); }), "\"a(b\" contains unexpected character: \"(\"");
+  a->SetTemplateName("c");
+  EXPECT_EQ(engine.FindFactTemplate("c"), a.Get());
+  EXPECT_EQ(engine.FindFactTemplate("a"), nullptr);
+}
+
+TEST(FactTemplate, DynamicDefaultsAreEvaluatedForEachFact) {
+  TInferenceEngine engine;
+  engine.Parse("(deftemplate t (slot id (default-dynamic (gensym*))) (slot fixed (default 3)))", true);
+  TFactTemplate* t = engine.FindFactTemplate("t");
+  ASSERT_NE(t, nullptr);
+  const IFact first = t->NewFact();
+  const IFact second = t->NewFact();
+  EXPECT_TRUE(first->GetValue("id")->Is(dtAtom));
+  EXPECT_NE(first->GetValue("id")->ToString(), second->GetValue("id")->ToString());
+  // A default that is only read stays a call.
+  EXPECT_TRUE(MakeRef<TFact>(IFactTemplate(t))->GetValue("id")->Is(dtFunCall));
+}
+
+TEST(FactTemplate, CopiesIntoAnotherEngineComeThroughTheirText) {
+  TInferenceEngine source;
+  TInferenceEngine target;
+  source.Parse("(deftemplate t (slot a (type INTEGER) (default 4)) (multislot m))", true);
+  const IFactTemplate copy = target.CreateFactTemplate("u");
+  copy->AssignInterface(*source.FindFactTemplate("t"));
+  EXPECT_EQ(copy->GetTemplateName(), "t");
+  EXPECT_EQ(Names(*copy), "a m ");
+  EXPECT_EQ(copy->GetSlot("a")->GetSlotDefault()->GetAsInteger(), 4);
+  EXPECT_EQ(copy->GetSlot("a")->GetSlotType(), TKBTypes{dtInteger});
+  EXPECT_TRUE(copy->GetSlot("m")->IsMultiSlot());
+}
+
+}  // namespace
+}  // namespace kb

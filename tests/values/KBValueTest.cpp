@@ -1,0 +1,469 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "kb/common/Helpers.h"
+#include "kb/platform/Component.h"
+#include "kb/values/KBConsts.h"
+#include "kb/values/KBContext.h"
+#include "kb/values/KBFuzzyInterfaces.h"
+#include "kb/values/KBHelperFunctions.h"
+#include "kb/values/KBValue.h"
+#include "kb/values/ValueVector.h"
+
+namespace kb {
+namespace {
+
+/// Runs an operation and gives the identifier of its message, None when it raises nothing.
+TKBMessage MessageOf(const std::function<void()>& operation) {
+  try {
+    operation();
+  } catch (const EKBException& error) {
+    return error.Id();
+  }
+  return TKBMessage::None;
+}
+
+/// A set around one number, as far as values ask for it.
+class TPointSet final : public IFuzzySet {
+ public:
+  explicit TPointSet(double point) : point_(point) {}
+  [[nodiscard]] std::string ToString() const override { return "((" + FloatToString(point_) + " 1))"; }
+  [[nodiscard]] double Crisp() const override { return point_; }
+  [[nodiscard]] IFuzzyVariable* Variable() const override { return nullptr; }
+  [[nodiscard]] bool Equals(const TKBValue& value) const override {
+    const TKBType type = value.GetDType();
+    const bool number = type == dtInteger || type == dtFloat || type == dtFuzzy;
+    return number && value.GetAsNumeric() == point_;
+  }
+  [[nodiscard]] double FuzzyEquals(const TKBValue& value) const override { return Equals(value) ? 1 : 0; }
+
+ private:
+  double point_;
+};
+
+IKBValue List(std::vector<IKBValue> items) {
+  return MakeRef<TKBValue>(MakeRef<TValueVector>(std::move(items)));
+}
+IKBValue Text(const char* text, TKBType type) { return MakeRef<TKBValue>(TKBText(text), type); }
+IKBValue Fuzzy(double point) { return MakeRef<TKBValue>(Ref<IFuzzySet>(MakeRef<TPointSet>(point))); }
+IKBValue Address(uintptr_t number) {
+  auto value = MakeRef<TKBValue>();
+  value->SetAsExternalAddress(reinterpret_cast<void*>(number));
+  return value;
+}
+
+IKBValue Singletons() {
+  auto vector = MakeRef<TSingletonsVector>();
+  vector->Add(MakeInteger(1), MakeFloat(0.5));
+  return MakeRef<TKBValue>(vector);
+}
+
+/// A value of each type that needs no engine, its printed text, and what it converts to; "-" where it
+/// refuses.
+struct TSample {
+  IKBValue value;
+  std::string text;
+  std::string string;
+  std::string integer;
+  std::string numeric;
+  std::string factId;
+};
+
+std::vector<TSample> Samples() {
+  return {
+      {MakeRef<TKBValue>(), "", "-", "-", "-", "-"},
+      {MakeAtom("abc"), "abc", "abc", "-", "-", "-"},
+      {MakeAtom("12"), "12", "12", "12", "12.0000", "-"},
+      {MakeAtom("12.9"), "12.9", "12.9", "12", "12.9000", "-"},
+      {MakeAtom("12x"), "12x", "12x", "-", "-", "-"},
+      {MakeString("a\\\"b"), "\"a\\\\\\\"b\"", "a\\\"b", "-", "-", "-"},
+      {MakeString("-3"), "\"-3\"", "-3", "-3", "-3.0000", "-"},
+      {MakeInteger(-7), "-7", "-7", "-7", "-7.0000", "-7"},
+      {Text("x", dtVariable), "?x", "x", "-", "-", "-"},
+      {MakeFactId(4), "<Fact-4>", "-", "4", "4.0000", "4"},
+      {MakeFloat(-2.99999), "-3.0000", "-3.0000", "-2", "-3.0000", "-2"},
+      {List({MakeAtom("a"), List({MakeInteger(1)}), IKBValue()}), "a 1   ", "-", "-", "-", "-"},
+      {MakeRef<TKBValue>(9, dtDescriptor), "<UNKNOWN>", "-", "9", "9.0000", "-"},
+      {MakeRef<TKBValue>(static_cast<TObject*>(nullptr), false), "", "-", "-", "-", "-"},
+      {MakeRef<TKBValue>(&TPersistent::StaticClass()), "TPersistent", "-", "-", "-", "-"},
+      {Address(77), "<External-Address: 77>", "-", "77", "-", "-"},
+      {Singletons(), "(1 0.5000) ", "-", "-", "-", "-"},
+      {Fuzzy(2.5), "((2.5000 1))", "((2.5000 1))", "2", "2.5000", "-"},
+      {Text("y", dtMultiVariable), "$?y", "y", "-", "-", "-"},
+      {Text("s", dtSlot), "s", "s", "-", "-", "-"},
+      {Text("m", dtMultiSlot), "m", "m", "-", "-", "-"},
+  };
+}
+
+TEST(KBValue, ConversionsOfEveryType) {
+  const auto result = [](const std::function<std::string()>& getter, const char* word) {
+    try {
+      return getter();
+    } catch (const EKBException& error) {
+      EXPECT_EQ(error.Id(), TKBMessage::NotAType);
+      EXPECT_NE(error.Message().find("Not a " + std::string(word) + " type."), std::string::npos)
+          << error.what();
+      return std::string("-");
+    }
+  };
+  for (const TSample& s : Samples()) {
+    const std::string trace = std::string(GetKBTypeName(s.value->GetDType())) + " " + s.text;
+    EXPECT_EQ(s.value->ToString(), s.text) << trace;
+    EXPECT_EQ(result([&] { return s.value->GetAsString().ToString(); }, "string"), s.string) << trace;
+    EXPECT_EQ(result([&] { return IntegerToString(s.value->GetAsInteger()); }, "integer"), s.integer)
+        << trace;
+    EXPECT_EQ(result([&] { return FloatToString(s.value->GetAsNumeric()); }, "numeric"), s.numeric) << trace;
+    EXPECT_EQ(result([&] { return IntegerToString(s.value->GetAsFactId()); }, "fact id"), s.factId) << trace;
+  }
+  try {
+    (void)MakeInteger(12)->GetAsList();
+    ADD_FAILURE();
+  } catch (const EKBException& error) {
+    EXPECT_STREQ(error.what(), "Not a list type.  Value (12) is a dtInteger type");
+  }
+}
+
+TEST(KBValue, EveryTypeCopiesHashesAndPrintsConsistently) {
+  for (const TSample& s : Samples()) {
+    const std::string trace = std::string(GetKBTypeName(s.value->GetDType())) + " " + s.text;
+    s.value->SetTag(42);
+    const IKBValue clone = s.value->Clone();
+    const IKBValue copy = MakeRef<TKBValue>(s.value);
+    const IKBValue target = MakeAtom("old");
+    s.value->AssignTo(*target);
+    for (const IKBValue& other : {clone, copy, target}) {
+      EXPECT_EQ(other->GetDType(), s.value->GetDType()) << trace;
+      EXPECT_TRUE(other->Equals(s.value.Get())) << trace;
+      EXPECT_TRUE(s.value->PrintsLike(*other)) << trace;
+      EXPECT_EQ(other->GetHashCode(), s.value->GetHashCode()) << trace;
+      EXPECT_EQ(other->PrintedHash().value, TTextHash(s.text).value) << trace;
+      EXPECT_EQ(other->PrintedHash().power, TTextHash(s.text).power) << trace;
+    }
+    EXPECT_EQ(clone->GetTag() + copy->GetTag() + target->GetTag(), 84) << trace;
+    clone->Reset();
+    EXPECT_TRUE(clone->Is(dtNone));
+    EXPECT_EQ(s.value->ToString(), s.text) << trace;
+  }
+}
+
+TEST(KBValue, ConstructorsCheckTheType) {
+  EXPECT_EQ(MessageOf([] { (void)MakeRef<TKBValue>(1, dtFloat); }), TKBMessage::ValueTypeMismatch);
+  EXPECT_EQ(MessageOf([] { (void)MakeRef<TKBValue>(TKBText("a"), dtInteger); }),
+            TKBMessage::ValueTypeMismatch);
+}
+
+TEST(KBValue, CloneSharesTheListAndTheInterfaceFormDoesNot) {
+  const IKBValue list = List({MakeInteger(1)});
+  EXPECT_EQ(list->Clone()->ListOrNull(), list->ListOrNull());
+  const IKBValue copy = MakeRef<TKBValue>(list);
+  copy->ListOrNull()->Get(0)->SetAsInteger(2);
+  EXPECT_EQ(list->ToString(), "1 ");
+  // The source lives only inside what its target gives up.
+  const IKBValue outer = List({List({MakeInteger(5)})});
+  outer->Assign(*outer->ListOrNull()->Get(0));
+  EXPECT_EQ(outer->ToString(), "5 ");
+  outer->AssignInterface(*outer);
+  EXPECT_EQ(outer->ToString(), "5 ");
+}
+
+TEST(KBValue, StrictAndLooseEquality) {
+  const IKBValue none = MakeRef<TKBValue>();
+  enum { kYes, kNo, kRaises };
+  const struct {
+    IKBValue a;
+    IKBValue b;
+    bool strict;
+    int loose;
+  } cases[] = {
+      {MakeAtom("a"), MakeString("a"), false, kYes},
+      {MakeAtom("a"), MakeAtom("A"), false, kNo},
+      {MakeAtom("12"), MakeInteger(12), false, kYes},
+      {MakeAtom("1.5"), MakeFloat(1.5), false, kNo},
+      {MakeAtom("1.5000"), MakeFloat(1.5), false, kYes},
+      {MakeInteger(12), MakeAtom("12"), false, kYes},
+      {MakeInteger(1), MakeFloat(1.9), false, kYes},
+      {MakeFloat(1.9), MakeInteger(1), false, kNo},
+      {MakeInteger(1), MakeAtom("x"), false, kRaises},
+      {MakeInteger(3), MakeFactId(3), false, kYes},
+      {MakeFloat(1.00004), MakeFloat(1.00006), true, kYes},
+      {MakeFloat(1.0), MakeFloat(1.0002), false, kNo},
+      {none, MakeAtom(""), false, kYes},
+      {MakeAtom(""), none, false, kYes},
+      {none, MakeRef<TKBValue>(), true, kYes},
+      {MakeAtom("a"), List({MakeAtom("a")}), false, kRaises},
+      {List({MakeAtom("a")}), MakeAtom("a"), false, kRaises},
+      {List({MakeInteger(1)}), List({MakeFloat(1.0)}), false, kNo},
+      {List({MakeInteger(1)}), List({MakeInteger(1)}), true, kYes},
+      {List({MakeInteger(1)}), List({MakeInteger(1), MakeInteger(1)}), false, kNo},
+      {Fuzzy(2), MakeInteger(2), true, kYes},
+      {MakeInteger(2), Fuzzy(2), true, kYes},
+      {MakeAtom("2"), Fuzzy(2), false, kNo},
+      {Singletons(), Singletons(), true, kYes},
+      {Singletons(), MakeInteger(1), false, kNo},
+      {MakeRef<TKBValue>(&TObject::StaticClass()), MakeRef<TKBValue>(&TPersistent::StaticClass()), false,
+       kNo},
+      {Address(5), Address(5), true, kYes},
+      {MakeAtom("x"), Text("x", dtVariable), false, kYes},
+  };
+  for (const auto& c : cases) {
+    const std::string trace = std::string(GetKBTypeName(c.a->GetDType())) + " " + c.a->ToString() + " : " +
+                              std::string(GetKBTypeName(c.b->GetDType())) + " " + c.b->ToString();
+    EXPECT_EQ(c.a->Equals(c.b.Get()), c.strict) << trace;
+    EXPECT_EQ(c.b->Equals(c.a.Get()), c.strict) << trace;
+    int loose = kRaises;
+    EXPECT_EQ(MessageOf([&] { loose = c.a->EqualsStar(c.b.Get()) ? kYes : kNo; }),
+              c.loose == kRaises ? TKBMessage::NotAType : TKBMessage::None)
+        << trace;
+    EXPECT_EQ(loose, c.loose) << trace;
+  }
+  EXPECT_FALSE(none->Equals(nullptr));
+}
+
+TEST(KBValue, FloatsHashByTruncation) {
+  EXPECT_EQ(MakeFloat(3.99)->GetHashCode(), MakeInteger(3)->GetHashCode());
+  EXPECT_TRUE(MakeFloat(2.99999)->Equals(MakeFloat(3.0).Get()));
+  EXPECT_NE(MakeFloat(2.99999)->GetHashCode(), MakeFloat(3.0)->GetHashCode());
+  EXPECT_EQ(MakeFloat(1e300)->GetHashCode(), INT32_MAX);
+}
+
+TEST(KBValue, PrintsLikeIsComparisonOfTexts) {
+  std::vector<IKBValue> values;
+  for (const TSample& s : Samples()) values.push_back(s.value);
+  for (const IKBValue& value :
+       {MakeAtom("-7"), MakeAtom("-3.0000"), MakeFloat(-3.0), MakeFloat(0.0), MakeFloat(-0.0),
+        MakeFloat(-0.00001), MakeString(""), MakeAtom("\"\""), MakeAtom("a b"), List({MakeAtom("a b")}),
+        List({MakeAtom("a"), MakeAtom("b")}), MakeAtom("a b "), List({}), MakeAtom("<Fact-4>"),
+        Text("s", dtAtom), MakeRef<TKBValue>(10, dtDescriptor), List({MakeFloat(1.00001)}),
+        List({MakeFloat(1.0)})}) {
+    values.push_back(value);
+  }
+  for (const IKBValue& a : values) {
+    for (const IKBValue& b : values) {
+      EXPECT_EQ(a->PrintsLike(*b), a->ToString() == b->ToString()) << a->ToString() << " : " << b->ToString();
+    }
+  }
+}
+
+/// Random values of the types that are hashed without a text.
+IKBValue RandomValue(std::mt19937& random, int depth) {
+  const auto pick = [&](int bound) { return static_cast<int>(random() % static_cast<unsigned>(bound)); };
+  std::string text;
+  for (int i = pick(6); i > 0; --i) text += "ab \"\\\xC3\xA4?"[pick(8)];
+  switch (pick(depth > 0 ? 9 : 8)) {
+    case 0:
+      return MakeAtom(text);
+    case 1:
+      return MakeString(text);
+    case 2:
+      return MakeInteger(static_cast<int32_t>(random()));
+    case 3:
+      return MakeFloat((static_cast<double>(random()) - 2e9) / (pick(2) ? 1e9 : 1e-200));
+    case 4:
+      return MakeFloat(pick(2) ? -0.0 : -0.00001);
+    case 5:
+      return MakeFactId(pick(100));
+    case 6:
+      return Text(text.c_str(), dtVariable);
+    case 7:
+      return Text(text.c_str(), dtMultiVariable);
+    default: {
+      std::vector<IKBValue> items;
+      for (int i = pick(5); i > 0; --i) items.push_back(RandomValue(random, depth - 1));
+      return List(std::move(items));
+    }
+  }
+}
+
+TEST(KBValue, PrintedHashIsTheHashOfTheText) {
+  std::mt19937 random(20240607);
+  for (int i = 0; i < 20000; ++i) {
+    const IKBValue value = RandomValue(random, 4);
+    const TTextHash expected(value->ToString());
+    ASSERT_EQ(value->PrintedHash().value, expected.value) << value->ToString();
+    ASSERT_EQ(value->PrintedHash().power, expected.power) << value->ToString();
+  }
+}
+
+// ---- shared constants
+
+TEST(KBValue, SharedConstantsCannotBeChanged) {
+  for (const IKBValue& constant : {FCTrue, FCNil, FCNilList, FCPI, FCPopFocus}) {
+    const std::string before = constant->ToString();
+    const std::function<void()> changes[] = {
+        [&] { constant->SetAsAtom("x"); },
+        [&] { constant->SetAsInteger(1); },
+        [&] { constant->SetAsFloat(1); },
+        [&] { constant->SetAsList(MakeRef<TValueVector>()); },
+        [&] { constant->Reset(); },
+        [&] { constant->Assign(*MakeInteger(1)); },
+        [&] { constant->SetTag(3); },
+        [&] { constant->SetOnChange([](const IKBValue&) {}); },
+        [&] { MakeInteger(1)->AssignTo(*constant); },
+    };
+    for (const auto& change : changes) EXPECT_EQ(MessageOf(change), TKBMessage::SharedConstant);
+    EXPECT_EQ(constant->ToString(), before);
+  }
+  EXPECT_EQ(MessageOf([] { FCNilList->GetAsList()->Add(FCNil); }), TKBMessage::SharedConstant);
+  // Copies of the empty list are free to grow, each for itself.
+  const IKBValue a = FCNilList->Clone();
+  const IKBValue b = FCNilList->Clone();
+  a->ListOrNull()->Add(FCTrue);
+  EXPECT_EQ(b->ListOrNull()->GetValueCount(), 0);
+  EXPECT_EQ(FCNilList->ListOrNull()->GetValueCount(), 0);
+}
+
+TEST(KBValue, ConstantsAreKnownByIdentity) {
+  EXPECT_NE(FCNil.Get(), FCEmptyString.Get());
+  EXPECT_TRUE(FCNil->Equals(FCEmptyString.Get()));
+  EXPECT_TRUE(IsValueConstant(FCNil.Get()));
+  EXPECT_TRUE(IsValueConstant(FCZero.Get()));
+  EXPECT_FALSE(IsValueConstant(FCPopFocus.Get()));
+  EXPECT_FALSE(IsValueConstant(MakeAtom("TRUE").Get()));
+  EXPECT_FALSE(IsValueConstant(nullptr));
+  EXPECT_EQ(FCNil->GetAsNumeric(), 0.0);
+  EXPECT_EQ(MessageOf([] { (void)FCEmptyString->GetAsNumeric(); }), TKBMessage::NotAType);
+  EXPECT_EQ(FCPI->GetAsFloat(), 3.141592653589793);
+}
+
+// ---- objects
+
+class TProbe : public TPersistent {
+ public:
+  explicit TProbe(int* alive = nullptr, int number = 0) : number_(number), alive_(alive) { Count(1); }
+  ~TProbe() override { Count(-1); }
+  static const TClassInfo& StaticClass() noexcept {
+    static const TClassInfo info{"TProbe", &TPersistent::StaticClass(),
+                                 []() -> std::unique_ptr<TPersistent> { return std::make_unique<TProbe>(); },
+                                 nullptr};
+    return info;
+  }
+  [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
+  void Assign(const TPersistent& source) override { number_ = dynamic_cast<const TProbe&>(source).number_; }
+  int number_;
+
+ private:
+  void Count(int change) {
+    if (alive_ != nullptr) *alive_ += change;
+  }
+  int* alive_;
+};
+
+/// Has no class description of its own.
+class TNameless : public TProbe {};
+
+class TPart : public TComponent {
+ public:
+  using TComponent::TComponent;
+  static const TClassInfo& StaticClass() noexcept {
+    static const TClassInfo info{"TPart", &TComponent::StaticClass(), nullptr,
+                                 [](TComponent* owner) -> TComponent* { return new TPart(owner); }};
+    return info;
+  }
+  [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
+  void Assign(const TPersistent& source) override { size = dynamic_cast<const TPart&>(source).size; }
+  int size = 0;
+};
+
+TEST(KBValue, OwnedObjectsDieWithTheNextChange) {
+  int alive = 0;
+  auto value = MakeRef<TKBValue>(new TProbe(&alive, 5), true);
+  EXPECT_TRUE(value->IsOwningObject());
+  EXPECT_EQ(value->ToString(), "<Object: TProbe>");
+  const IKBValue copy = value->Clone();
+  EXPECT_TRUE(copy->IsOwningObject());
+  EXPECT_NE(copy->GetAsObject(), value->GetAsObject());
+  EXPECT_EQ(dynamic_cast<TProbe&>(*copy->GetAsObject()).number_, 5);
+  value->SetAsOwnedObject(value->GetAsObject());
+  EXPECT_EQ(alive, 1);
+  value->SetAsInteger(1);
+  EXPECT_EQ(alive, 0);
+  TProbe mine(&alive);
+  value->SetAsObject(&mine);
+  EXPECT_EQ(value->Clone()->GetAsObject(), &mine);
+  value = nullptr;
+  EXPECT_EQ(alive, 1);
+
+  const auto nameless = MakeRef<TKBValue>(new TNameless(), true);
+  auto target = MakeInteger(3);
+  EXPECT_EQ(MessageOf([&] { target->Assign(*nameless); }), TKBMessage::UncloneableValue);
+  EXPECT_TRUE(target->Is(dtNone));
+}
+
+TEST(KBValue, ComponentsThatDieElsewhereEmptyTheirValue) {
+  TComponent owner(nullptr);
+  auto* part = new TPart(&owner);
+  part->size = 3;
+  const IKBValue value = MakeRef<TKBValue>();
+  value->SetAsOwnedObject(part);
+  const IKBValue copy = value->Clone();
+  EXPECT_EQ(owner.GetComponentCount(), 2);
+  EXPECT_EQ(dynamic_cast<TPart&>(*copy->GetAsObject()).size, 3);
+  int changes = 0;
+  value->SetOnChange([&](const IKBValue&) { ++changes; });
+  delete part;
+  EXPECT_TRUE(value->Is(dtNone));
+  EXPECT_EQ(changes, 0);
+  EXPECT_TRUE(copy->IsOwningObject());
+  copy->SetAsInteger(1);
+  EXPECT_EQ(owner.GetComponentCount(), 0);
+}
+
+TEST(KBValue, ChangesAreReportedOnce) {
+  const IKBValue value = MakeAtom("a");
+  std::string seen;
+  value->SetOnChange([&](const IKBValue& changed) { seen += changed->ToString() + ";"; });
+  value->SetAsInteger(4);
+  value->Assign(*MakeFloat(1.5));
+  value->AssignInterface(*List({FCTrue}));
+  MakeAtom("z")->AssignTo(*value);
+  value->Reset();
+  EXPECT_EQ(seen, "4;1.5000;TRUE ;z;");
+  EXPECT_FALSE(value->Clone()->GetOnChange());
+  // A handler may take itself away.
+  value->SetOnChange([&](const IKBValue& changed) { changed->SetOnChange(nullptr); });
+  value->SetAsInteger(1);
+  EXPECT_FALSE(value->GetOnChange());
+}
+
+// ---- limits
+
+TEST(KBValue, DeepNestingIsFreedAndRefused) {
+  IKBValue value = List({});
+  for (int i = 0; i < 1000000; ++i) value = List({value});
+  const IKBValue other = List({value});
+  EXPECT_THROW((void)value->ToString(), ERecursionError);
+  EXPECT_THROW((void)value->PrintedHash(), ERecursionError);
+  EXPECT_THROW((void)value->GetHashCode(), ERecursionError);
+  EXPECT_THROW((void)value->Equals(other.Get()), ERecursionError);
+  TKBContext context(nullptr, nullptr);
+  EXPECT_THROW((void)context.ExpandList(*value->ListOrNull()), ERecursionError);
+  EXPECT_THROW((void)context.FlattenList(*value->ListOrNull()), ERecursionError);
+  EXPECT_EQ(value->Clone()->ListOrNull(), value->ListOrNull());
+}
+
+TEST(KBValue, ReferencesMayBeDroppedOnAnyThread) {
+  const IKBValue shared = List({MakeAtom("a"), FCTrue});
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([shared] {
+      for (int i = 0; i < 10000; ++i) {
+        const IKBValue copy = shared->ListOrNull()->Get(i % 2);
+        const IKBValue clone = copy->Clone();
+        if (!clone->Equals(copy.Get())) throw EException("copies differ");
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(shared->RefCount(), 1);
+  EXPECT_EQ(shared->ListOrNull()->Get(0)->RefCount(), 1);
+}
+
+TEST(KBValue, StaysSmall) { EXPECT_LE(sizeof(TKBValue), 48U); }
+
+}  // namespace
+}  // namespace kb

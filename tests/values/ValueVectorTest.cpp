@@ -1,0 +1,97 @@
+#include <gtest/gtest.h>
+
+#include "kb/platform/Exceptions.h"
+#include "kb/values/ValueVector.h"
+
+namespace kb {
+namespace {
+
+IValueVector Vector(std::vector<IKBValue> items) { return MakeRef<TValueVector>(std::move(items)); }
+
+TEST(ValueVector, SearchGoesByIdentity) {
+  const IKBValue a = MakeAtom("a");
+  const IValueVector list = Vector({MakeAtom("a"), a, a});
+  EXPECT_EQ(list->IndexOf(a), 1);
+  EXPECT_EQ(list->Remove(MakeAtom("a")), -1);
+  EXPECT_EQ(list->Remove(a), 1);
+  EXPECT_EQ(list->GetValueCount(), 2);
+  EXPECT_EQ(list->Last(), a);
+}
+
+TEST(ValueVector, BadIndicesChangeNothing) {
+  const IValueVector list = Vector({FCTrue});
+  EXPECT_THROW((void)list->Get(1), EListError);
+  EXPECT_THROW((void)list->Get(-1), EListError);
+  EXPECT_THROW(list->Put(1, FCTrue), EListError);
+  EXPECT_THROW(list->Insert(2, FCTrue), EListError);
+  EXPECT_THROW(list->Delete(-1), EListError);
+  list->Insert(1, FCFalse);
+  list->Insert(0, IKBValue());
+  EXPECT_EQ(list->ToString(), " TRUE FALSE ");
+  list->Clear();
+  EXPECT_THROW((void)list->First(), EListError);
+  EXPECT_THROW((void)list->Last(), EListError);
+}
+
+TEST(ValueVector, AppendSharesAndCloneCopies) {
+  const IValueVector source = Vector({MakeInteger(1), IKBValue()});
+  source->SetTag(7);
+  const IValueVector clone = source->Clone();
+  EXPECT_EQ(clone->GetTag(), 7);
+  EXPECT_TRUE(clone->Equals(source.Get()));
+  clone->Get(0)->SetAsInteger(2);
+  EXPECT_EQ(source->Get(0)->GetAsInteger(), 1);
+  clone->Append(*source);
+  EXPECT_EQ(clone->Get(2), source->Get(0));
+  clone->Append(*clone);
+  EXPECT_EQ(clone->ToString(), "2  1  2  1  ");
+  source->Assign(*source);
+  EXPECT_EQ(source->ToString(), "1  ");
+}
+
+TEST(ValueVector, EqualityLooksAtOrderAndTheHashDoesNot) {
+  const IValueVector ab = Vector({MakeAtom("a"), MakeInteger(INT32_MAX)});
+  const IValueVector ba = Vector({MakeInteger(INT32_MAX), MakeAtom("a")});
+  EXPECT_EQ(ab->GetHashCode(), ba->GetHashCode());
+  EXPECT_FALSE(ab->Equals(ba.Get()));
+  EXPECT_TRUE(Vector({})->Equals(Vector({}).Get()));
+  EXPECT_FALSE(ab->Equals(nullptr));
+  EXPECT_FALSE(Vector({IKBValue()})->Equals(Vector({FCNil}).Get()));
+  EXPECT_FALSE(Vector({FCNil})->Equals(Vector({IKBValue()}).Get()));
+  EXPECT_TRUE(Vector({IKBValue()})->Equals(Vector({IKBValue()}).Get()));
+}
+
+class TStarPrinter final : public ISingletonsParser {
+ public:
+  ISingletonsVector ParseSingletons(std::string_view /*text*/) override { return nullptr; }
+  std::string PrettyPrintSingletons(const TSingletonsVector& singletons) override {
+    return std::string(static_cast<size_t>(singletons.GetCount()), '*');
+  }
+};
+
+TEST(SingletonsVector, KeepsItsPairsTogether) {
+  TStarPrinter printer;
+  auto vector = MakeRef<TSingletonsVector>(&printer);
+  EXPECT_EQ(vector->Add(MakeInteger(1), MakeInteger(0)), 0);
+  vector->Insert(0, MakeInteger(5), MakeInteger(6));
+  vector->SetTag(3);
+  const ISingletonsVector clone = vector->Clone();
+  EXPECT_EQ(clone->ToString(), "**");
+  EXPECT_EQ(clone->GetTag(), 3);
+  EXPECT_TRUE(clone->Equals(vector.Get()));
+  EXPECT_EQ(clone->GetHashCode(), vector->GetHashCode());
+  clone->SetParser(nullptr);
+  EXPECT_EQ(clone->ToString(), "(5 6) (1 0) ");
+  clone->SetYValues(1, MakeInteger(9));
+  EXPECT_FALSE(clone->Equals(vector.Get()));
+  EXPECT_EQ(vector->IndexOfY(vector->GetYValues(1)), 1);
+  clone->Append(*vector);
+  EXPECT_EQ(clone->GetXValues(2), vector->GetXValues(0));
+  clone->Delete(0);
+  EXPECT_EQ(clone->ToString(), "(1 9) (5 6) (1 0) ");
+  EXPECT_THROW(clone->Insert(7, FCNil, FCNil), EListError);
+  EXPECT_EQ(clone->GetCount(), 3);
+}
+
+}  // namespace
+}  // namespace kb
