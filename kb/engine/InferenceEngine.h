@@ -431,7 +431,8 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   void AssertInitialFact();
   void ClearEvents() noexcept;
   void FireAgenda(int32_t maxRules);
-  void FireFirst();
+  [[nodiscard]] int NextToFire() const;
+  void FireEntry(int index);
   void RebuildAgenda();
   void SetAgendaFrom(const std::vector<Ref<TActivation>>& activations);
   void FollowFocus();
@@ -502,8 +503,9 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   TKBPattern* initialFactPattern_ = nullptr;
   IModule currentModule_;
 
-  // Rules that were removed while a firing was under way; freed when the outermost firing ends.
-  int firingDepth_ = 0;
+  // Activations that fire now, several when an action runs the engine; rules that were removed meanwhile are freed when
+  // the outermost firing ends.
+  std::vector<const TActivation*> firing_;
   std::vector<TRule*> deferredRules_;
 };
 

@@ -131,7 +131,7 @@ void TInferenceEngine::DropRule(TRule& rule, TReteNetwork* network) {
 
 // A rule may go while it fires, or while another one does whose action removed it: the firing still reads it.
 void TInferenceEngine::FreeRule(TRule& rule) {
-  if (firingDepth_ == 0) {
+  if (firing_.empty()) {
     delete &rule;
     return;
   }

@@ -26,13 +26,14 @@ class TInferenceEngine::TFiringScope {
   TFiringScope(TInferenceEngine& engine, const Ref<TActivation>& item)
       : engine_(engine), saved_(engine.currentAgendaItem_) {
     engine.currentAgendaItem_ = item;
-    ++engine.firingDepth_;
+    engine.firing_.push_back(item.Get());
   }
   TFiringScope(const TFiringScope&) = delete;
   TFiringScope& operator=(const TFiringScope&) = delete;
   ~TFiringScope() {
     engine_.currentAgendaItem_ = saved_;
-    if (--engine_.firingDepth_ > 0) return;
+    engine_.firing_.pop_back();
+    if (!engine_.firing_.empty()) return;
     std::vector<TRule*> rules;
     rules.swap(engine_.deferredRules_);
     for (TRule* rule : rules) delete rule;
@@ -50,7 +51,7 @@ int32_t TInferenceEngine::Run(int32_t maxRules) {
   FollowFocus();
   while (!halt_ && PeekFocus() && statRulesFired_ < maxRules) {
     FireAgenda(maxRules);
-    if (GetAgendaCount() == 0 && PeekFocus() == currentModule_) PopFocus();
+    if (NextToFire() < 0) PopFocus();
   }
   const int32_t fired = statRulesFired_;
   EndInference();
@@ -76,17 +77,27 @@ void TInferenceEngine::FollowFocus() {
   if (top && top != currentModule_) SetCurrentModule(top);
 }
 
+// Entry 0, but for an action that runs the engine: what fires already stays on the agenda and does not fire again.
+int TInferenceEngine::NextToFire() const {
+  const int count = GetAgendaCount();
+  for (int i = 0; i < count; ++i) {
+    const TActivation* activation = agenda_->GetActivation(i).Get();
+    if (std::find(firing_.begin(), firing_.end(), activation) == firing_.end()) return i;
+  }
+  return -1;
+}
+
 void TInferenceEngine::FireAgenda(int32_t maxRules) {
-  while (GetAgendaCount() >= 1 && !halt_ && statRulesFired_ < maxRules) {
+  while (NextToFire() >= 0 && !halt_ && statRulesFired_ < maxRules) {
     const std::lock_guard lock(lock_);
-    if (GetAgendaCount() >= 1) FireFirst();
+    if (const int next = NextToFire(); next >= 0) FireEntry(next);
     if (evalSalience_ == sEveryTime) RebuildAgenda();
     FollowFocus();
   }
 }
 
-void TInferenceEngine::FireFirst() {
-  const Ref<TActivation> activation = GetActivation(0);
+void TInferenceEngine::FireEntry(int index) {
+  const Ref<TActivation> activation = GetActivation(index);
   {
     const TFiringScope scope(*this, activation);
     try {
@@ -100,8 +111,8 @@ void TInferenceEngine::FireFirst() {
       const auto& modules = *modules_;
       for (int i = 0; i < modules.GetCount(); ++i) {
         TKBAgenda* agenda = modules.Get(i)->GetAgenda();
-        const int index = agenda == nullptr ? -1 : agenda->IndexOfData(activation.Get());
-        if (index >= 0) agenda->Extract(index);
+        const int place = agenda == nullptr ? -1 : agenda->IndexOfData(activation.Get());
+        if (place >= 0) agenda->Extract(place);
       }
       activation->Detach();
       throw;
@@ -237,6 +248,8 @@ void TInferenceEngine::SetAgendaFrom(const std::vector<Ref<TActivation>>& activa
     const Ref<TActivation> clone = activation->Clone();
     if (TPatternMatchTerminalNode* node = activation->GetNode()) node->Replace(*activation, *clone);
     if (activation == currentAgendaItem_) currentAgendaItem_ = clone;
+    std::replace(firing_.begin(), firing_.end(), static_cast<const TActivation*>(activation.Get()),
+                 static_cast<const TActivation*>(clone.Get()));
     AddActivation(clone);
   }
 }

@@ -14,6 +14,7 @@
 #include "kb/platform/Component.h"
 #include "kb/values/FactTemplate.h"
 #include "kb/values/KBDefinedType.h"
+#include "kb/values/KBModule.h"
 #include "kb/values/KBTypes.h"
 
 namespace kb {

@@ -234,10 +234,11 @@ void TReteCompiler::AddTests(TTestNode& node, const TKBPattern& pattern, int ind
   for (int slot = 0; slot < pattern.GetSlotCount(); ++slot) {
     for (const auto& test : pattern.GetSlotTests(slot)) {
       if (test->IsVariable()) {
-        if (!done.contains(test->GetSlotValue()->GetAsString())) {
-          AddVariableTest(node, pattern.GetSlotName(slot), *test, position_);
-          done.insert(test->GetSlotValue()->GetAsString());
-        }
+        // Once a slot has to equal the variable, the comparisons inside the pattern cover its later uses.
+        const TKBText name = test->GetSlotValue()->GetAsString();
+        if (done.contains(name)) continue;
+        AddVariableTest(node, pattern.GetSlotName(slot), *test, position_);
+        if (test->GetSlotTestType() == sttEquals) done.insert(name);
       } else if (test->GetSlotValue()->Is(dtFunCall)) {
         AddCallTest(node, pattern, *test, index);
       }

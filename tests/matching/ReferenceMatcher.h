@@ -1,0 +1,251 @@
+// A reference for the network: a plain nested loop over all facts, and random rules that both understand.
+//
+// The random rules stay clear of the places where the network has matching rules of its own: several expansions of one
+// fact in a join, nested negation, a variable twice in one slot, floats. Those have tests of their own.
+#pragma once
+
+#include <array>
+#include <map>
+#include <optional>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "kb/engine/InferenceEngine.h"
+#include "kb/matching/KBToken.h"
+#include "kb/values/ValueVector.h"
+
+namespace kbtest {
+
+using TMatch = std::pair<std::string, std::vector<int>>;  // rule name, fact ids; -1 for the place of a negation
+using TMatches = std::set<TMatch>;
+
+/// What one slot of a pattern asks.
+struct TTerm {
+  enum Kind { Any, Constant, NotConstant, Variable, NotVariable, Greater, Less } kind = Any;
+  int value = 0;     // constant
+  int variable = 0;  // the variable that the slot binds or meets
+  int other = 0;     // Less: the variable it is compared with
+};
+
+/// One element: a pattern on template t0 to t2 with slots a, b, c, on the multifield template m, or a test.
+struct TElement {
+  enum Kind { Plain, Negated, Test, Multi } kind = Plain;
+  int templateIndex = 0;
+  std::array<TTerm, 3> slots;
+  int first = 0;   // Multi: (m first $?x last); Test: (< ?first ?second)
+  int second = 0;
+};
+
+struct TRandomRule {
+  std::string name;
+  std::vector<TElement> elements;
+};
+
+class TReference {
+ public:
+  explicit TReference(unsigned seed) : random_(seed) {}
+
+  int Draw(int limit) { return std::uniform_int_distribution<int>(0, limit - 1)(random_); }
+
+  TRandomRule MakeRule(int number) {
+    TRandomRule rule{"r" + std::to_string(number), {}};
+    std::set<int> bound;
+    const int count = 1 + Draw(3);
+    for (int i = 0; i < count; ++i) rule.elements.push_back(MakeElement(bound));
+    return rule;
+  }
+
+  static std::string Text(const TRandomRule& rule) {
+    std::string text = "(defrule " + rule.name;
+    for (const TElement& element : rule.elements) text += " " + Text(element);
+    return text + " =>)";
+  }
+
+  /// All matches of the rule, by trying every fact in every place.
+  static void Match(const TRandomRule& rule, const std::vector<kb::IFact>& facts, TMatches& result) {
+    std::vector<int> ids;
+    const TElement& first = rule.elements.front();
+    if (first.kind == TElement::Negated || first.kind == TElement::Test) {
+      for (const kb::IFact& fact : facts) {
+        if (fact->GetTemplate()->GetTemplateName() == "Initial-Fact") ids.push_back(fact->GetID());
+      }
+      if (ids.empty()) return;
+    }
+    Extend(rule, 0, facts, {}, ids, result);
+  }
+
+ private:
+  using TValues = std::map<int, int>;
+
+  TTerm MakeTerm(std::set<int>& bound, bool negated) {
+    TTerm term;
+    const int variable = Draw(3);
+    const bool known = bound.contains(variable);
+    switch (Draw(7)) {
+      case 0:
+        term = {TTerm::Constant, Draw(3), 0, 0};
+        break;
+      case 1:
+        term = {TTerm::NotConstant, Draw(3), 0, 0};
+        break;
+      case 2:
+      case 3:
+        if (known || !negated) term = {TTerm::Variable, 0, variable, 0};
+        break;
+      case 4:
+        if (known) term = {TTerm::NotVariable, 0, variable, 0};
+        break;
+      case 5:
+        if (known || !negated) term = {TTerm::Greater, Draw(3), variable, 0};
+        break;
+      default: {
+        const int other = Draw(3);
+        if ((known || !negated) && bound.contains(other)) term = {TTerm::Less, 0, variable, other};
+        break;
+      }
+    }
+    if (term.kind == TTerm::Variable || term.kind == TTerm::Greater || term.kind == TTerm::Less) bound.insert(variable);
+    return term;
+  }
+
+  TElement MakeElement(std::set<int>& bound) {
+    TElement element;
+    const int kind = Draw(10);
+    if (kind == 0 && bound.size() >= 2) {
+      element.kind = TElement::Test;
+      element.first = *bound.begin();
+      element.second = *bound.rbegin();
+      return element;
+    }
+    if (kind == 1) {
+      element.kind = TElement::Multi;
+      element.first = Draw(3);
+      element.second = Draw(3);
+      return element;
+    }
+    if (kind <= 4) element.kind = TElement::Negated;
+    element.templateIndex = Draw(3);
+    std::set<int> inside = bound;
+    for (TTerm& term : element.slots) {
+      term = MakeTerm(element.kind == TElement::Negated ? inside : bound, element.kind == TElement::Negated);
+    }
+    return element;
+  }
+
+  static std::string Name(int variable) { return "?v" + std::to_string(variable); }
+
+  static std::string Text(const TTerm& term) {
+    const std::string name = Name(term.variable);
+    switch (term.kind) {
+      case TTerm::Constant:
+        return std::to_string(term.value);
+      case TTerm::NotConstant:
+        return "~" + std::to_string(term.value);
+      case TTerm::Variable:
+        return name;
+      case TTerm::NotVariable:
+        return "~" + name;
+      case TTerm::Greater:
+        return name + "&:(> " + name + " " + std::to_string(term.value) + ")";
+      case TTerm::Less:
+        return name + "&:(< " + name + " " + Name(term.other) + ")";
+      default:
+        return "?";
+    }
+  }
+
+  static std::string Text(const TElement& element) {
+    if (element.kind == TElement::Test) return "(test (< " + Name(element.first) + " " + Name(element.second) + "))";
+    if (element.kind == TElement::Multi) {
+      return "(m " + std::to_string(element.first) + " $? " + std::to_string(element.second) + ")";
+    }
+    std::string text = "(t" + std::to_string(element.templateIndex);
+    const char* names[] = {"a", "b", "c"};
+    for (size_t i = 0; i < 3; ++i) text += std::string(" (") + names[i] + " " + Text(element.slots[i]) + ")";
+    text += ")";
+    return element.kind == TElement::Negated ? "(not " + text + ")" : text;
+  }
+
+  static bool Meets(const TTerm& term, int value, TValues& values) {
+    switch (term.kind) {
+      case TTerm::Constant:
+        return value == term.value;
+      case TTerm::NotConstant:
+        return value != term.value;
+      case TTerm::NotVariable:
+        return value != values.at(term.variable);
+      case TTerm::Any:
+        return true;
+      default:
+        break;
+    }
+    if (values.try_emplace(term.variable, value).first->second != value) return false;
+    if (term.kind == TTerm::Greater) return value > term.value;
+    return term.kind != TTerm::Less || value < values.at(term.other);
+  }
+
+  static bool Fits(const TElement& element, const kb::TFact& fact, TValues& values) {
+    if (element.kind == TElement::Multi) {
+      if (fact.GetTemplate()->GetTemplateName() != "m") return false;
+      const kb::IValueVector list = fact.GetValue("__Data")->GetAsList();
+      return list->GetValueCount() >= 2 && list->First()->GetAsInteger() == element.first &&
+             list->Last()->GetAsInteger() == element.second;
+    }
+    if (fact.GetTemplate()->GetTemplateName().View() != "t" + std::to_string(element.templateIndex)) return false;
+    const char* names[] = {"a", "b", "c"};
+    for (size_t i = 0; i < 3; ++i) {
+      if (!Meets(element.slots[i], fact.GetValue(names[i])->GetAsInteger(), values)) return false;
+    }
+    return true;
+  }
+
+  static void Extend(const TRandomRule& rule, size_t place, const std::vector<kb::IFact>& facts, const TValues& values,
+                     std::vector<int>& ids, TMatches& result) {
+    if (place == rule.elements.size()) {
+      result.insert({rule.name, ids});
+      return;
+    }
+    const TElement& element = rule.elements[place];
+    if (element.kind == TElement::Test) {
+      if (values.at(element.first) < values.at(element.second)) Extend(rule, place + 1, facts, values, ids, result);
+      return;
+    }
+    if (element.kind == TElement::Negated) {
+      for (const kb::IFact& fact : facts) {
+        TValues inside = values;
+        if (Fits(element, *fact, inside)) return;
+      }
+      ids.push_back(-1);
+      Extend(rule, place + 1, facts, values, ids, result);
+      ids.pop_back();
+      return;
+    }
+    for (const kb::IFact& fact : facts) {
+      TValues extended = values;
+      if (!Fits(element, *fact, extended)) continue;
+      ids.push_back(fact->GetID());
+      Extend(rule, place + 1, facts, extended, ids, result);
+      ids.pop_back();
+    }
+  }
+
+  std::mt19937 random_;
+};
+
+/// What stands on the agenda.
+inline TMatches AgendaMatches(kb::TInferenceEngine& engine) {
+  TMatches result;
+  for (int i = 0; i < engine.GetAgendaCount(); ++i) {
+    const kb::Ref<kb::TActivation> activation = engine.GetActivation(i);
+    std::vector<int> ids;
+    for (int k = 0; k < activation->GetToken()->GetCount(); ++k) {
+      ids.push_back(activation->GetToken()->Facts(k)->GetID());
+    }
+    result.insert({activation->GetRule()->GetRuleName(), ids});
+  }
+  return result;
+}
+
+}  // namespace kbtest

@@ -1,0 +1,131 @@
+#include "kb/matching/KBTokenTree.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "kb/common/IndexedSequence.h"
+#include "kb/engine/InferenceEngine.h"
+
+namespace kb {
+namespace {
+
+IReteToken MakeToken(TInferenceEngine& engine, int id, int value) {
+  const IFact fact = engine.ParseFact("(n " + std::to_string(value) + ")");
+  fact->SetID(id);
+  return MakeRef<TKBToken>(taAdd, fact);
+}
+
+std::vector<int> Ids(const TKBTokenTree& tree, int32_t key) {
+  std::vector<int> ids;
+  tree.ScanKey(key, [&](const IReteToken& token) {
+    ids.push_back(token->GetFact()->GetID());
+    return true;
+  });
+  return ids;
+}
+
+TEST(TokenTree, StoresEqualTokensOfABucketOnceAndFindsThemForRemoval) {
+  TInferenceEngine engine;
+  TKBTokenTree tree(101, 0, NoSubIndex, "", false);
+  const IReteToken token = MakeToken(engine, 5, 1);
+  EXPECT_TRUE(tree.Add(token));
+  EXPECT_FALSE(tree.Add(MakeRef<TKBToken>(token)));
+  EXPECT_EQ(tree.GetCount(), 1U);
+  const auto removal = MakeRef<TKBToken>(taRemove, token->GetFact());
+  EXPECT_EQ(tree.Remove(*removal), token.Get());
+  EXPECT_FALSE(tree.Remove(*removal));
+}
+
+TEST(TokenTree, ScansInOrderOfBucketsAndArrival) {
+  TInferenceEngine engine;
+  TKBTokenTree tree(10, 0, NoSubIndex, "", false);
+  for (const int id : {13, 2, 3, 12, -7}) tree.Add(MakeToken(engine, id, 0));
+  std::vector<int> ids;
+  tree.ScanAll([&](const IReteToken& token) {
+    ids.push_back(token->GetFact()->GetID());
+    return true;
+  });
+  EXPECT_EQ(ids, (std::vector<int>{2, 12, 13, 3, -7}));
+}
+
+TEST(TokenTree, AKeyedMemoryGivesTheTokensOfOneValueAlone) {
+  TInferenceEngine engine;
+  TKBTokenTree tree(101, 0, 0, "__Data", false);
+  for (int i = 0; i < 300; ++i) tree.Add(MakeToken(engine, i, i % 3 == 0 ? 7 : 7 + 101));
+  EXPECT_EQ(Ids(tree, 7).size(), 100U);
+  EXPECT_EQ(Ids(tree, 108).size(), 200U);
+  EXPECT_TRUE(Ids(tree, 9).empty());
+  tree.Clear();
+  EXPECT_TRUE(tree.IsEmpty());
+  EXPECT_TRUE(Ids(tree, 7).empty());
+}
+
+TEST(TokenTree, MayChangeWhileItIsScanned) {
+  TInferenceEngine engine;
+  TKBTokenTree tree(101, 0, 0, "__Data", false);
+  std::vector<IReteToken> tokens;
+  for (int i = 0; i < 5; ++i) tokens.push_back(MakeToken(engine, i, 1));
+  for (const IReteToken& token : tokens) tree.Add(token);
+  std::vector<int> ids;
+  tree.ScanKey(1, [&](const IReteToken& token) {
+    ids.push_back(token->GetFact()->GetID());
+    if (ids.size() == 1) {
+      tree.Remove(*tokens[0]);
+      tree.Remove(*tokens[1]);
+      tree.Add(MakeToken(engine, 9, 1));
+    }
+    if (ids.size() == 3) tree.Clear();
+    return true;
+  });
+  EXPECT_EQ(ids, (std::vector<int>{0, 2, 3}));
+}
+
+TEST(Token, OrderOfFactsCountsAndTagsDoNot) {
+  TInferenceEngine engine;
+  const IReteToken a = MakeToken(engine, 1, 1);
+  const IReteToken b = MakeToken(engine, 2, 1);
+  const auto ab = MakeRef<TKBToken>(a, b->GetFact());
+  const auto ba = MakeRef<TKBToken>(b, a->GetFact());
+  EXPECT_EQ(ab->GetSortCode(), 1 * 8 + 2);
+  EXPECT_FALSE(ab->Equals(*ba));
+  const auto copy = MakeRef<TKBToken>(IReteToken(ab));
+  copy->SetTag(taRemove);
+  copy->SetNegatedCount(4);
+  EXPECT_TRUE(copy->Equals(*ab));
+  copy->SetStrength(0.5F);
+  EXPECT_FALSE(copy->Equals(*ab));
+  EXPECT_EQ(ab->ToFactsString(), "f-1, f-2");
+  EXPECT_EQ(ab->Facts(0)->GetID(), 1);
+  EXPECT_EQ(ab->Facts(7)->GetID(), 2);
+  EXPECT_THROW(MakeRef<TKBToken>()->SetTag(taAdd), EKBException);
+}
+
+TEST(IndexedSequence, BehavesAsAVector) {
+  TIndexedSequence<int> sequence;
+  std::vector<int> model;
+  unsigned state = 12345;
+  const auto draw = [&](size_t limit) {
+    state = state * 1664525U + 1013904223U;
+    return static_cast<size_t>(state >> 8) % limit;
+  };
+  for (int step = 0; step < 20000; ++step) {
+    if (model.empty() || draw(5) < 3) {
+      const size_t place = draw(model.size() + 1);
+      sequence.Insert(place, step);
+      model.insert(model.begin() + static_cast<std::ptrdiff_t>(place), step);
+    } else {
+      const size_t place = draw(model.size());
+      ASSERT_EQ(sequence.Erase(place), model[place]);
+      model.erase(model.begin() + static_cast<std::ptrdiff_t>(place));
+    }
+    ASSERT_EQ(sequence.Size(), model.size());
+    if (!model.empty()) {
+      const size_t place = draw(model.size());
+      ASSERT_EQ(sequence.At(place), model[place]);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kb
