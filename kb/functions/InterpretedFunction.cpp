@@ -1,6 +1,7 @@
 // Functions of the language: parameters, body, and the context that each call runs in.
 #include "kb/functions/KBPackages.h"
 #include "kb/platform/Exceptions.h"
+#include "kb/values/Fact.h"
 #include "kb/values/KBHelperFunctions.h"
 #include "kb/values/ValueVector.h"
 
@@ -61,6 +62,31 @@ class TPopScope {
   return MakeRef<TKBValue>(rest);
 }
 
+// Adds what a value of a body holds in turn: arguments, elements, slots of a fact that is to be asserted.
+void AddParts(const TKBValue& value, std::vector<IKBValue>& parts) {
+  if (const TFunctionCall* call = value.FunCallOrNull()) {
+    for (int i = 0; i < call->GetArgumentCount(); ++i) parts.push_back(call->GetArgument(i));
+  } else if (const TValueVector* list = value.ListOrNull()) {
+    parts.insert(parts.end(), list->begin(), list->end());
+  } else if (value.Is(dtFact)) {
+    const IFact fact = value.GetAsFact();
+    if (!fact) return;
+    const std::vector<IKBValue> slots = fact->GetSlotValues();
+    parts.insert(parts.end(), slots.begin(), slots.end());
+  }
+}
+
+// Unbinds every call in the values, however deep.
+void ForgetFunctions(std::vector<IKBValue> values) {
+  while (!values.empty()) {
+    const IKBValue value = std::move(values.back());
+    values.pop_back();
+    if (!value) continue;
+    AddParts(*value, values);
+    if (TFunctionCall* call = value->FunCallOrNull()) call->ForgetUserFunction();
+  }
+}
+
 }  // namespace
 
 const TClassInfo& TInterpretedFunction::StaticClass() noexcept {
@@ -92,6 +118,11 @@ int TInterpretedFunction::GetMaxArgumentCount() const {
 }
 
 std::string TInterpretedFunction::ToString(IReasoner& reasoner) const { return reasoner.PrettyPrint(*this); }
+
+void TInterpretedFunction::ReasonerNotification(IReasoner* reasoner, TListNotification action) {
+  TKBUserFunction::ReasonerNotification(reasoner, action);
+  if (action != lnAdded && GetReasonerCount() == 0) ForgetFunctions(statements_);
+}
 
 void TInterpretedFunction::BindParameters(TFunctionCall& call, TKBContext& local) const {
   // Evaluated in the new context, one after the other: an argument already sees the parameters in front of

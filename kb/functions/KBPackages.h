@@ -170,6 +170,8 @@ class TFunctionCall : public TPersistent, public RefCounted, public TPooled {
   [[nodiscard]] const TKBText& GetName() const noexcept { return name_; }
   [[nodiscard]] const Ref<IUserFunction>& GetUserFunction() const noexcept { return function_; }
   void SetUserFunction(const Ref<IUserFunction>& function);
+  /// Back to the state before the first execution; the name stays.
+  void ForgetUserFunction() noexcept { function_ = nullptr; }
   [[nodiscard]] const std::string& GetComment() const noexcept { return comment_; }
   void SetComment(std::string_view comment) { comment_ = comment; }
 
@@ -201,7 +203,8 @@ class TFunctionCall : public TPersistent, public RefCounted, public TPooled {
   std::string comment_;
 };
 
-/// A function of the language: parameters and a body of values.
+/// A function of the language: parameters and a body of values. The calls in its body hold the functions that they have
+/// found, itself among them if it is recursive; so they forget them when the last reasoner lets the function go.
 class TInterpretedFunction final : public TKBUserFunction {
  public:
   static const TClassInfo& StaticClass() noexcept;
@@ -226,6 +229,7 @@ class TInterpretedFunction final : public TKBUserFunction {
 
  protected:
   void Call(TFunctionCall& call, TKBContext& context, IKBValue& result) override;
+  void ReasonerNotification(IReasoner* reasoner, TListNotification action) override;
 
  private:
   void BindParameters(TFunctionCall& call, TKBContext& local) const;

@@ -23,8 +23,8 @@ constexpr size_t kShownEnd = 128;
 constexpr std::string_view kNoKeyword;
 // By TParsedType.
 constexpr std::array<std::string_view, ptEOF + 1> kKeywords = {
-    kNoKeyword,  kNoKeyword, kNoKeyword, "defrule", "deffacts", "deftemplate", "deffunction",
-    "defglobal", "deftype",  "defmodule", kNoKeyword};
+    kNoKeyword,    kNoKeyword,  kNoKeyword, "defrule",   "deffacts", "deftemplate",
+    "deffunction", "defglobal", "deftype",  "defmodule", kNoKeyword};
 
 /// Head and tail of a text that is too long for a message.
 std::string Shorten(std::string text) {
@@ -60,7 +60,8 @@ struct TKBClipsParser::TOutcome {
   Ref<RefCounted> reference;
 };
 
-TKBClipsParser::TKBClipsParser(TInferenceEngine& owner, TKBTokenizerStream* stream) : TKBParser(owner, nullptr) {
+TKBClipsParser::TKBClipsParser(TInferenceEngine& owner, TKBTokenizerStream* stream)
+    : TKBParser(owner, nullptr) {
   slotFunctions_.SetCaseSensitive(true);
   AddSlotFunction("assert", 0, 0);
   AddSlotFunction("fuzzy-assert", 0, 0);
@@ -88,7 +89,8 @@ void TKBClipsParser::Assign(const TPersistent& source) {
 void TKBClipsParser::SetStream(TKBTokenizerStream* stream) {
   auto* clipsStream = dynamic_cast<TKBClipsStream*>(stream);
   if (stream != nullptr && clipsStream == nullptr) {
-    throw EInvalidCast(std::string(stream->ClassName()) + " is no " + std::string(TKBClipsStream::StaticClass().name));
+    throw EInvalidCast(std::string(stream->ClassName()) + " is no " +
+                       std::string(TKBClipsStream::StaticClass().name));
   }
   clipsStream_ = clipsStream;
   TKBParser::SetStream(stream);
@@ -147,17 +149,19 @@ IKBValue TKBClipsParser::ResolveNow(const IKBValue& value) const { return value-
 
 // Errors.
 
-void TKBClipsParser::ParseError(std::string_view where, TKBMessage message, const std::vector<std::string>& args) {
+void TKBClipsParser::ParseError(std::string_view where, TKBMessage message,
+                                const std::vector<std::string>& args) {
   ParseErrorText(where, message, FormatMessage(message, args));
 }
 
 void TKBClipsParser::ParseErrorText(std::string_view where, TKBMessage message, const std::string& text) {
   TKBClipsStream& stream = Stream();
   const int line = stream.GetCurrentToken()->GetLineNumber();
-  throw EKBParseException(message,
-                          FormatMessage(TKBMessage::ParsingError, {text, std::string(where), IntegerToString(line),
-                                                                   Shorten(stream.ToString())}),
-                          line);
+  throw EKBParseException(
+      message,
+      FormatMessage(TKBMessage::ParsingError,
+                    {text, std::string(where), IntegerToString(line), Shorten(stream.ToString())}),
+      line);
 }
 
 std::string TKBClipsParser::DescribeFault(std::string_view message) {
@@ -239,8 +243,8 @@ bool TKBClipsParser::ParseGathering() {
   }
   if (count == 0) return true;
   if (count == 1) throw EKBParseException(id, errors, line);
-  throw EKBParseException(TKBMessage::ErrorsParsingStream, FormatMessage(TKBMessage::ErrorsParsingStream, {errors}),
-                          line);
+  throw EKBParseException(TKBMessage::ErrorsParsingStream,
+                          FormatMessage(TKBMessage::ErrorsParsingStream, {errors}), line);
 }
 
 bool TKBClipsParser::ParseExpression(bool executeFunCalls) {
@@ -317,8 +321,8 @@ void TKBClipsParser::AddConstruct(TOutcome& outcome) {
 void TKBClipsParser::AddRule(TOutcome& outcome) {
   TInferenceEngine& engine = GetOwner();
   std::unique_ptr<TRule> rule(ParseRule());
-  const bool ignored =
-      engine.GetDuplicateConstructs() == dcIgnore && engine.GetRules().FindRule(rule->GetRuleName()) != nullptr;
+  const bool ignored = engine.GetDuplicateConstructs() == dcIgnore &&
+                       engine.GetRules().FindRule(rule->GetRuleName()) != nullptr;
   engine.GetRules().Add(*rule);
   if (ignored) return;  // nobody keeps it
   outcome.object = rule.release();
@@ -436,7 +440,8 @@ std::string TKBClipsParser::ParseFullName(std::string& name) {
   name = text.substr(separator + SModuleSeparator.size());
   if (name.empty()) ParseError(kWhere, TKBMessage::MissingName);
   const TInferenceEngine& engine = GetOwner();
-  if (!module.empty() && module != engine.GetCurrentModule()->GetName() && engine.GetModules().IndexOf(module) < 0) {
+  if (!module.empty() && module != engine.GetCurrentModule()->GetName() &&
+      engine.GetModules().IndexOf(module) < 0) {
     ParseError(kWhere, TKBMessage::NoSuchModule, {module});
   }
   return module;

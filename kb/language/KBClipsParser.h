@@ -1,12 +1,12 @@
 // The parser of the language: a recursive descent over the token stream.
 //
-// There is no syntax tree: each routine builds the objects of the system themselves. Faults go through ParseError and
-// end the top-level expression; the frame in KBParser.h tells what is done about them.
+// There is no syntax tree: each routine builds the objects of the system themselves. Faults go through
+// ParseError and end the top-level expression; the frame in KBParser.h tells what is done about them.
 //
-// Where things are: KBClipsParser.cpp holds the frame (texts, dispatch, heads of constructs, errors, printing),
-// KBClipsParserValues.cpp values, calls and facts, KBClipsParserTemplates.cpp templates, slots and defined types,
-// KBClipsParserRules.cpp rules, KBClipsParserConstructs.cpp fact sets, modules, functions and global variables.
-// Tested in tests/language/.
+// Where things are: KBClipsParser.cpp holds the frame (texts, dispatch, heads of constructs, errors,
+// printing), KBClipsParserValues.cpp values, calls and facts, KBClipsParserTemplates.cpp templates, slots and
+// defined types, KBClipsParserRules.cpp rules, KBClipsParserConstructs.cpp fact sets, modules, functions and
+// global variables. Tested in tests/language/.
 #pragma once
 
 #include <cstdint>
@@ -22,8 +22,8 @@ namespace kb {
 
 class TModuleImportExport;
 
-/// Which parenthesised arguments of a function are no nested calls: from `start` on they are slot-value pairs, or,
-/// if `start` is 0, all of them are facts.
+/// Which parenthesised arguments of a function are no nested calls: from `start` on they are slot-value
+/// pairs, or, if `start` is 0, all of them are facts.
 struct TSlotArgRecord {
   uint16_t start = 0;
   uint16_t stop = 0;  ///< 0 stands for 65535
@@ -42,8 +42,8 @@ class TKBClipsParser : public TKBParser {
   /// Raises EInvalidCast when the stream is no TKBClipsStream.
   void SetStream(TKBTokenizerStream* stream) override;
 
-  // The functions with slot arguments: assert, fuzzy-assert, fuzzy-assert-unconditional, modify, duplicate, and
-  // those of the host. Indices from 0; a bad one raises EListError.
+  // The functions with slot arguments: assert, fuzzy-assert, fuzzy-assert-unconditional, modify, duplicate,
+  // and those of the host. Indices from 0; a bad one raises EListError.
   int AddSlotFunction(std::string_view name, int start, int stop);
   [[nodiscard]] int GetSlotFunctionCount() const noexcept { return slotFunctions_.GetCount(); }
   [[nodiscard]] int IndexOfSlotFunction(std::string_view name) const { return slotFunctions_.IndexOf(name); }
@@ -57,11 +57,13 @@ class TKBClipsParser : public TKBParser {
 
   [[nodiscard]] TParsedType FindConstructType(std::string_view name) const override;
   /// Prefix, name of the slot if there is one, and the index if it is above 0.
-  [[nodiscard]] virtual std::string GenerateVarName(int index, std::string_view prefix, const TFactSlot* slot) const;
+  [[nodiscard]] virtual std::string GenerateVarName(int index, std::string_view prefix,
+                                                    const TFactSlot* slot) const;
   [[nodiscard]] IKBValue GenerateVariable(const TStrings& names, const TFactTemplate& factTemplate,
-                                          std::string_view slotName, std::string_view prefix, bool unique) override;
-  [[nodiscard]] IKBValue GenerateVariable(const TStrings& names, const TFactSlot* slot, std::string_view prefix,
+                                          std::string_view slotName, std::string_view prefix,
                                           bool unique) override;
+  [[nodiscard]] IKBValue GenerateVariable(const TStrings& names, const TFactSlot* slot,
+                                          std::string_view prefix, bool unique) override;
   [[nodiscard]] std::string GetSyntaxStatement(const IUserFunction& function) const override;
   [[nodiscard]] TParsedType GetConstructType() override;
   /// Kind of the expression that begins with `token`; a "(" is put back.
@@ -128,17 +130,20 @@ class TKBClipsParser : public TKBParser {
     std::string comment;  // may be empty
     IStreamToken token;   // the first token behind the head
   };
-  /// The head of a construct that belongs to a module, which becomes current. `where` names the routine in errors.
-  [[nodiscard]] virtual THeader ParseHeader(std::string_view keyword, std::string_view where, bool allowComment);
+  /// The head of a construct that belongs to a module, which becomes current. `where` names the routine in
+  /// errors.
+  [[nodiscard]] virtual THeader ParseHeader(std::string_view keyword, std::string_view where,
+                                            bool allowComment);
   /// The head of a construct whose name has no module part.
   [[nodiscard]] virtual THeader ParsePlainHeader(std::string_view keyword, std::string_view where,
                                                  bool allowComment);
   /// Raises the parse error with routine, line and the expression so far.
   [[noreturn]] void ParseError(std::string_view where, TKBMessage message,
-                                       const std::vector<std::string>& args = {});
+                               const std::vector<std::string>& args = {});
   /// The same with a text that another part worded.
   [[noreturn]] void ParseErrorText(std::string_view where, TKBMessage message, const std::string& text);
-  /// The type names of a slot or deftype up to ")", which stays. `definedType` receives the defined type among them.
+  /// The type names of a slot or deftype up to ")", which stays. `definedType` receives the defined type
+  /// among them.
   [[nodiscard]] virtual TKBTypes ParseSlotTypes(IKBDefinedType& definedType);
   /// "(range min max)" or "(cardinality min max)" into the type. `token` receives the closing parenthesis.
   virtual void ParseRangeAndCardinality(TKBDefinedType& definedType, IStreamToken& token, bool isCardinality,
@@ -149,7 +154,6 @@ class TKBClipsParser : public TKBParser {
   virtual void ParseNameList(std::vector<std::string>& names);
 
  private:
-
   // Tokens.
   [[nodiscard]] TKBClipsStream& Stream() const;
   [[nodiscard]] IStreamToken Next() { return Stream().NextToken(); }
@@ -177,12 +181,14 @@ class TKBClipsParser : public TKBParser {
 
   // Values, calls and facts.
   [[nodiscard]] IFunCall BeginFunCall(TSlotArgRecord& slots, bool& hasSlots);
-  void ParseNestedArgument(TFunctionCall& call, const IStreamToken& open, const TSlotArgRecord& slots, bool hasSlots);
+  void ParseNestedArgument(TFunctionCall& call, const IStreamToken& open, const TSlotArgRecord& slots,
+                           bool hasSlots);
   [[nodiscard]] IKBValue ParseParenthesised(const IStreamToken& open);
   [[nodiscard]] IKBValue ParseCallBehindEquals(std::string_view where);
   [[nodiscard]] IKBValue ParseListElement(const IStreamToken& token);
   [[nodiscard]] IKBValue ParseTyped(TKBTypes types, const IKBDefinedType& definedType);
-  [[nodiscard]] IKBValue FittingValue(const IKBValue& value, TKBTypes types, const IKBDefinedType& definedType);
+  [[nodiscard]] IKBValue FittingValue(const IKBValue& value, TKBTypes types,
+                                      const IKBDefinedType& definedType);
   [[nodiscard]] IKBValue ParseCoordinate();
   [[nodiscard]] IKBValue EvalFuzzy(const IKBDefinedType& definedType, std::string_view where);
   [[noreturn]] static void RaiseFuzzyUnavailable();

@@ -109,7 +109,8 @@ void TKBClipsParser::ParseRulePatterns(TRule& rule, TRuleVariables& variables) {
       Back(token);
     }
     std::unique_ptr<TKBPattern> pattern = ParsePattern(0, variables);
-    if (!boundName.Empty() && pattern->GetNegatedCount() != 0) ParseError(kPatterns, TKBMessage::CannotBindNot);
+    if (!boundName.Empty() && pattern->GetNegatedCount() != 0)
+      ParseError(kPatterns, TKBMessage::CannotBindNot);
     pattern->SetBoundName(boundName.View());
     rule.AddPattern(std::move(pattern));
     token = Next();
@@ -139,7 +140,7 @@ std::unique_ptr<TKBPattern> TKBClipsParser::ParsePattern(int negated, TRuleVaria
   if (!pattern) {
     pattern = head == STestCE ? ParseTest(negated) : ParsePlainPattern(head, negated, variables);
   }
-  pattern->SetComment(Trim(open->GetWhitespace()));
+  pattern->SetComment(Trim(open->GetWhitespace().View()));
   return pattern;
 }
 

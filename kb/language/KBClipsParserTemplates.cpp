@@ -287,7 +287,8 @@ TKBTypes TKBClipsParser::ParseSlotTypes(IKBDefinedType& definedType) {
       types += ParseTypeName(token, definedType);
     }
   }
-  if (types.Has(dtFuzzy) && types != TKBTypes(dtFuzzy)) ParseError("ParseSlotTypes", TKBMessage::CannotMixFuzzy);
+  if (types.Has(dtFuzzy) && types != TKBTypes(dtFuzzy))
+    ParseError("ParseSlotTypes", TKBMessage::CannotMixFuzzy);
   return types;
 }
 
@@ -310,8 +311,8 @@ TKBTypes TKBClipsParser::ParseTypeName(const IStreamToken& token, IKBDefinedType
   return found->GetBaseTypes();
 }
 
-void TKBClipsParser::ParseRangeAndCardinality(TKBDefinedType& definedType, IStreamToken& token, bool isCardinality,
-                                              bool allowVariable) {
+void TKBClipsParser::ParseRangeAndCardinality(TKBDefinedType& definedType, IStreamToken& token,
+                                              bool isCardinality, bool allowVariable) {
   Expect(kTokenOpen, kDefinedType);
   token = Next();
   if (!isCardinality && !(token->Is(dtAtom) && SameText(token->GetText().View(), "range"))) {

@@ -42,18 +42,20 @@ using TRuleVariables = TQDStringHashTable<int32_t>;
 enum TRuleConstruct : uint8_t { rcPattern, rcAction };
 
 // Events. Each is called when the thing is complete; it may be unassigned.
-using TParseEvent =
-    std::function<void(TKBParser& sender, TParsedType type, TObject* object, const Ref<RefCounted>& reference)>;
+using TParseEvent = std::function<void(TKBParser& sender, TParsedType type, TObject* object,
+                                       const Ref<RefCounted>& reference)>;
 template <class T>
 using TParsedEvent = std::function<void(TKBParser& sender, T parsed)>;
-using TParseVariableEvent = std::function<void(TKBParser& sender, std::string_view name, const IKBValue& value)>;
+using TParseVariableEvent =
+    std::function<void(TKBParser& sender, std::string_view name, const IKBValue& value)>;
 
-/// Turns text into the objects of the system. One parser belongs to an engine and gets a token stream per text.
+/// Turns text into the objects of the system. One parser belongs to an engine and gets a token stream per
+/// text.
 ///
 /// The parse operations take tokens from the stream and leave it behind what they consumed. A fault raises
 /// EKBParseException; what was made by then is freed. Results are not registered anywhere, except by
-/// ParseExpression and what is built on it: the caller owns them, or, for rules and fact sets, which are components,
-/// the engine does until the caller frees them.
+/// ParseExpression and what is built on it: the caller owns them, or, for rules and fact sets, which are
+/// components, the engine does until the caller frees them.
 class TKBParser : public TPersistent {
  public:
   /// `owner` owns the parser; `stream` is not owned and may be null.
@@ -114,8 +116,8 @@ class TKBParser : public TPersistent {
   [[nodiscard]] virtual TParsedType FindConstructType(std::string_view name) const = 0;
   /// A new name from the engine.
   [[nodiscard]] virtual std::string GenerateSymbol(std::string_view prefix);
-  /// A variable named by prefix, slot and, from 1, a number; with `unique` the first such name that `names` does not
-  /// hold. `slotName` may be empty; the template must have the slot.
+  /// A variable named by prefix, slot and, from 1, a number; with `unique` the first such name that `names`
+  /// does not hold. `slotName` may be empty; the template must have the slot.
   [[nodiscard]] virtual IKBValue GenerateVariable(const TStrings& names, const TFactTemplate& factTemplate,
                                                   std::string_view slotName, std::string_view prefix,
                                                   bool unique) = 0;
@@ -130,11 +132,11 @@ class TKBParser : public TPersistent {
   [[nodiscard]] virtual std::string_view GetConstructName(TParsedType type) const = 0;
 
   // Whole texts.
-  /// Parses to the end; true. With ehRaiseAllAtEnd calls are executed in any case, the faults are gathered and
-  /// raised together at the end.
+  /// Parses to the end; true. With ehRaiseAllAtEnd calls are executed in any case, the faults are gathered
+  /// and raised together at the end.
   virtual bool Parse(bool executeFunCalls) = 0;
-  /// One top-level expression: a construct is registered, a value or call printed, then OnParse called. False at the
-  /// end of the text.
+  /// One top-level expression: a construct is registered, a value or call printed, then OnParse called. False
+  /// at the end of the text.
   virtual bool ParseExpression(bool executeFunCalls) = 0;
   /// A text of facts only; each is asserted.
   virtual bool LoadFacts() = 0;
@@ -174,7 +176,8 @@ class TKBParser : public TPersistent {
   [[nodiscard]] virtual IKBValue ParseValue() = 0;
   /// The value of a slot, checked if StaticTypeChecks.
   [[nodiscard]] virtual IKBValue ParseValue(const TFactSlot& slot) = 0;
-  /// A value of one of the types, checked against them and `definedType`, which may be null, if StaticTypeChecks.
+  /// A value of one of the types, checked against them and `definedType`, which may be null, if
+  /// StaticTypeChecks.
   [[nodiscard]] virtual IKBValue ParseValue(TKBTypes types, const IKBDefinedType& definedType) = 0;
 
   // Back to text; see kb/language/PrettyPrinter.h.

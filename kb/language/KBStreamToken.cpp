@@ -17,7 +17,9 @@ bool IsOnlyQuestionMarks(std::string_view name) {
   return name.size() > 1 && name.find_first_not_of('?') == std::string_view::npos;
 }
 
-double AddressToNumber(const void* address) { return static_cast<double>(reinterpret_cast<uintptr_t>(address)); }
+double AddressToNumber(const void* address) {
+  return static_cast<double>(reinterpret_cast<uintptr_t>(address));
+}
 
 void* NumberToAddress(double number) {
   constexpr double kLimit = 9007199254740992.0;  // 2^53: beyond it a double is no exact address

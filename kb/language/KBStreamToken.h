@@ -13,8 +13,8 @@
 
 namespace kb {
 
-// Classes of the tokens that are punctuation: the code of the character. All other classes are members of TKBType;
-// dtNone is the end of the text.
+// Classes of the tokens that are punctuation: the code of the character. All other classes are members of
+// TKBType; dtNone is the end of the text.
 inline constexpr int kTokenAmpersand = '&';
 inline constexpr int kTokenOpen = '(';
 inline constexpr int kTokenClose = ')';
@@ -24,8 +24,8 @@ inline constexpr int kTokenCloseBracket = ']';
 inline constexpr int kTokenPipe = '|';
 inline constexpr int kTokenTilde = '~';
 
-/// A token: its class, its place, its content, and the white space with comments that stood before it. Made by the
-/// tokenizer, and by hosts that answer a read event. Used by one thread at a time.
+/// A token: its class, its place, its content, and the white space with comments that stood before it. Made
+/// by the tokenizer, and by hosts that answer a read event. Used by one thread at a time.
 class TKBStreamToken : public RefCounted, public TPooled {
  public:
   TKBStreamToken() = default;
@@ -45,8 +45,8 @@ class TKBStreamToken : public RefCounted, public TPooled {
   [[nodiscard]] const TKBText& GetText() const noexcept { return text_; }
   void SetText(TKBText value) noexcept { text_ = std::move(value); }
   /// White space and comments in front, the character included that ended an atom.
-  [[nodiscard]] const std::string& GetWhitespace() const noexcept { return whitespace_; }
-  void SetWhitespace(std::string value) noexcept { whitespace_ = std::move(value); }
+  [[nodiscard]] const TKBText& GetWhitespace() const noexcept { return whitespace_; }
+  void SetWhitespace(TKBText value) noexcept { whitespace_ = std::move(value); }
   [[nodiscard]] intptr_t GetTag() const noexcept { return tag_; }
   void SetTag(intptr_t value) noexcept { tag_ = value; }
 
@@ -54,7 +54,9 @@ class TKBStreamToken : public RefCounted, public TPooled {
   [[nodiscard]] bool IsAtom(std::string_view text) const noexcept {
     return dataType_ == dtAtom && text_.View() == text;
   }
-  [[nodiscard]] bool IsVariable() const noexcept { return dataType_ == dtVariable || dataType_ == dtMultiVariable; }
+  [[nodiscard]] bool IsVariable() const noexcept {
+    return dataType_ == dtVariable || dataType_ == dtMultiVariable;
+  }
   /// The classes that stand for a value in an expression: atom, string, integer, float and both variables.
   [[nodiscard]] bool IsValue() const noexcept;
   [[nodiscard]] bool IsEof() const noexcept { return dataType_ == dtNone; }
@@ -64,13 +66,14 @@ class TKBStreamToken : public RefCounted, public TPooled {
   [[nodiscard]] IStreamToken Clone() const;
   /// Same class, line and number; the text takes no part.
   [[nodiscard]] bool Equals(const TKBStreamToken* other) const noexcept;
-  /// The token as messages spell it: a string as \"text"\, a float with four decimals, variables with their sign.
+  /// The token as messages spell it: a string as \"text"\, a float with four decimals, variables with their
+  /// sign.
   [[nodiscard]] std::string ToString() const;
   /// Appends ToString.
   void AppendTo(std::string& text) const;
 
-  /// The token as a value. Atoms that are TRUE, FALSE or nil (in any case) give the shared constants, the end gives
-  /// FCEOF, punctuation a string with its decimal code.
+  /// The token as a value. Atoms that are TRUE, FALSE or nil (in any case) give the shared constants, the end
+  /// gives FCEOF, punctuation a string with its decimal code.
   [[nodiscard]] IKBValue Value() const;
   /// The same, but a variable gives what it is bound to in `context`; a null context changes nothing. Raises
   /// "Unknown variable name: %s" or "Invalid variable name, %s.  Possible encoding error".
@@ -85,7 +88,7 @@ class TKBStreamToken : public RefCounted, public TPooled {
   int lineNumber_ = 0;
   double number_ = 0;
   TKBText text_;
-  std::string whitespace_;
+  TKBText whitespace_;
   intptr_t tag_ = 0;
 };
 

@@ -5,22 +5,28 @@ namespace kb {
 namespace {
 
 constexpr std::string_view SFactSetComment =
-    "A deffacts construct is a named set of facts that belong to the knowledge base. Each reset asserts all of them, "
+    "A deffacts construct is a named set of facts that belong to the knowledge base. Each reset asserts all "
+    "of them, "
     "with the function calls in them worked out anew.";
 constexpr std::string_view SDefTypeComment =
-    "A deftype construct gives a name to a set of values: one or more basic types, limited by a range, a number of "
+    "A deftype construct gives a name to a set of values: one or more basic types, limited by a range, a "
+    "number of "
     "elements or a list of allowed values. Slots of fact templates refer to it by its name.";
 constexpr std::string_view SDefTemplateComment =
-    "A deftemplate construct describes the facts of one kind: the names of their slots, what each slot may hold and "
+    "A deftemplate construct describes the facts of one kind: the names of their slots, what each slot may "
+    "hold and "
     "what it holds when nothing is said. A template may extend another one and then has its slots too.";
 constexpr std::string_view SModuleComment =
-    "A defmodule construct makes a part of the knowledge base with its own templates, rules, facts and agenda. "
+    "A defmodule construct makes a part of the knowledge base with its own templates, rules, facts and "
+    "agenda. "
     "Modules share templates and defined types by exporting and importing them.";
 constexpr std::string_view SRuleComment =
-    "A defrule construct says what to do in which situation. For every set of facts that fulfils all conditions on "
+    "A defrule construct says what to do in which situation. For every set of facts that fulfils all "
+    "conditions on "
     "its left side, the actions on its right side are executed once.";
 constexpr std::string_view SDefGlobalComment =
-    "A defglobal construct defines global variables, which every rule and function can read and change. A reset "
+    "A defglobal construct defines global variables, which every rule and function can read and change. A "
+    "reset "
     "gives them the values of their definition again.";
 constexpr std::string_view SUserFunctionComment =
     "A deffunction construct defines a function in the language itself. Its result is the value of the last "
@@ -79,7 +85,8 @@ constexpr std::string_view SRuleSyntax =
     "<single-constraint>     = <constant> | <variable> | :<function-call> | =<function-call> |\r\n"
     "         ~<constant> | ~<variable> | ~:<function-call> | ~=<function-call>\r\n"
     "<action>                = <constant>|<variable>|<function-call>\r\n"
-    "::                      = Module separator.  Module name is optional.  If not specified, a rule belongs to the "
+    "::                      = Module separator.  Module name is optional.  If not specified, a rule belongs "
+    "to the "
     "currently active module";
 constexpr std::string_view SDefGlobalSyntax =
     "(defglobal [?*<variable-name>* = <global-value>]+)\r\n"

@@ -22,9 +22,10 @@ constexpr int kKindText = 0;
 constexpr int kKindString = '"';
 constexpr std::array<int, 8> kPunctuation = {kTokenAmpersand,   kTokenOpen,         kTokenClose, kTokenEquals,
                                              kTokenOpenBracket, kTokenCloseBracket, kTokenPipe,  kTokenTilde};
-constexpr size_t kTextTable = 256;   // a power of two
+constexpr size_t kTextTable = 256;    // a power of two
 constexpr size_t kTextTableMin = 32;  // texts seen before the table pays
 constexpr size_t kSharedTextMax = 40;
+constexpr size_t kMaxSpelled = 2048;  // tokens kept so that they can be put back cheaply
 
 constexpr bool EndsAtom(char32_t c) {
   switch (c) {
@@ -218,7 +219,8 @@ IStreamToken TKBClipsStream::FinishToken(int kind, std::string_view text) {
   bool keepWhitespace = false;
   if (kind == kKindText || (kind == kKindEnd && !text.empty())) {
     token = Classify(text);
-    keepWhitespace = token->IsVariable() || (text.size() == 1 && IsNumberSymbol(static_cast<unsigned char>(text[0])));
+    keepWhitespace =
+        token->IsVariable() || (text.size() == 1 && IsNumberSymbol(static_cast<unsigned char>(text[0])));
   } else if (kind == kKindEnd) {
     token = MakeRef<TKBStreamToken>(dtNone, lineNumber_, MakeText("EOF"));
   } else if (kind == kKindString) {
@@ -227,9 +229,10 @@ IStreamToken TKBClipsStream::FinishToken(int kind, std::string_view text) {
     token = MakeRef<TKBStreamToken>(kind, lineNumber_, Punctuation(kind));
   } else {
     throw EKBParseException(TKBMessage::InvalidTokenHint,
-                            FormatMessage(TKBMessage::InvalidTokenHint, {IntegerToString(kind)}), lineNumber_);
+                            FormatMessage(TKBMessage::InvalidTokenHint, {IntegerToString(kind)}),
+                            lineNumber_);
   }
-  token->SetWhitespace(whitespace_);
+  token->SetWhitespace(MakeText(whitespace_));
   if (!keepWhitespace) whitespace_.clear();
   return token;
 }
@@ -257,6 +260,7 @@ IStreamToken TKBClipsStream::Classify(std::string_view text) {
 
 TKBText TKBClipsStream::MakeText(std::string_view text) {
   // Facts and rules say the same words over and over: one copy of the characters serves all of them.
+  if (text.empty()) return TKBText();
   if (text.size() > kSharedTextMax || ++textCount_ < kTextTableMin) return TKBText(text);
   if (texts_.empty()) texts_.resize(kTextTable);
   TKBText& shared = texts_[static_cast<uint32_t>(CalculateHash(text)) & (kTextTable - 1)];
@@ -279,42 +283,77 @@ TKBText TKBClipsStream::BlankName(std::string_view prefix) {
 
 // Handing them out.
 
-void TKBClipsStream::CountParenthesis(const TKBStreamToken& token, int step) noexcept {
-  if (token.Is(kTokenOpen)) depth_ += step;
-  if (token.Is(kTokenClose)) depth_ -= step;
+void TKBClipsStream::CountParenthesis(int dataType, int step) noexcept {
+  if (dataType == kTokenOpen) depth_ += step;
+  if (dataType == kTokenClose) depth_ -= step;
+}
+
+void TKBClipsStream::DropAhead() noexcept {
+  ahead_.clear();
+  nextAhead_ = 0;
 }
 
 void TKBClipsStream::PrepareSExp() {
   spelledHead_.clear();
   spelled_.clear();
-  readAhead_.clear();  // a failure may have left the start of an expression
+  DropAhead();
   int depth = 0;
-  do {
-    readAhead_.push_back(BuildNextToken());
-    const TKBStreamToken& token = *readAhead_.back();
-    if (token.IsEof()) break;
-    if (token.Is(kTokenOpen)) ++depth;
-    if (token.Is(kTokenClose)) --depth;
-  } while (depth != 0);
-  std::reverse(readAhead_.begin(), readAhead_.end());
-  tokens_.swap(readAhead_);
+  try {
+    do {
+      const IStreamToken token = BuildNextToken();
+      ahead_.push_back({token->GetNumber(), token->GetText(), token->GetWhitespace(), token->GetDataType(),
+                        token->GetLineNumber()});
+      if (token->IsEof()) break;
+      if (token->Is(kTokenOpen)) ++depth;
+      if (token->Is(kTokenClose)) --depth;
+    } while (depth != 0);
+  } catch (...) {
+    DropAhead();  // an expression is taken whole or not at all
+    throw;
+  }
+}
+
+IStreamToken TKBClipsStream::TakeToken() {
+  if (!putBack_.empty()) {
+    IStreamToken token = std::move(putBack_.back());
+    putBack_.pop_back();
+    return token;
+  }
+  TAhead& ahead = ahead_[nextAhead_++];
+  IStreamToken token =
+      MakeRef<TKBStreamToken>(ahead.dataType, ahead.lineNumber, std::move(ahead.text), ahead.number);
+  token->SetWhitespace(std::move(ahead.whitespace));
+  return token;
 }
 
 IStreamToken TKBClipsStream::NextToken() {
-  if (tokens_.empty()) PrepareSExp();
-  IStreamToken token = std::move(tokens_.back());
-  tokens_.pop_back();
+  if (!HasTokens()) PrepareSExp();
+  IStreamToken token = TakeToken();
+  if (spelled_.size() == kMaxSpelled) FlushSpelled(kMaxSpelled / 2);
   spelled_.push_back({token, current_ && current_->GetLineNumber() < token->GetLineNumber()});
   current_ = token;
-  CountParenthesis(*token, 1);
+  CountParenthesis(token->GetDataType(), 1);
   return token;
 }
 
 void TKBClipsStream::PutBackToken(const IStreamToken& token) {
   CutSpelled(token);
-  tokens_.push_back(token);
+  putBack_.push_back(token);
   current_ = token;
-  CountParenthesis(*token, -1);
+  CountParenthesis(token->GetDataType(), -1);
+}
+
+/// Turns the first pieces of the expression text into characters.
+void TKBClipsStream::FlushSpelled(size_t count) {
+  const auto end = spelled_.begin() + static_cast<std::ptrdiff_t>(count);
+  for (auto piece = spelled_.begin(); piece != end; ++piece) piece->AppendTo(spelledHead_);
+  spelled_.erase(spelled_.begin(), end);
+}
+
+void TKBClipsStream::TSpelled::AppendTo(std::string& text) const {
+  if (newLine) text += kLineEnd;
+  token->AppendTo(text);
+  text += ' ';
 }
 
 /// Takes the spelling of a token off the end of the expression text; what is left ends in exactly one blank.
@@ -324,19 +363,20 @@ void TKBClipsStream::CutSpelled(const IStreamToken& token) {
     spelled_.pop_back();
     if (!spelled_.empty() && !EndsInSpace(*spelled_.back().token)) return;
   }
-  std::string text = ToString();
+  FlushSpelled(spelled_.size());
   if (!last) {
     const size_t length = token->ToString().size() + 1;
-    text.resize(text.size() > length ? text.size() - length : 0);
+    spelledHead_.resize(spelledHead_.size() - std::min(spelledHead_.size(), length));
   }
-  spelledHead_ = std::string(TrimRight(text)) + " ";
-  spelled_.clear();
+  spelledHead_.resize(TrimRight(spelledHead_).size());
+  spelledHead_ += ' ';
 }
 
 TKBText TKBClipsStream::Head() {
   const IStreamToken open = NextToken();
-  if (!open->Is(kTokenOpen) || tokens_.empty()) return TKBText();
-  const IStreamToken word = tokens_.back();
+  if (!open->Is(kTokenOpen) || !HasTokens()) return TKBText();
+  const IStreamToken word = NextToken();
+  PutBackToken(word);
   PutBackToken(open);
   switch (word->GetDataType()) {
     case dtAtom:
@@ -360,10 +400,13 @@ void TKBClipsStream::DiscardUntilEOL() {
     return;
   }
   const int line = current_->GetLineNumber();
-  while (!tokens_.empty()) {
-    if (tokens_.back()->GetLineNumber() > line) return;
-    CountParenthesis(*tokens_.back(), 1);
-    tokens_.pop_back();
+  for (; !putBack_.empty(); putBack_.pop_back()) {
+    if (putBack_.back()->GetLineNumber() > line) return;
+    CountParenthesis(putBack_.back()->GetDataType(), 1);
+  }
+  for (; nextAhead_ < ahead_.size(); ++nextAhead_) {
+    if (ahead_[nextAhead_].lineNumber > line) return;
+    CountParenthesis(ahead_[nextAhead_].dataType, 1);
   }
   if (lineNumber_ == line) {
     ReadToLineEnd();
@@ -373,8 +416,8 @@ void TKBClipsStream::DiscardUntilEOL() {
 }
 
 void TKBClipsStream::Clear() {
-  tokens_.clear();
-  readAhead_.clear();
+  putBack_.clear();
+  DropAhead();
   spelled_.clear();
   spelledHead_.clear();
 }
@@ -386,11 +429,7 @@ IStreamToken TKBClipsStream::GetCurrentToken() {
 
 std::string TKBClipsStream::ToString() const {
   std::string text = spelledHead_;
-  for (const TSpelled& piece : spelled_) {
-    if (piece.newLine) text += kLineEnd;
-    piece.token->AppendTo(text);
-    text += ' ';
-  }
+  for (const TSpelled& piece : spelled_) piece.AppendTo(text);
   return text;
 }
 

@@ -1,12 +1,13 @@
 // The tokenizer: text of the rule language to tokens.
 //
-// The reader takes one whole top-level expression ahead, from its first token to the parenthesis that balances it,
-// and hands out tokens from there. Putting tokens back is therefore free, for any number of them, and after an error
-// the rest of the faulty expression can be dropped without looking at its structure. Nothing behind the expression is
-// read, so that a dialogue is answered at the end of each input.
+// The reader takes one whole top-level expression ahead, from its first token to the parenthesis that
+// balances it, and hands out tokens from there. Putting tokens back is therefore free, for any number of
+// them, and after an error the rest of the faulty expression can be dropped without looking at its structure.
+// Nothing behind the expression is read, so that a dialogue is answered at the end of each input.
 //
-// Each token carries the white space and the comments before it; that is how comments come to calls and patterns.
-// The text that messages show, the tokens handed out so far, is only built when somebody asks for it.
+// Each token carries the white space and the comments before it; that is how comments come to calls and
+// patterns. The text that messages show, the tokens handed out so far, is only built when somebody asks for
+// it.
 //
 // Cost: linear in the text. Tested in tests/language/TokenizerTest.cpp.
 #pragma once
@@ -20,21 +21,24 @@
 
 namespace kb {
 
-/// A text stream that also gives tokens. It belongs to one thread at a time, serves one text and is never rewound.
+/// A text stream that also gives tokens. It belongs to one thread at a time, serves one text and is never
+/// rewound.
 class TKBTokenizerStream : public TGTextStream {
  public:
   using TGTextStream::TGTextStream;
   static const TClassInfo& StaticClass() noexcept;
   [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
 
-  /// The engine that made the stream; it numbers the anonymous variables. Null: the stream numbers them itself.
+  /// The engine that made the stream; it numbers the anonymous variables. Null: the stream numbers them
+  /// itself.
   [[nodiscard]] TInferenceEngine* GetEngine() const noexcept { return engine_; }
   void SetEngine(TInferenceEngine* engine) noexcept { engine_ = engine; }
 
   /// Forgets the tokens read ahead and the expression text.
   virtual void Clear() = 0;
-  /// Drops what is left of the line on which the current token ended, tokens read ahead included. A line that the
-  /// token itself used up is not followed by another one. Without a token: drops the rest of the present line.
+  /// Drops what is left of the line on which the current token ended, tokens read ahead included. A line that
+  /// the token itself used up is not followed by another one. Without a token: drops the rest of the present
+  /// line.
   virtual void DiscardUntilEOL() = 0;
   /// Drops the rest of the top-level expression of which tokens have been handed out.
   virtual void MoveToNextConstruct() = 0;
@@ -43,8 +47,8 @@ class TKBTokenizerStream : public TGTextStream {
   [[nodiscard]] virtual IStreamToken NextToken() = 0;
   /// The next NextToken gives this token. Any number may be put back, in reverse order of reading.
   virtual void PutBackToken(const IStreamToken& token) = 0;
-  /// The head word of the expression whose "(" comes next, without consuming anything; empty for a head that is no
-  /// word. When something else than "(" comes next, that token is consumed and the result is empty.
+  /// The head word of the expression whose "(" comes next, without consuming anything; empty for a head that
+  /// is no word. When something else than "(" comes next, that token is consumed and the result is empty.
   [[nodiscard]] virtual TKBText Head() = 0;
 
   /// The token handed out or put back last; reads one if there was none.
@@ -87,21 +91,33 @@ class TKBClipsStream : public TKBTokenizerStream {
   [[nodiscard]] bool IsEof() override;
 
  protected:
-  /// Reads one token from the characters.
+  /// Reads one token from the characters. What is read ahead keeps all of it but the tag.
   [[nodiscard]] virtual IStreamToken BuildNextToken();
-  /// Makes the token of a text. `kind` is the character of a punctuation token, '"' for a string, 0 for anything
-  /// that has to be classified, -1 for the same at the end of the text. Raises EKBParseException "Invalid Token
-  /// hint for parsing token: %s" for another one.
+  /// Makes the token of a text. `kind` is the character of a punctuation token, '"' for a string, 0 for
+  /// anything that has to be classified, -1 for the same at the end of the text. Raises EKBParseException
+  /// "Invalid Token hint for parsing token: %s" for another one.
   [[nodiscard]] virtual IStreamToken FinishToken(int kind, std::string_view text);
 
  private:
+  /// A token that was read ahead. An expression may be a whole file of facts, so these are kept small.
+  struct TAhead {
+    double number;
+    TKBText text;
+    TKBText whitespace;
+    int dataType;
+    int lineNumber;
+  };
   /// One piece of the expression text.
   struct TSpelled {
     IStreamToken token;
     bool newLine;  // CR LF goes before it
+    void AppendTo(std::string& text) const;
   };
 
+  [[nodiscard]] bool HasTokens() const noexcept { return !putBack_.empty() || nextAhead_ < ahead_.size(); }
+  [[nodiscard]] IStreamToken TakeToken();
   void PrepareSExp();
+  void DropAhead() noexcept;
   [[nodiscard]] IStreamToken BuildAtom(char32_t first);
   void ReadString();
   void SkipComment();
@@ -110,14 +126,16 @@ class TKBClipsStream : public TKBTokenizerStream {
   [[nodiscard]] TKBText MakeText(std::string_view text);
   [[nodiscard]] TKBText BlankName(std::string_view prefix);
   [[nodiscard]] const TKBText& Punctuation(int kind);
-  void CountParenthesis(const TKBStreamToken& token, int step) noexcept;
+  void CountParenthesis(int dataType, int step) noexcept;
   void CutSpelled(const IStreamToken& token);
+  void FlushSpelled(size_t count);
   void ReadToLineEnd();
   void SwallowLineFeed();
 
-  std::vector<IStreamToken> tokens_;     // ready to be handed out, the next one last
-  std::vector<IStreamToken> readAhead_;  // the expression that is being read
-  std::vector<TSpelled> spelled_;        // what the expression text is made of, behind spelledHead_
+  std::vector<IStreamToken> putBack_;  // handed out before anything else, the next one last
+  std::vector<TAhead> ahead_;          // the expression that was read ahead, in its order
+  size_t nextAhead_ = 0;               // the first of them not yet handed out
+  std::vector<TSpelled> spelled_;      // the last pieces of the expression text, behind spelledHead_
   std::string spelledHead_;
   IStreamToken current_;
   int depth_ = 0;  // parentheses open among the tokens handed out

@@ -216,7 +216,8 @@ std::string PrettyPrint(const TRule& rule, TRuleConstruct construct) {
 
 std::string PrettyPrint(const TRule& rule, bool fullName) {
   std::string text = "(defrule " + FullName(rule.GetModule(), rule.GetRuleName(), fullName);
-  if (!rule.GetComment().empty()) text.append(kLineEnd).append(IndentString).append(Quoted(rule.GetComment()));
+  if (!rule.GetComment().empty())
+    text.append(kLineEnd).append(IndentString).append(Quoted(rule.GetComment()));
   text.append(kLineEnd).append(DeclarationsText(rule)).append(PatternsText(rule));
   text.append(kLineEnd).append(IndentString).append("=>").append(kLineEnd).append(ActionsText(rule));
   return CloseConstruct(std::move(text));
@@ -303,7 +304,10 @@ std::string PrettyPrint(TParsedType type) {
   const std::string twoEnds = std::string(kLineEnd) + std::string(kLineEnd);
   // The keyword is the first word of the syntax.
   std::string text(syntax.substr(1, syntax.find(' ') - 1));
-  text.append(" function").append(twoEnds).append(WrapText(comment, kLineEnd, WrapTextColumn)).append(twoEnds);
+  text.append(" function")
+      .append(twoEnds)
+      .append(WrapText(comment, kLineEnd, WrapTextColumn))
+      .append(twoEnds);
   return text.append("Syntax:").append(kLineEnd).append(syntax);
 }
 

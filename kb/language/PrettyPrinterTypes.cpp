@@ -1,7 +1,6 @@
 // Slots, templates, defined types and modules.
-#include "kb/language/PrettyPrinter.h"
-
 #include "kb/common/Helpers.h"
+#include "kb/language/PrettyPrinter.h"
 #include "kb/language/PrettyPrinterParts.h"
 #include "kb/values/FactTemplate.h"
 #include "kb/values/KBDefinedType.h"
@@ -20,7 +19,8 @@ namespace {
 constexpr std::string_view kOpenEnd = "?VARIABLE";
 
 std::string_view ModuleName(const TModuleConstruct& construct) {
-  return construct.GetModule() == nullptr ? std::string_view() : std::string_view(construct.GetModule()->GetName());
+  return construct.GetModule() == nullptr ? std::string_view()
+                                          : std::string_view(construct.GetModule()->GetName());
 }
 
 /// The names of the types that a text can limit a slot to.

@@ -99,6 +99,21 @@ TEST(InterpretedFunction, ALocalParameterStartsAsNil) {
   EXPECT_EQ(program.Eval("(f ignored)"), "empty");
 }
 
+TEST(InterpretedFunction, RecursiveFunctionsAreFreed) {
+  Ref<IUserFunction> odd;
+  {
+    TProgram program;
+    program.Eval(
+        "(deffunction odd (?n) (if (= ?n 0) then FALSE else (even (- ?n 1))))"
+        "(deffunction even (?n) (if (= ?n 0) then TRUE else (odd (- ?n 1))))");
+    EXPECT_EQ(program.Eval("(odd 7)"), "TRUE");
+    odd = program.engine.GetUserFunction("odd");
+    program.Eval("(clear)");
+    EXPECT_EQ(odd->RefCount(), 1);
+  }
+  EXPECT_EQ(odd->GetReasonerCount(), 0);
+}
+
 TEST(InterpretedFunction, RedefiningItselfWhileItRunsIsSafe) {
   TProgram program;
   program.Eval("(deffunction f () (assert-string \"(x)\") (clear) (+ 1 1))");

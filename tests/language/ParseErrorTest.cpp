@@ -1,9 +1,11 @@
 // Faulty texts against the whole message that they give, and the two error policies.
-#include "tests/language/LanguageTest.h"
-
+#include <cstddef>
+#include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "kb/language/KBClipsParser.h"
+#include "tests/language/LanguageTest.h"
 
 namespace {
 
@@ -21,9 +23,10 @@ class ParseError : public LanguageTest {
     for (const TCase& test : cases) EXPECT_EQ(Fault(test.text), test.message) << test.text;
   }
 
-  static std::string Framed(const std::string& message, const std::string& where, const std::string& expression,
-                            int line = 1) {
-    return "Parsing Error, " + message + " in " + where + " at line " + std::to_string(line) + ": " + expression;
+  static std::string Framed(const std::string& message, const std::string& where,
+                            const std::string& expression, int line = 1) {
+    return "Parsing Error, " + message + " in " + where + " at line " + std::to_string(line) + ": " +
+           expression;
   }
 };
 
@@ -45,8 +48,10 @@ TEST_F(ParseError, TopLevel) {
 }
 
 TEST_F(ParseError, LinesAndLongExpressions) {
-  EXPECT_EQ(Fault("(+ 1 2)\r\n(foo\n\n(1))"), Framed("Missing name", "ParseFunCall", " ( foo \r\n( 1 ", 4));
-  const std::string text = "(foo " + std::string(300, 'x') + " (\xC3\xA4\xC3\xB6 " + std::string(200, 'y') + " (1)))";
+  EXPECT_EQ(Fault("(+ 1 2)\r\n(foo\n\nbar (1))"),
+            Framed("Missing name", "ParseFunCall", " ( foo \r\nbar ( 1 ", 4));
+  const std::string text =
+      "(foo " + std::string(300, 'x') + " (\xC3\xA4\xC3\xB6 " + std::string(200, 'y') + " (1)))";
   const std::string message = Fault(text);
   EXPECT_NE(message.find(" ( foo " + std::string(121, 'x') + "... \r\n" + std::string(123, 'y') + " ( 1 "),
             std::string::npos)
@@ -54,11 +59,14 @@ TEST_F(ParseError, LinesAndLongExpressions) {
 }
 
 TEST_F(ParseError, Facts) {
-  engine.Parse("(deftemplate p (slot n (type INTEGER)) (slot w (type INTEGER) (range 0 10)) (multislot m (type INTEGER)))",
-               true);
+  engine.Parse(
+      "(deftemplate p (slot n (type INTEGER)) (slot w (type INTEGER) (range 0 10)) (multislot m (type "
+      "INTEGER)))",
+      true);
   Check({
       {"(assert (\"a\"))", Framed("Expected \"( <atom>\"", "ParseFact", R"( ( assert ( \"a"\ )")},
-      {"(assert (b = 3))", Framed("\"=\" cannot appear as an atom within a fact", "ParseList", " ( assert ( b = 3 ")},
+      {"(assert (b = 3))",
+       Framed("\"=\" cannot appear as an atom within a fact", "ParseList", " ( assert ( b = 3 ")},
       {"(assert (b & 3))", Framed("Bad Slot Value: &", "ParseList", " ( assert ( b & ")},
       {"(assert (b 1 2", Framed("Expected \")\"", "ParseFactSlot", " ( assert ( b 1 2 EOF ")},
       {"(assert (p x))", Framed("Expected \"(\"", "ParseFactSlot", " ( assert ( p x ")},
@@ -66,12 +74,10 @@ TEST_F(ParseError, Facts) {
       {"(assert (p (q 1)))", "No such slot name: \"q\""},
       {"(assert (p (n 1 2)))", Framed("Expected \")\"", "ParseFactSlot", " ( assert ( p ( n 1 2 ")},
       {"(assert (p (n)))", Framed("Bad Slot Value: )", "ParseValue", " ( assert ( p ( n ) ")},
-      {"(assert (p (n abc)))",
-       Framed("Not a INTEGER type.  Value (abc) is a dtAtom type for ParseValue slot", "ParseValue(SlotTypes)",
-              " ( assert ( p ( n abc ")},
-      {"(assert (p (w 11)))",
-       Framed("Value \"11\" is not valid, Range must be between 0.0000 and 10.0000", "ParseValue(SlotTypes)",
-              " ( assert ( p ( w 11 ")},
+      {"(assert (p (n abc)))", Framed("Not a INTEGER type.  Value (abc) is a dtAtom type for ParseValue slot",
+                                      "ParseValue(SlotTypes)", " ( assert ( p ( n abc ")},
+      {"(assert (p (w 11)))", Framed("Value \"11\" is not valid, Range must be between 0.0000 and 10.0000",
+                                     "ParseValue(SlotTypes)", " ( assert ( p ( w 11 ")},
       {"(modify 1 (n))", Framed("Expected value missing", "ParseValuePair", " ( modify 1 ( n ")},
       {"(modify 1 (2 n))", Framed("Expected \"( <atom>\"", "ParseValuePair", " ( modify 1 ( 2 ")},
       {"(modify 1 (n & 1))", Framed("Bad Argument: &", "ParseValue", " ( modify 1 ( n & ")},
@@ -83,7 +89,8 @@ TEST_F(ParseError, Facts) {
   EXPECT_NE(elements.find("Not a "), std::string::npos) << elements;
   EXPECT_NE(elements.find("for m slot in ParseValue(Fact Slot) at line 1"), std::string::npos) << elements;
   engine.GetParser().SetStrictFactTemplates(true);
-  Check({{"(assert (unknown 1))", Framed("Unknown fact template: unknown", "ParseFact", " ( assert ( unknown ")}});
+  Check({{"(assert (unknown 1))",
+          Framed("Unknown fact template: unknown", "ParseFact", " ( assert ( unknown ")}});
 }
 
 TEST_F(ParseError, Templates) {
@@ -98,8 +105,8 @@ TEST_F(ParseError, Templates) {
        Framed("No such module with name=nosuch exists", "ParseFullName", " ( deftemplate nosuch::a ")},
       {"(deftemplate a x)",
        Framed("Expected \"(\", \"extends\", or \"is-a\"", "ParseFactTemplate", " ( deftemplate a x ")},
-      {"(deftemplate a extends 1)",
-       Framed("Missing name of parent template to extend", "ParseFactTemplate", " ( deftemplate a extends 1 ")},
+      {"(deftemplate a extends 1)", Framed("Missing name of parent template to extend", "ParseFactTemplate",
+                                           " ( deftemplate a extends 1 ")},
       {"(deftemplate a is-a)",
        Framed("Missing name of type for fact template", "ParseFactTemplate", " ( deftemplate a is-a ) ")},
       {"(deftemplate a is-a nosuch)",
@@ -110,11 +117,13 @@ TEST_F(ParseError, Templates) {
        Framed("Bad Slot Name: 1", "ParseFactTemplateSlot", " ( deftemplate a ( slot 1 ")},
       {"(deftemplate a (slot b$c))", "\"b$c\" contains unexpected character: \"$\""},
       {"(deftemplate a$b (slot c))", "\"a$b\" contains unexpected character: \"$\""},
-      {"(deftemplate a (slot b) c)", Framed("Expected \")\"", "ParseFactTemplate", " ( deftemplate a ( slot b ) c ")},
+      {"(deftemplate a (slot b) c)",
+       Framed("Expected \")\"", "ParseFactTemplate", " ( deftemplate a ( slot b ) c ")},
       {"(deftemplate a (slot b c))", slot("Expected \")\"", "c ", "ParseFactTemplate")},
       {"(deftemplate a (slot b (sort 1)))", slot("Invalid slot qualifier: sort", "( sort ")},
       {"(deftemplate a (slot b (default ?NONE)))", "Corrupted Binding, variable not found: NONE"},
-      {"(deftemplate a (slot b (type NOTYPE)))", slot("Invalid slot type: NOTYPE", "( type NOTYPE ", "ParseSlotTypes")},
+      {"(deftemplate a (slot b (type NOTYPE)))",
+       slot("Invalid slot type: NOTYPE", "( type NOTYPE ", "ParseSlotTypes")},
       {"(deftemplate a (slot b (type FUZZY INTEGER)))",
        slot("Cannot mix fuzzy type with other primitive types", "( type FUZZY INTEGER ", "ParseSlotTypes")},
       {"(deftemplate a (slot b (type FUZZY) (range 1 2)))",
@@ -143,19 +152,19 @@ TEST_F(ParseError, TypesModulesFunctionsAndGlobals) {
        Framed("Missing keyword.  Expected \"extends\"", "ParseDefinedType", " ( deftype t ( ")},
       {"(deftype t extends (kind ATOM))",
        Framed("Missing keyword.  Expected \"type\"", "ParseDefinedType", " ( deftype t extends ( kind ")},
-      {"(deftype t extends (type t1 t2))",
-       Framed("Multiple inheritance is not allowed for deftypes", "ParseSlotTypes",
-              " ( deftype t extends ( type t1 t2 ")},
+      {"(deftype t extends (type t1 t2))", Framed("Multiple inheritance is not allowed for deftypes",
+                                                  "ParseSlotTypes", " ( deftype t extends ( type t1 t2 ")},
       {"(deftype t extends (type ATOM) (colour red))",
        Framed("Expected allowed value argument for deftype, received colour", "ParseDefinedType",
               " ( deftype t extends ( type ATOM ) ( colour ")},
       {"(defmodule (a))", Framed("Missing name", "ParseModule", " ( defmodule ( ")},
-      {"(defmodule m (use ?ALL))", Framed("Invalid defmodule keyword: \"use\"", "ParseModule", " ( defmodule m ( use ")},
+      {"(defmodule m (use ?ALL))",
+       Framed("Invalid defmodule keyword: \"use\"", "ParseModule", " ( defmodule m ( use ")},
       {"(defmodule m (import nosuch ?ALL))",
        Framed("Module does not exist: \"nosuch\"", "ParseModule", " ( defmodule m ( import nosuch ")},
       {"(defmodule m (export defrule ?ALL))",
-       Framed("Missing module export keyword (?ALL, ?NONE, deftype, or deftemplate): \"defrule\"", "ParseModule",
-              " ( defmodule m ( export defrule ")},
+       Framed("Missing module export keyword (?ALL, ?NONE, deftype, or deftemplate): \"defrule\"",
+              "ParseModule", " ( defmodule m ( export defrule ")},
       {"(defmodule m (export ?SOME))",
        Framed("Unknown variable name: SOME", "ParseModule", " ( defmodule m ( export ?SOME ")},
       {"(defmodule m (export deftemplate a 1))",
@@ -166,8 +175,8 @@ TEST_F(ParseError, TypesModulesFunctionsAndGlobals) {
       {"(deffunction f () =)",
        Framed("Unexpected character found: \"=\"", "ParseFunction", " ( deffunction f ( ) = ")},
       {"(defglobal x)", Framed("Missing name", "ParseVariable", " ( defglobal x ")},
-      {"(defglobal ?x = 1)",
-       Framed("Bad Variable Name, must start and end with an asterisk: x", "ParseVariable", " ( defglobal ?x ")},
+      {"(defglobal ?x = 1)", Framed("Bad Variable Name, must start and end with an asterisk: x",
+                                    "ParseVariable", " ( defglobal ?x ")},
       {"(defglobal ?*x* 1)", Framed("Expected \"=\"", "ParseVariable", " ( defglobal ?*x* 1 ")},
   });
 }
@@ -183,13 +192,14 @@ TEST_F(ParseError, Rules) {
       {"(defrule r (declare (weight 1)) =>)",
        rule("Expected rule property, salience, oneshot, or enabled", "( declare ( weight ", "ParseRule")},
       {"(defrule r (declare (salience 1.5)) =>)",
-       rule("Expected integer, variable, or function call for salience", "( declare ( salience 1.5000 ", "ParseRule")},
+       rule("Expected integer, variable, or function call for salience", "( declare ( salience 1.5000 ",
+            "ParseRule")},
       {"(defrule r (a) => 1)", rule("Expected \")\"", "( a ) = > 1 ", "ParseRule")},
       {"(defrule r (a) (foo))", rule("Expected \"=>\"", "( a ) ( foo ) ) ", "ParseRule")},
       {"(defrule r (a) x =>)", rule("Expected \"=>\"", "( a ) x ", "ParseRule")},
       {"(defrule r ?x (a) =>)", rule("Expected \"<-\"", "?x ( ", "ParseRulePatterns")},
-      {"(defrule r ?x <- (not (a)) =>)",
-       rule("\"not\" and \"test\" CEs cannot be bound to variables", "?x <- ( not ( a ) ) ", "ParseRulePatterns")},
+      {"(defrule r ?x <- (not (a)) =>)", rule("\"not\" and \"test\" CEs cannot be bound to variables",
+                                              "?x <- ( not ( a ) ) ", "ParseRulePatterns")},
       {"(defrule r (\"a\") =>)", rule("Expected \"( <atom>\"", R"(( \"a"\ )", "ParsePattern")},
       {"(defrule r (exists (a) (b)) =>)", rule("Expected \")\"", "( exists ( a ) ( ", "ParsePattern")},
       {"(defrule r (or (a) (b)) =>)", rule("Bad Slot Value: (", "( or ( ", "ParsePattern")},
@@ -225,8 +235,10 @@ TEST_F(ParseError, GatheredAtTheEnd) {
   EXPECT_EQ(engine.GetRules().GetCount(), 2) << "what is right is kept";
 
   EXPECT_EQ(Fault("(defrule b (x))\n(+ 1 2)\n(nosuch)\n(+ 3 4)"),
-            "Errors parsing stream:\r\n" + Framed("Expected \"=>\"", "ParseRule", " ( defrule b ( x ) ) ") + "\r\n" +
-                Framed("Function is unimplemented or unassigned: nosuch", "Parse", " ( nosuch ) ", 3) + "\r\n");
+            "Errors parsing stream:\r\n" + Framed("Expected \"=>\"", "ParseRule", " ( defrule b ( x ) ) ") +
+                "\r\n" +
+                Framed("Function is unimplemented or unassigned: nosuch", "Parse", " ( nosuch ) ", 3) +
+                "\r\n");
   EXPECT_EQ(printed, "3\r\n7\r\n") << "calls are executed in any case";
   EXPECT_EQ(Fault("(+ 1 2) (exit) (+ 3 4) (bad"), "") << "a silent abort ends the text without an entry";
 }
@@ -239,7 +251,8 @@ TEST_F(ParseError, TheNumberOfGatheredErrorsIsLimited) {
     engine.SetParserMaxErrors(limit);
     const std::string message = Fault(text);
     int count = 0;
-    for (size_t at = message.find("Missing name"); at != std::string::npos; at = message.find("Missing name", at + 1)) {
+    for (size_t at = message.find("Missing name"); at != std::string::npos;
+         at = message.find("Missing name", at + 1)) {
       ++count;
     }
     return count;
@@ -254,21 +267,179 @@ TEST_F(ParseError, AWrapperGivesTheStreamBack) {
   EXPECT_NE(MessageOf([&] { static_cast<void>(engine.ParseFact("(x =")); }), "");
   EXPECT_EQ(engine.GetParser().GetStream(), &stream);
   engine.GetParser().SetStream(nullptr);
-  EXPECT_EQ(MessageOf([&] { static_cast<void>(engine.GetParser().ParseFact()); }), "Unexpected end of stream");
+  EXPECT_EQ(MessageOf([&] { static_cast<void>(engine.GetParser().ParseFact()); }),
+            "Unexpected end of stream");
 }
 
 TEST_F(ParseError, DeepNestingEndsInAnException) {
-  const int depth = 1000000;
+  const int depth = 100000;
   const struct {
     std::string head;
     std::string open;
-  } cases[] = {
-      {"", "(f "}, {"(assert ", "(a =(f "}, {"(defrule r ", "(not "}, {"(deffunction f () ", "(g "}, {"", "(f (("}};
+  } cases[] = {{"", "(f "},
+               {"(assert ", "(a =(f "},
+               {"(defrule r ", "(not "},
+               {"(deffunction f () ", "(g "},
+               {"", "(f (("}};
   for (const auto& test : cases) {
     std::string text = test.head;
     for (int i = 0; i < depth; ++i) text += test.open;
     EXPECT_THROW(engine.Parse(text, false), kb::EException) << test.head << test.open;
   }
+}
+
+// Words of the language in random order, and a correct program with random words left out, doubled or moved:
+// what comes of it is a construct or an exception, and the engine goes on working.
+TEST_F(ParseError, AnyTextEndsInAConstructOrAnException) {
+  const std::vector<std::string> program = {"(",           "deftemplate",
+                                            "p",           "\"c\"",
+                                            "(",           "slot",
+                                            "a",           "(",
+                                            "type",        "INTEGER",
+                                            "NUMBER",      ")",
+                                            "(",           "range",
+                                            "1",           "?VARIABLE",
+                                            ")",           "(",
+                                            "default",     "3",
+                                            ")",           ")",
+                                            "(",           "multislot",
+                                            "m",           "(",
+                                            "cardinality", "0",
+                                            "3",           ")",
+                                            "(",           "default-dynamic",
+                                            "(",           "create$",
+                                            "1",           "2",
+                                            ")",           ")",
+                                            ")",           ")",
+                                            "(",           "deftemplate",
+                                            "q",           "extends",
+                                            "p",           ")",
+                                            "(",           "deftype",
+                                            "t",           "extends",
+                                            "(",           "type",
+                                            "SYMBOL",      ")",
+                                            "(",           "allowed-symbols",
+                                            "x",           "y",
+                                            ")",           ")",
+                                            "(",           "defmodule",
+                                            "o",           "(",
+                                            "export",      "deftemplate",
+                                            "?ALL",        ")",
+                                            ")",           "(",
+                                            "defrule",     "MAIN::r",
+                                            "\"c\"",       "(",
+                                            "declare",     "(",
+                                            "salience",    "5",
+                                            ")",           "(",
+                                            "oneshot",     "TRUE",
+                                            ")",           ")",
+                                            "?f",          "<-",
+                                            "(",           "p",
+                                            "(",           "a",
+                                            "?x",          "&",
+                                            "~",           "3",
+                                            "|",           "=",
+                                            "(",           "+",
+                                            "1",           "2",
+                                            ")",           ")",
+                                            "(",           "m",
+                                            "$?",          "?y",
+                                            "&",           ":",
+                                            "(",           "eq",
+                                            "?y",          "?x",
+                                            ")",           ")",
+                                            ")",           "(",
+                                            "not",         "(",
+                                            "exists",      "(",
+                                            "z",           "?x",
+                                            "1",           ")",
+                                            ")",           ")",
+                                            "(",           "test",
+                                            "(",           "neq",
+                                            "?x",          "2",
+                                            ")",           ")",
+                                            "=",           ">",
+                                            "(",           "assert",
+                                            "(",           "z",
+                                            "1",           ")",
+                                            ")",           "(",
+                                            "modify",      "?f",
+                                            "(",           "a",
+                                            "5",           ")",
+                                            ")",           ")",
+                                            "(",           "deffunction",
+                                            "g",           "(",
+                                            "?u",          "$?v",
+                                            ")",           "(",
+                                            "+",           "?u",
+                                            "1",           ")",
+                                            ")",           "(",
+                                            "defglobal",   "?*g*",
+                                            "=",           "(",
+                                            "+",           "1",
+                                            "2",           ")",
+                                            ")",           "(",
+                                            "deffacts",    "s",
+                                            "(",           "p",
+                                            "(",           "a",
+                                            "2",           ")",
+                                            ")",           "(",
+                                            "z",           "(",
+                                            "g",           "1",
+                                            ")",           ")",
+                                            ")",           "(",
+                                            "f",           "(",
+                                            "(",           "1",
+                                            "2",           ")",
+                                            ")",           ")"};
+  const auto join = [](const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) text += word + " ";
+    return text;
+  };
+  EXPECT_EQ(Fault(join(program)), "Function is unimplemented or unassigned: f")
+      << "the program itself is correct";
+  uint32_t state = 7;
+  const auto random = [&state](size_t below) {
+    state = state * 1664525 + 1013904223;
+    return static_cast<size_t>(state >> 8) % below;
+  };
+  for (int round = 0; round < 1500; ++round) {
+    std::vector<std::string> words = program;
+    if (round % 3 == 0) {
+      for (std::string& word : words) word = program[random(program.size())];
+    } else {
+      for (size_t changes = 1 + random(6); changes > 0; --changes) {
+        const size_t at = random(words.size());
+        switch (random(4)) {
+          case 0:
+            words.erase(words.begin() + static_cast<std::ptrdiff_t>(at));
+            break;
+          case 1:
+            words.insert(words.begin() + static_cast<std::ptrdiff_t>(at), words[random(words.size())]);
+            break;
+          case 2:
+            std::swap(words[at], words[random(words.size())]);
+            break;
+          default:
+            words[at] = program[random(program.size())];
+        }
+      }
+    }
+    engine.SetParserErrorHandling(round % 2 == 0 ? kb::ehRaiseImmediate : kb::ehRaiseAllAtEnd);
+    static_cast<void>(Fault(join(words)));
+    if (round % 50 == 0) {
+      static_cast<void>(MessageOf([this] { engine.Reset(); }));
+      engine.Clear();
+    }
+  }
+  engine.Clear();
+  engine.Reset();
+  printed.clear();
+  engine.SetParserErrorHandling(kb::ehRaiseImmediate);
+  EXPECT_EQ(Fault("(defrule r (a ?x) => (printout t ?x crlf)) (assert (a 1))"), "");
+  engine.Run();
+  EXPECT_NE(printed.find("1\r\n"), std::string::npos);
 }
 
 }  // namespace

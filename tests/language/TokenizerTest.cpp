@@ -89,7 +89,10 @@ TEST(Tokenizer, Classes) {
       {"(a b", "( a'a a'b ."},
       {"a\\", "a'a ."},
       {"{x},%#@!/'", "a'{x},%#@!/' ."},
-      {"gr\xC3\xB6\xC3\x9F" "e ?\xE2\x82\xAC", "a'gr\xC3\xB6\xC3\x9F" "e v'\xE2\x82\xAC ."},
+      {"gr\xC3\xB6\xC3\x9F"
+       "e ?\xE2\x82\xAC",
+       "a'gr\xC3\xB6\xC3\x9F"
+       "e v'\xE2\x82\xAC ."},
   };
   for (const auto& test : cases) EXPECT_EQ(DumpAll(test.text), test.tokens) << test.text;
 }
@@ -136,7 +139,7 @@ TEST(Tokenizer, WhitespaceAndCommentsStayWithTokens) {
   TKBClipsStream stream("; one\n(a;two\nb ?x (c))");
   std::vector<std::string> spaces;
   for (IStreamToken token = stream.NextToken(); !token->IsEof(); token = stream.NextToken()) {
-    spaces.push_back(token->GetWhitespace());
+    spaces.push_back(token->GetWhitespace().ToString());
   }
   const std::vector<std::string> expected = {"; one\r\n", "", ";two\r\n ", " ", " ", "", "", ""};
   EXPECT_EQ(spaces, expected) << "the blank behind ?x reaches the parenthesis too";
@@ -180,15 +183,37 @@ TEST(Tokenizer, PuttingBackTakesTheLineBreakAndForeignTokensFromTheText) {
   EXPECT_EQ(DumpAll(stream), "a'b a'c ) .");
 }
 
+TEST(Tokenizer, ExpressionTextOfALongExpressionIsWhole) {
+  std::string text = "(";
+  std::string spelled = "( ";
+  for (int i = 0; i < 5000; ++i) {
+    text += i % 100 == 0 ? " x\n" : " x";
+    spelled += i % 100 == 1 ? "\r\nx " : "x ";
+  }
+  TKBClipsStream stream(text + ")");
+  std::vector<IStreamToken> taken;
+  for (int i = 0; i < 5001; ++i) taken.push_back(stream.NextToken());
+  EXPECT_EQ(stream.ToString(), spelled);
+  for (int i = 0; i < 5000; ++i) {
+    stream.PutBackToken(taken.back());
+    taken.pop_back();
+  }
+  EXPECT_EQ(stream.ToString(), "( ");
+  EXPECT_EQ(DumpAll(stream).size(), 5000 * 4 + 3);
+}
+
 TEST(Tokenizer, Head) {
   const struct {
     std::string text;
     std::string head;
     std::string rest;
   } cases[] = {
-      {"(defrule r)", "defrule", "( a'defrule a'r ) ."}, {"(= 1 2)", "=", "( = i'1 i'2 ) ."},
-      {"(?f 1)", "f", "( v'f i'1 ) ."},                  {"($?f 1)", "", "( m'f i'1 ) ."},
-      {"(\"s\")", "", "( s's ) ."},                      {"(12)", "", "( i'12 ) ."},
+      {"(defrule r)", "defrule", "( a'defrule a'r ) ."},
+      {"(= 1 2)", "=", "( = i'1 i'2 ) ."},
+      {"(?f 1)", "f", "( v'f i'1 ) ."},
+      {"($?f 1)", "", "( m'f i'1 ) ."},
+      {"(\"s\")", "", "( s's ) ."},
+      {"(12)", "", "( i'12 ) ."},
       {"foo bar", "", "a'bar ."},
   };
   for (const auto& test : cases) {

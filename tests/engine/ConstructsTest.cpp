@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "kb/engine/InferenceEngine.h"
+#include "kb/matching/ReteNetwork.h"
+
+namespace kb {
+namespace {
+
+using TLines = std::vector<std::string>;
+
+TEST(Constructs, ASecondRuleOfANameFollowsTheSetting) {
+  TInferenceEngine engine;
+  TLines events;
+  engine.OnAddRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("+" + rule.GetComment()); };
+  engine.OnRemoveRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("-" + rule.GetComment()); };
+  engine.Parse("(defrule r \"1\" (a) =>) (defrule r \"2\" (a) =>)", true);
+  EXPECT_EQ(events, TLines({"+1", "-1", "+2"}));
+  engine.SetDuplicateConstructs(dcIgnore);
+  engine.Parse("(defrule r \"3\" (b) =>)", true);
+  EXPECT_EQ(engine.GetRules().FindRule("r")->GetComment(), "2");
+  engine.SetDuplicateConstructs(dcError);
+  try {
+    engine.Parse("(defrule r \"4\" (b) =>)", true);
+    FAIL();
+  } catch (const EKBException& error) {
+    EXPECT_STREQ(error.what(), "Duplicate Rules defined with same name: \"r\"");
+    EXPECT_EQ(error.Id(), TKBMessage::DuplicateRules);
+  }
+  engine.Assert("(b)");
+  EXPECT_EQ(engine.GetAgendaCount(), 0);
+  engine.Assert("(a)");
+  EXPECT_EQ(engine.GetAgendaCount(), 1);
+}
+
+TEST(Constructs, ARedefinedTemplateKeepsWhatStillFits) {
+  TInferenceEngine engine;
+  engine.Parse("(deftemplate p (slot a) (slot b)) (defrule keep (p (a ?x)) =>) (defrule drop (p (b ?x)) =>)"
+               "(assert (p (a 1))) (assert (p (a 2) (b 3)))",
+               true);
+  engine.Parse("(deftemplate p (slot a (type INTEGER)))", true);
+  EXPECT_TRUE(engine.GetRules().ContainsKey("keep"));
+  EXPECT_FALSE(engine.GetRules().ContainsKey("drop"));
+  // Facts print every slot, so each names the slot that is gone, unless it is empty.
+  for (int i = 0; i < engine.GetFacts().GetCount(); ++i) {
+    const IFact fact = engine.GetFacts().Get(i);
+    EXPECT_TRUE(engine.FindFactTemplate(fact->GetTemplate()->GetTemplateName()) == fact->GetTemplate().Get());
+  }
+  engine.Assert("(p (a 7))");
+  EXPECT_GE(engine.GetAgendaCount(), 1);
+}
+
+TEST(Constructs, RenamingARuleKeepsItInTheNetwork) {
+  TInferenceEngine engine;
+  engine.Parse("(defrule r (a) =>) (defrule s (a) =>)", true);
+  EXPECT_THROW(engine.RenameRule("r", "s"), EKBException);
+  EXPECT_TRUE(engine.GetRules().ContainsKey("r"));
+  engine.RenameRule("r", "t");
+  EXPECT_FALSE(engine.GetRules().ContainsKey("r"));
+  EXPECT_EQ(engine.GetRules().FindRule("t")->GetRuleName(), "t");
+  engine.Assert("(a)");
+  EXPECT_EQ(engine.GetAgendaCount(), 2);
+  EXPECT_THROW(engine.GetRules().FindRule("t")->SetRuleName("a b"), EKBException);
+}
+
+TEST(Constructs, RenamingATemplateToATakenNameChangesNothing) {
+  TInferenceEngine engine;
+  engine.Parse("(deftemplate a (slot x)) (deftemplate b (slot x))", true);
+  const IFactTemplate a = engine.FindFactTemplate("a");
+  EXPECT_THROW(a->SetTemplateName("b"), EKBException);
+  EXPECT_EQ(a->GetTemplateName(), "a");
+  a->SetTemplateName("c");
+  EXPECT_EQ(engine.FindFactTemplate("c"), a.Get());
+  EXPECT_EQ(engine.FindFactTemplate("a"), nullptr);
+}
+
+TEST(Constructs, RemovingATemplateTakesFactsAndRulesWithIt) {
+  TInferenceEngine engine;
+  engine.Parse("(deftemplate p (slot a)) (defrule r (p (a ?x)) =>) (defrule other (q) =>) (assert (p (a 1)))", true);
+  IFactTemplate removed;
+  engine.GetFactTemplates().Remove("p", removed);
+  ASSERT_TRUE(removed);
+  EXPECT_EQ(engine.GetFacts().GetCount(), 1);
+  EXPECT_FALSE(engine.GetRules().ContainsKey("r"));
+  EXPECT_TRUE(engine.GetRules().ContainsKey("other"));
+  EXPECT_EQ(engine.GetAgendaCount(), 0);
+}
+
+TEST(Constructs, ARuleBuiltByAHostBehavesLikeAParsedOne) {
+  TInferenceEngine engine;
+  engine.Parse("(deftemplate p (slot a))", true);
+  TRule rule(nullptr, "host", "");
+  rule.BeginUpdate();
+  rule.SetEngine(&engine);
+  auto pattern = std::make_unique<TKBPattern>(&rule, engine.FindFactTemplate("p"));
+  pattern->AddTest("a", MakeRef<TKBValue>(TKBText("x"), dtVariable));
+  rule.AddPattern(std::move(pattern));
+  rule.AddAction(engine.ParseFunCall("(assert (seen ?x))"));
+  rule.EndUpdate();
+  engine.Assert("(p (a 5))");
+  EXPECT_EQ(engine.Run(), 1);
+  EXPECT_EQ(engine.GetFacts().Get(2)->ToString(), "(seen 5 )");
+  EXPECT_THROW(rule.GetPattern(0).AddTest("no", FCTrue), EKBException);
+}
+
+TEST(Constructs, AnonymousVariablesOfANegatedPatternStayPrivate) {
+  TInferenceEngine engine;
+  engine.Parse("(defrule r (a ?) (not (b ? ?)) => )", true);
+  const TRule& rule = *engine.GetRules().FindRule("r");
+  EXPECT_TRUE(rule.GetPattern(1).GetSlotTest(0, 0).GetSlotValue()->TextView().starts_with("_2__blank_"));
+  EXPECT_EQ(rule.GetBindingCount(), 3);
+}
+
+}  // namespace
+}  // namespace kb

@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+
+#include "kb/engine/InferenceEngine.h"
+
+namespace kb {
+namespace {
+
+class TextRouting : public testing::Test {
+ protected:
+  TextRouting() {
+    engine.OnPrintOut = [this](TInferenceEngine&, std::string_view id, std::string_view text) {
+      output += "[" + std::string(id) + "]" + std::string(text);
+    };
+  }
+  TInferenceEngine engine;
+  std::string output;
+};
+
+// Gives what it holds to a string when it ends.
+class TKeptStream : public std::ostringstream {
+ public:
+  explicit TKeptStream(std::string& target) : target_(target) {}
+  ~TKeptStream() override { target_ = str(); }
+
+ private:
+  std::string& target_;
+};
+
+TEST_F(TextRouting, StandardChannelAndUnknownNames) {
+  engine.PrintOut("t", "1");
+  engine.PrintOut("2");
+  engine.PrintOut("nowhere", "3");
+  EXPECT_EQ(output, "[t]1[]2");
+  engine.OnPrintOut = nullptr;
+  engine.PrintOut("t", "4");
+  EXPECT_THROW(engine.PrintOut("nowhere", "5"), EKBException);
+  EXPECT_THROW((void)engine.ReadLine("t"), EKBException);
+  EXPECT_THROW((void)engine.ReadToken("t"), EKBException);
+}
+
+TEST_F(TextRouting, ACaptureTakesTheStandardChannelAway) {
+  std::string captured;
+  engine.StartCapture(std::make_unique<TKeptStream>(captured), TEncoding::UTF8WithMark());
+  engine.SetWatch(cwFact);
+  engine.PrintOut("t", "hidden ");
+  engine.Assert("(a)");
+  EXPECT_TRUE(engine.StopCapture());
+  EXPECT_EQ(captured, "\xEF\xBB\xBFhidden  ==> f-1 (a)\r\n");
+  EXPECT_EQ(output, "");
+  EXPECT_TRUE(engine.StopCapture());
+}
+
+TEST_F(TextRouting, NamedStreamsGiveLinesAndTokens) {
+  auto stream = std::make_unique<TKBClipsStream>(std::string("first rest\nsecond line\nthird"));
+  stream->SetEngine(&engine);
+  engine.GetIOStreams().Add("in", std::move(stream));
+  EXPECT_EQ(engine.ReadToken("in")->ToString(), "first");
+  EXPECT_EQ(engine.ReadLine("in"), "second line");
+  EXPECT_EQ(engine.ReadToken("in")->ToString(), "third");
+  EXPECT_EQ(engine.ReadLine("in"), "");
+  EXPECT_THROW(engine.GetIOStreams().RemoveStream("out"), EKBException);
+  engine.Clear();
+  EXPECT_EQ(engine.GetIOStreams().FindStream("in"), nullptr);
+}
+
+TEST_F(TextRouting, ABatchFeedsTheReadsOfItsLines) {
+  std::istringstream text("(bind ?*x* (read))\n42 ignored\n(printout t ?*x* crlf)\n");
+  engine.Parse("(defglobal ?*x* = 0)", true);
+  EXPECT_TRUE(engine.Batch(text));
+  EXPECT_EQ(output, "[]42\r\n[]42\r\n[t]42\r\n");
+}
+
+TEST_F(TextRouting, AFailingBatchPutsTheOuterInputBack) {
+  std::istringstream text("(no-such-function)\n");
+  EXPECT_THROW(engine.Batch(text), EKBException);
+  engine.OnReadLine = [](TInferenceEngine&, std::string_view, std::string& line) { line = "host"; };
+  EXPECT_EQ(engine.ReadLine("t"), "host");
+}
+
+}  // namespace
+}  // namespace kb
