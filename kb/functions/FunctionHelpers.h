@@ -1,7 +1,6 @@
 // What the bodies of built-in functions share. For the .cpp files of this folder only.
 #pragma once
 
-#include "kb/engine/InferenceEngine.h"
 #include "kb/functions/KBPackages.h"
 #include "kb/values/ValueVector.h"
 

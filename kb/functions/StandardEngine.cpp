@@ -1,6 +1,7 @@
 // Functions that drive the engine: run, reset, watches, storage, backward chaining.
 #include <array>
 
+#include "kb/engine/InferenceEngine.h"
 #include "kb/functions/FunctionHelpers.h"
 #include "kb/functions/StandardFunctions.h"
 #include "kb/values/FactTemplate.h"

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "kb/common/Helpers.h"
+#include "kb/engine/InferenceEngine.h"
 #include "kb/functions/FunctionHelpers.h"
 #include "kb/functions/StandardFunctions.h"
 #include "kb/values/Fact.h"

@@ -1,4 +1,5 @@
 // Current module and focus stack.
+#include "kb/engine/InferenceEngine.h"
 #include "kb/functions/FunctionHelpers.h"
 #include "kb/functions/StandardFunctions.h"
 #include "kb/values/KBModule.h"

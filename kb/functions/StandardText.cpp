@@ -1,4 +1,5 @@
 // Output and input through the logical names of the engine.
+#include "kb/engine/InferenceEngine.h"
 #include "kb/functions/FunctionHelpers.h"
 #include "kb/functions/StandardFunctions.h"
 #include "kb/language/KBStreamToken.h"
