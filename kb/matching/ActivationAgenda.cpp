@@ -50,13 +50,6 @@ void TActivation::SetStrength(float value) noexcept {
   strength_ = std::isnan(value) || value < 0.0F ? 0.0F : (value > 1.0F ? 1.0F : value);
 }
 
-bool TActivation::Fire() {
-  const Ref<TActivation> self(this);
-  rule_->Fire(*token_);
-  if (node_ != nullptr) node_->RuleFired(*this);
-  return true;
-}
-
 void TActivation::Detach() {
   if (node_ != nullptr) node_->Deactivate(*this);
 }

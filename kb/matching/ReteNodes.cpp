@@ -1,6 +1,8 @@
 #include "kb/matching/ReteNodes.h"
 
+#include <algorithm>
 #include <array>
+#include <vector>
 
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
@@ -24,6 +26,22 @@ constexpr std::array<std::string_view, 11> kTestNames{
     "pmtTestMultiSlotLength",
     "pmtTestMultiSlotMultiField",
     "pmtFailTest",
+};
+
+// Activations that fire on this thread now, innermost last. One that leaves its terminal meanwhile still has to report
+// its firing there, unless the terminal is gone by then.
+thread_local std::vector<TActivation*> firingActivations;
+
+[[nodiscard]] bool IsFiring(const TActivation& activation) noexcept {
+  return std::find(firingActivations.begin(), firingActivations.end(), &activation) != firingActivations.end();
+}
+
+class TFiringMark {
+ public:
+  explicit TFiringMark(TActivation& activation) { firingActivations.push_back(&activation); }
+  TFiringMark(const TFiringMark&) = delete;
+  TFiringMark& operator=(const TFiringMark&) = delete;
+  ~TFiringMark() { firingActivations.pop_back(); }
 };
 
 TKBText SlotArgument(const TNodeArgsArray& arguments, size_t index) {
@@ -292,6 +310,19 @@ std::string TTestNode::ToString() const {
 
 // --- Terminal node --------------------------------------------------------------------------------------------------
 
+bool TActivation::Fire() {
+  const Ref<TActivation> self(this);
+  TInferenceEngine* engine = rule_->GetEngine();
+  const TFiringMark mark(*this);
+  rule_->Fire(*token_);
+  if (node_ != nullptr) {
+    node_->RuleFired(*this);
+  } else if (engine != nullptr) {
+    engine->RuleFired(*this);
+  }
+  return true;
+}
+
 TPatternMatchTerminalNode::~TPatternMatchTerminalNode() { MarkDead(); }
 
 void TPatternMatchTerminalNode::MarkDead() noexcept {
@@ -305,6 +336,9 @@ void TPatternMatchTerminalNode::MarkDead() noexcept {
       Unlink(*activation);
     }
     activation->ClearNode();
+  }
+  for (TActivation* activation : firingActivations) {
+    if (activation->GetNode() == this) activation->ClearNode();
   }
 }
 
@@ -364,7 +398,9 @@ bool TPatternMatchTerminalNode::Unlink(TActivation& activation) noexcept {
 
 void TPatternMatchTerminalNode::Deactivate(TActivation& activation) {
   if (!Unlink(activation)) return;
+  const Ref<TActivation> guard(&activation);
   GetRete().Deactivate(activation);
+  if (!IsFiring(activation)) activation.ClearNode();
 }
 
 void TPatternMatchTerminalNode::Replace(TActivation& old, TActivation& clone) {
