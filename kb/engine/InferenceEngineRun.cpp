@@ -159,10 +159,11 @@ void TInferenceEngine::PrintStatistics() {
 void TInferenceEngine::AddActivation(const Ref<TActivation>& activation) {
   TRule& rule = *activation->GetRule();
   rule.EvaluateSalience();
+  const bool autoFocus = rule.GetAutoFocus();  // a handler may remove the rule
   const int index = agenda_->Add(activation);
   if (IsWatched(cwActivation)) PrintOut("==> Activation: " + activation->ToString() + std::string(kLineEnd));
   if (OnAddActivation) OnAddActivation(*this, index, *activation);
-  if (rule.GetAutoFocus() && PeekFocus()) PushFocus(currentModule_);
+  if (autoFocus && PeekFocus()) PushFocus(currentModule_);
 }
 
 void TInferenceEngine::RemoveActivation(int index) {
