@@ -164,6 +164,7 @@ void TKBClipsParser::ParseErrorText(std::string_view where, TKBMessage message, 
       line);
 }
 
+// A fault that no parse routine worded, such as one of a function that the text called.
 std::string TKBClipsParser::DescribeFault(std::string_view message) {
   TKBClipsStream& stream = Stream();
   const int line = stream.GetCurrentToken()->GetLineNumber();
@@ -171,7 +172,8 @@ std::string TKBClipsParser::DescribeFault(std::string_view message) {
                        {std::string(message), "Parse", IntegerToString(line), stream.ToString()});
 }
 
-// Kinds of expressions.
+// Kinds of expressions, told by the first token and, behind a parenthesis, the first word. A string is
+// nothing that a text may consist of.
 
 std::string_view TKBClipsParser::GetConstructName(TParsedType type) const {
   return type <= ptEOF ? kKeywords[type] : kNoKeyword;
@@ -218,6 +220,7 @@ bool TKBClipsParser::ParseImmediate(bool executeFunCalls) {
   return true;
 }
 
+// Goes on behind each faulty expression. What the other expressions did stays done.
 bool TKBClipsParser::ParseGathering() {
   std::string errors;
   int count = 0;
@@ -247,6 +250,8 @@ bool TKBClipsParser::ParseGathering() {
                           FormatMessage(TKBMessage::ErrorsParsingStream, {errors}), line);
 }
 
+// Only values and calls have a value to print and to report; for constructs it stays nil, which makes their
+// kind ptNone by the time OnParse hears of them, with the object at hand.
 bool TKBClipsParser::ParseExpression(bool executeFunCalls) {
   TOutcome outcome;
   const IStreamToken token = Next();
@@ -360,6 +365,9 @@ IKBValue TKBClipsParser::ParseNExecuteFunCall() {
 }
 
 // Heads of constructs.
+
+// head = "(" keyword name [string]. The name may have a module in front, "module::name", where the construct
+// belongs to a module.
 
 void TKBClipsParser::StartHeader(std::string_view keyword, std::string_view where) {
   const IStreamToken open = Next();

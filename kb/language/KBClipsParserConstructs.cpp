@@ -29,6 +29,8 @@ TSharedConstructs ScopeOf(const TKBStreamToken& token) { return token.GetText() 
 }  // namespace
 
 // Fact sets.
+//
+// fact-set = "(" "deffacts" full-name [string] fact* ")"
 
 TFactSet* TKBClipsParser::ParseFactSet() {
   constexpr std::string_view kWhere = "ParseFactSet";
@@ -49,6 +51,10 @@ TFactSet* TKBClipsParser::ParseFactSet() {
 }
 
 // Modules.
+//
+// module = "(" "defmodule" name [string] port* ")"
+// port = "(" "export" items ")" | "(" "import" module-name items ")"
+// items = ?ALL | ?NONE | ("deftype" | "deftemplate") (?ALL | ?NONE | name*)
 
 IModule TKBClipsParser::ParseModule() {
   const THeader header = ParsePlainHeader("defmodule", kModule, true);
@@ -135,6 +141,9 @@ void TKBClipsParser::ParseNameList(std::vector<std::string>& names) {
 
 // Functions and global variables.
 
+// function = "(" "deffunction" name [string] "(" variable* ")" [string] (call | value)* ")"
+//
+// Of two comments the second counts.
 IInterpretedFunction TKBClipsParser::ParseFunction() {
   const THeader header = ParsePlainHeader("deffunction", kFunction, true);
   IInterpretedFunction function = MakeRef<TInterpretedFunction>();
@@ -167,6 +176,9 @@ IInterpretedFunction TKBClipsParser::ParseFunction() {
   return function;
 }
 
+// globals = "(" "defglobal" (global-name "=" (value | call))* ")"
+//
+// A call is stored as it is: each reset works it out anew.
 bool TKBClipsParser::ParseGlobalVariables() {
   constexpr std::string_view kWhere = "ParseGlobalVariables";
   const IStreamToken open = Next();

@@ -21,6 +21,10 @@ constexpr std::string_view kEqStar = "eq*";
 
 }  // namespace
 
+// rule = "(" "defrule" full-name [string] ["(" "declare" declaration* ")"] element* "=>" call* ")"
+//
+// The arrow comes as two tokens, "=" and ">". The rule changes between BeginUpdate and EndUpdate, so that the
+// engine hears of it once.
 TRule* TKBClipsParser::ParseRule() {
   const THeader header = ParseHeader("defrule", kRule, true);
   CheckConstructName(header.name);
@@ -52,6 +56,10 @@ TRule* TKBClipsParser::ParseRule() {
 
 // Declarations.
 
+// declaration = "(" "salience" (integer | variable | call) ")"
+//             | "(" ("auto-focus" | "oneshot" | "enabled") (value | call) ")"
+//
+// One that is repeated counts as it stood last.
 void TKBClipsParser::ParseDeclarations(TRule& rule) {
   IStreamToken token = Next();
   while (token->Is(kTokenOpen)) {
@@ -73,6 +81,7 @@ void TKBClipsParser::ParseDeclarations(TRule& rule) {
   CheckClose(token, kRule);
 }
 
+// An expression is kept, since each activation works it out anew.
 void TKBClipsParser::ParseSalience(TRule& rule) {
   const IStreamToken token = Next();
   if (token->Is(dtInteger) || token->Is(dtVariable)) {
@@ -98,6 +107,8 @@ bool TKBClipsParser::ParseFlag() {
 
 // The two sides.
 
+// The left side: [variable "<-"] element, as often as it comes. Adding an element to the rule runs the
+// analysis of its variables, which may refuse it.
 void TKBClipsParser::ParseRulePatterns(TRule& rule, TRuleVariables& variables) {
   IStreamToken token = Next();
   while (token->Is(kTokenOpen) || token->Is(dtVariable)) {
@@ -118,6 +129,8 @@ void TKBClipsParser::ParseRulePatterns(TRule& rule, TRuleVariables& variables) {
   Back(token);
 }
 
+// The right side: calls, as often as they come. Variables that the left side did not bind show when the rule
+// fires.
 void TKBClipsParser::ParseRuleActions(TRule& rule, TRuleVariables& /*variables*/) {
   IStreamToken token = Next();
   while (token->Is(kTokenOpen)) {
@@ -130,6 +143,11 @@ void TKBClipsParser::ParseRuleActions(TRule& rule, TRuleVariables& /*variables*/
 
 // Conditional elements.
 
+// element = "(" ("not" | "exists" | "unique" | "explicit") element ")" | "(" "test" call ")"
+//         | "(" name field* ")" | "(" name ("(" slot-name field* ")")* ")"
+//
+// The wrapping words make no element of their own: they all end as marks and a count on the one inside them.
+// Of the comments before nested parentheses the outermost is kept.
 std::unique_ptr<TKBPattern> TKBClipsParser::ParsePattern(int negated, TRuleVariables& variables) {
   CheckStack();
   const IStreamToken open = Next();
@@ -163,6 +181,7 @@ std::unique_ptr<TKBPattern> TKBClipsParser::ParseWrapped(std::string_view head, 
   return pattern;
 }
 
+// A negation turns the test itself around; the pattern of a test is never counted as negated.
 std::unique_ptr<TKBPattern> TKBClipsParser::ParseTest(int negated) {
   TInferenceEngine& engine = GetOwner();
   auto pattern = std::make_unique<TKBPattern>(&engine, engine.CreateFactTemplate(STestCE), STestCE, 0);
@@ -207,7 +226,11 @@ std::unique_ptr<TKBPattern> TKBClipsParser::ParsePlainPattern(std::string_view h
   return pattern;
 }
 
-/// The constraints of one slot, from the token at hand through ")".
+// The constraints of one slot, from the token at hand through ")":
+// field = term (("&" | "|") term)*, one in a slot, any number in a multislot
+//
+// A term behind a "|" is an alternative, and so is every later term of its field, even behind an "&": a|b&c
+// has the alternatives a, b, c, while a&b|c has the alternatives (a and b) and c.
 void TKBClipsParser::ParseConstraints(TConstraintPlace& place, IStreamToken token) {
   const bool multi = place.slot.IsMultiSlot();
   const TKBText& name = place.slot.GetName();
@@ -229,6 +252,7 @@ void TKBClipsParser::ParseConstraints(TConstraintPlace& place, IStreamToken toke
   if (multi) place.pattern.SetSlotLength(name.View(), place.subIndex);
 }
 
+// term = ["~"] (value | variable | ":" call | "=" call)
 void TKBClipsParser::ParseTerm(TConstraintPlace& place, IStreamToken token) {
   const bool negated = token->Is(kTokenTilde);
   if (negated) token = Next();

@@ -95,6 +95,10 @@ std::string NameText(const TKBStreamToken& token) {
 
 // Templates.
 
+// template = "(" "deftemplate" full-name [string] ["extends" name | "is-a" type-name] slot* ")"
+//
+// A parent that does not exist is no error: the text may be read before the parent's. A type must exist,
+// since the one slot of such a template is made of it.
 IFactTemplate TKBClipsParser::ParseFactTemplate() {
   const THeader header = ParseHeader("deftemplate", kTemplate, true);
   CheckConstructName(header.name);
@@ -150,6 +154,7 @@ struct TKBClipsParser::TSlotDraft {
   bool dynamic = false;
 };
 
+// slot = "(" ("slot" | "field" | "multislot") name qualifier* ")"
 IFactSlot TKBClipsParser::ParseFactTemplateSlot() {
   Expect(kTokenOpen, kSlot);
   const IStreamToken kind = Next();
@@ -173,7 +178,13 @@ IFactSlot TKBClipsParser::ParseFactTemplateSlot() {
   return draft.slot;
 }
 
-/// One qualifier, whose parenthesis has been taken.
+// qualifier = "(" ("default" | "default-dynamic") value* ")" | "(" "type" type-name* ")" | "(" "units" name
+// ")"
+//           | range | cardinality | allowed
+//
+// The words count without regard to case. Qualifiers work in the order in which they stand: a type behind a
+// default does not convert that default any more, it only judges it at the end of the slot. `open` is the
+// parenthesis, which has been taken.
 void TKBClipsParser::ParseSlotQualifier(TSlotDraft& draft, const IStreamToken& open) {
   const IStreamToken word = Next();
   const std::string_view text = word->GetText().View();
@@ -192,6 +203,7 @@ void TKBClipsParser::ParseSlotQualifier(TSlotDraft& draft, const IStreamToken& o
   }
 }
 
+// A default is worked out once, here; a dynamic one stays as it was written and is worked out for each fact.
 void TKBClipsParser::ParseSlotDefault(TSlotDraft& draft, bool dynamic) {
   IKBValue value;
   if (draft.multi) {
@@ -250,6 +262,7 @@ void TKBClipsParser::ParseSlotLimits(TSlotDraft& draft, const IStreamToken& open
   CheckClose(token, kSlot);
 }
 
+// Gives the slot its final types and its default, which must fit them.
 void TKBClipsParser::FinishSlot(TSlotDraft& draft) {
   TFactSlot& slot = *draft.slot;
   slot.SetSlotType(draft.types);
@@ -273,6 +286,7 @@ void TKBClipsParser::FinishSlot(TSlotDraft& draft) {
 
 // Types.
 
+// The names add up, except that ?VARIABLE starts anew with all types.
 TKBTypes TKBClipsParser::ParseSlotTypes(IKBDefinedType& definedType) {
   TKBTypes types;
   for (;;) {
@@ -292,6 +306,7 @@ TKBTypes TKBClipsParser::ParseSlotTypes(IKBDefinedType& definedType) {
   return types;
 }
 
+// A basic type, or a defined type, of which there may be one: types inherit from a single parent.
 TKBTypes TKBClipsParser::ParseTypeName(const IStreamToken& token, IKBDefinedType& definedType) {
   constexpr std::string_view kWhere = "ParseSlotTypes";
   if (!token->Is(dtAtom) && !token->IsVariable()) {
@@ -311,6 +326,10 @@ TKBTypes TKBClipsParser::ParseTypeName(const IStreamToken& token, IKBDefinedType
   return found->GetBaseTypes();
 }
 
+// range = "(" "range" end end ")", cardinality = "(" "cardinality" end end ")"
+// end = number | ?VARIABLE | variable | call
+//
+// Calls run now: the type holds numbers.
 void TKBClipsParser::ParseRangeAndCardinality(TKBDefinedType& definedType, IStreamToken& token,
                                               bool isCardinality, bool allowVariable) {
   Expect(kTokenOpen, kDefinedType);
@@ -351,6 +370,7 @@ void TKBClipsParser::ParseRangeEnd(bool isCardinality, bool allowVariable, IKBVa
   }
 }
 
+// allowed = "(" allowed-word (value | call)* ")"
 void TKBClipsParser::ParseAllowedEnumerations(TKBDefinedType& definedType, IStreamToken& token) {
   Expect(kTokenOpen, kDefinedType);
   token = Next();
@@ -372,6 +392,7 @@ void TKBClipsParser::ParseAllowedEnumerations(TKBDefinedType& definedType, IStre
   }
 }
 
+// deftype = "(" "deftype" full-name [string] "extends" "(" "type" type-name+ ")" limit* ")"
 IKBDefinedType TKBClipsParser::ParseDefinedType() {
   const THeader header = ParseHeader("deftype", kDefinedType, true);
   IKBDefinedType definedType = MakeRef<TKBDefinedType>(&GetOwner());

@@ -24,6 +24,11 @@ IKBValue ListValue(const IValueVector& list) { return MakeRef<TKBValue>(list); }
 }  // namespace
 
 // Calls.
+//
+// call = "(" (name | "=" | variable) argument* ")"
+//
+// Words such as "then" and "do" are arguments like any other; the functions look for them. Only the functions
+// of the table of slot functions change how a parenthesised argument is read.
 
 IFunCall TKBClipsParser::BeginFunCall(TSlotArgRecord& slots, bool& hasSlots) {
   constexpr std::string_view kWhere = "ParseFunCall";
@@ -85,7 +90,8 @@ void TKBClipsParser::ParseNestedArgument(TFunctionCall& call, const IStreamToken
   call.AddArgument(ParseParenthesised(open));
 }
 
-/// What stands between parentheses among values; `open` has been taken.
+// What stands between parentheses among values, `open` having been taken: coordinates begin with a second
+// parenthesis, a call never does.
 IKBValue TKBClipsParser::ParseParenthesised(const IStreamToken& open) {
   const bool coordinates = NextIsOpen();
   Back(open);
@@ -93,7 +99,8 @@ IKBValue TKBClipsParser::ParseParenthesised(const IStreamToken& open) {
   return MakeRef<TKBValue>(ParseFunCall());
 }
 
-// Runs of values.
+// Runs of values: one value stands for itself, several become a list. What is no value ends a list, so that
+// the caller tells what it expected.
 
 IKBValue TKBClipsParser::ParseValue() {
   IKBValue current;
@@ -232,6 +239,8 @@ IValueVector TKBClipsParser::ParseValuePair() {
 }
 
 // Coordinates.
+//
+// points = "(" ("(" coordinate coordinate ")")* ")", coordinate = number | variable | call
 
 ISingletonsVector TKBClipsParser::ParseSingletons() {
   CheckStack();
@@ -268,6 +277,11 @@ Ref<IFuzzySet> TKBClipsParser::ParseFuzzySet(const Ref<IFuzzyVariable>& /*variab
 Ref<IFuzzyVariable> TKBClipsParser::ParseFuzzyVariable() { RaiseFuzzyUnavailable(); }
 
 // Facts.
+//
+// fact = "(" name value* ")" | "(" name ("(" slot-name value* ")")* ")"
+//
+// Which of the two is meant follows from the template. One that does not exist is made, without slots and so
+// for plain values, unless only known templates are wanted.
 
 IFact TKBClipsParser::ParseFact() {
   constexpr std::string_view kWhere = "ParseFact";

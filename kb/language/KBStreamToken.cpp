@@ -17,6 +17,7 @@ bool IsOnlyQuestionMarks(std::string_view name) {
   return name.size() > 1 && name.find_first_not_of('?') == std::string_view::npos;
 }
 
+// A token carries all numbers as a double; addresses of today's machines fit into one exactly.
 double AddressToNumber(const void* address) {
   return static_cast<double>(reinterpret_cast<uintptr_t>(address));
 }
@@ -96,6 +97,7 @@ std::string TKBStreamToken::ToString() const {
   return text;
 }
 
+// The truth values and nil are compared by identity all over the system, so they must be the shared ones.
 IKBValue TKBStreamToken::AtomValue() const {
   const std::string_view text = text_.View();
   if (text == FCTrue->TextView()) return FCTrue;

@@ -80,6 +80,7 @@ char32_t TKBClipsStream::GetChar() {
   return c;
 }
 
+// The character before the last is known, which is enough to count the line end again when it comes back.
 void TKBClipsStream::PutBack(char32_t c) {
   TKBTokenizerStream::PutBack(c);
   if (c == kReturn || (c == kLineFeed && previous_ != kReturn)) --lineNumber_;
@@ -138,6 +139,8 @@ void TKBClipsStream::ReadToLineEnd() {
 
 // Making tokens.
 
+// A comment goes to the end of its line and into the white space of the token behind it. Anything that is
+// neither punctuation nor a string is an atom at first; Classify tells variables and numbers.
 IStreamToken TKBClipsStream::BuildNextToken() {
   for (;;) {
     buffer_.clear();
@@ -165,6 +168,9 @@ void TKBClipsStream::SkipComment() {
   whitespace_ += kLineEnd;
 }
 
+// White space, a quote, a comment and most punctuation end an atom, but not "="; so a=b is one atom, ?x<-(a)
+// is variable, arrow and parenthesis. A backslash takes the character behind it in, whatever it is, unless it
+// is the first: then it is itself.
 IStreamToken TKBClipsStream::BuildAtom(char32_t first) {
   Append(first);
   for (;;) {
@@ -193,6 +199,8 @@ IStreamToken TKBClipsStream::BuildAtom(char32_t first) {
   }
 }
 
+// A backslash gives the character behind it, so that quotes and backslashes can stand in a string; there are
+// no further escapes. Line ends are kept.
 void TKBClipsStream::ReadString() {
   for (;;) {
     char32_t c = GetChar();
@@ -237,6 +245,8 @@ IStreamToken TKBClipsStream::FinishToken(int kind, std::string_view text) {
   return token;
 }
 
+// What converts as a 32-bit integer is one; what converts as a number otherwise is a float, so 3000000000 is
+// one too; what looks like a number and is none, such as 1-2, stays an atom.
 IStreamToken TKBClipsStream::Classify(std::string_view text) {
   if (text[0] == '?') {
     TKBText name = text.size() == 1 ? BlankName(SBlankPrefix) : MakeText(text.substr(1));
@@ -293,6 +303,8 @@ void TKBClipsStream::DropAhead() noexcept {
   nextAhead_ = 0;
 }
 
+// Reads one expression: a single token, or all from a parenthesis to the one that balances it. A closing
+// parenthesis at the start is balanced by a later opening one, or by the end of the text.
 void TKBClipsStream::PrepareSExp() {
   spelledHead_.clear();
   spelled_.clear();

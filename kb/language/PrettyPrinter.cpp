@@ -53,6 +53,8 @@ std::string PrettyPrint(const TFact& fact, std::string_view slotName) {
   return PrettyPrint(fact, slotName, fact.GetValue(slotName));
 }
 
+// Slots come in the order of their names; one whose value has no text is left out, and reads back as its
+// default.
 std::string PrettyPrint(const TFact& fact) {
   CheckStack();
   std::string text = "(";
@@ -77,6 +79,7 @@ std::string PrettyPrint(const TFact& fact) {
   return text + ")";
 }
 
+// An entry that was never parsed is written as it came in.
 std::string PrettyPrint(const TFactSet& factSet, bool fullName) {
   std::string text = "(deffacts " + FullName(factSet.GetModule(), factSet.GetFactSetName(), fullName);
   if (!factSet.GetComment().empty()) text += " " + Quoted(factSet.GetComment());
@@ -122,6 +125,7 @@ void AppendTest(std::string& text, const TKBPatternMatchTest& test, bool isTest)
   text += ValueText(value);
 }
 
+// Tests of one field are joined by "&". There is no "|": alternatives have become a call of `or` by now.
 std::string SlotTestsText(const TSlotTests& tests, bool isTest) {
   std::string text;
   for (size_t i = 0; i < tests.size(); ++i) {
@@ -178,6 +182,7 @@ std::string ActionsText(const TRule& rule) {
   return text;
 }
 
+// Only what differs from the defaults. The salience is the number that it came to last.
 std::string DeclarationsText(const TRule& rule) {
   if (rule.GetSalience() == 0 && !rule.GetOneShot() && !rule.GetAutoFocus() && rule.GetEnabled()) return {};
   std::string text(IndentString);

@@ -41,6 +41,7 @@ std::string TwiceIndented(const std::string& text) {
   return std::string(IndentString) + std::string(IndentString) + text;
 }
 
+// The qualifiers of a slot and its default, which stands on a line of its own behind them.
 std::string SlotBody(const TFactSlot& slot) {
   const std::string defaultText = DefaultText(slot);
   if (const IKBDefinedType& definedType = slot.GetExtendedTypeInfo()) {
@@ -68,6 +69,7 @@ std::string PrettyPrint(const TFactSlot& slot) {
 
 namespace {
 
+// The one slot of an ordered template is only written for what its type says.
 std::string OrderedBody(const TFactTemplate& factTemplate) {
   const TFactSlot* slot = factTemplate.FindSlot(SDefaultSlotName);
   if (slot == nullptr || !slot->GetExtendedTypeInfo()) return {};
@@ -97,6 +99,7 @@ std::string PrettyPrint(const TFactTemplate& factTemplate, bool fullName) {
 
 namespace {
 
+// Ends are whole numbers in print; the extreme ones stand for an open end.
 std::string RangeEnd(double value) {
   const bool open = value == TKBDefinedType::kOpenMinRange || value == TKBDefinedType::kOpenMaxRange;
   return open ? std::string(kOpenEnd) : IntegerToString(TruncateToInt32(value));
@@ -138,6 +141,7 @@ std::string LimitsText(const TKBDefinedType& type) {
   return text;
 }
 
+// With a parent only the types that come to those of the parent.
 std::string TypeHead(const TKBDefinedType& type, bool fullName) {
   std::string text = "(deftype " + FullName(ModuleName(type), type.GetName(), fullName) + " ";
   if (!type.GetComment().empty()) {

@@ -181,6 +181,17 @@ TEST_F(ParseError, TypesModulesFunctionsAndGlobals) {
   });
 }
 
+TEST_F(ParseError, FuzzyTypesAreRefused) {
+  engine.Parse("(deftemplate a (slot b (type FUZZY)))", true);
+  Check({
+      {"(assert (a (b hot)))",
+       Framed("Fuzzy Type Definition needed to parse value", "ParseValue", " ( assert ( a ( b ")},
+      {"(defrule r (a (b hot)) =>)",
+       Framed("Fuzzy Type Definition needed to parse value", "ParsePattern", " ( defrule r ( a ( b hot ")},
+      {"(deftype t extends (type FUZZY) (range 0 1))", "Fuzzy types are not available in this version"},
+  });
+}
+
 TEST_F(ParseError, Rules) {
   engine.Parse("(deftemplate person (slot name) (slot age) (multislot likes))", true);
   const auto rule = [](const std::string& message, const std::string& rest, const std::string& where) {
