@@ -58,6 +58,19 @@ class THashIndex {
     --size_;
     return true;
   }
+  /// Takes out the first object of that hash for which `accept(T&)` holds and gives it, or null.
+  template <class F>
+  T* Take(uint32_t hash, F&& accept) {
+    if (slots_.empty()) return nullptr;
+    for (size_t i = hash & Mask(); slots_[i].object != nullptr; i = (i + 1) & Mask()) {
+      if (slots_[i].hash != hash || !accept(*slots_[i].object)) continue;
+      T* object = slots_[i].object;
+      CloseGap(i);
+      --size_;
+      return object;
+    }
+    return nullptr;
+  }
   void Clear() noexcept {
     slots_.clear();
     slots_.shrink_to_fit();

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <compare>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -37,16 +38,12 @@ class TKBText {
   [[nodiscard]] bool Empty() const noexcept { return rep_ == nullptr; }
   [[nodiscard]] size_t Size() const noexcept { return rep_ == nullptr ? 0 : rep_->length; }
   /// Same as CalculateHash of the characters.
-  [[nodiscard]] int32_t Hash() const noexcept { return rep_ == nullptr ? TTextHash().Fold() : rep_->hash.Fold(); }
+  [[nodiscard]] int32_t Hash() const noexcept { return HashOf(rep_); }
   [[nodiscard]] TTextHash FullHash() const noexcept { return rep_ == nullptr ? TTextHash() : rep_->hash; }
   /// True when the text holds a double quote or a backslash, so that its printed string form differs from it.
   [[nodiscard]] bool NeedsEscape() const noexcept { return rep_ != nullptr && rep_->needsEscape; }
 
-  friend bool operator==(const TKBText& a, const TKBText& b) noexcept {
-    if (a.rep_ == b.rep_) return true;
-    if (a.rep_ == nullptr || b.rep_ == nullptr) return false;
-    return a.rep_->hash.value == b.rep_->hash.value && a.View() == b.View();
-  }
+  friend bool operator==(const TKBText& a, const TKBText& b) noexcept { return SameText(a.rep_, b.rep_); }
   friend bool operator==(const TKBText& a, std::string_view b) noexcept { return a.View() == b; }
   friend bool operator==(const TKBText& a, const char* b) noexcept { return a.View() == b; }
 
@@ -58,6 +55,15 @@ class TKBText {
     TTextHash hash;
     [[nodiscard]] const char* Chars() const noexcept { return reinterpret_cast<const char*>(this + 1); }
   };
+  [[nodiscard]] static int32_t HashOf(const Rep* rep) noexcept {
+    return rep == nullptr ? TTextHash().Fold() : rep->hash.Fold();
+  }
+  /// Whether two storages, either of which may be null, hold the same text.
+  [[nodiscard]] static bool SameText(const Rep* a, const Rep* b) noexcept {
+    if (a == b) return true;
+    if (a == nullptr || b == nullptr || a->hash.value != b->hash.value || a->length != b->length) return false;
+    return std::memcmp(a->Chars(), b->Chars(), a->length) == 0;
+  }
   /// Adopts a count that Detach gave up.
   [[nodiscard]] static TKBText Adopt(Rep* rep) noexcept {
     TKBText result;

@@ -75,7 +75,8 @@ TActivationAgenda::~TActivationAgenda() { Clear(); }
 
 uint32_t TActivationAgenda::HashOf(const TActivation* activation) noexcept {
   const auto address = reinterpret_cast<uintptr_t>(activation) >> 3;
-  return MixBits(static_cast<uint32_t>(address) ^ static_cast<uint32_t>(static_cast<uint64_t>(address) >> 32));
+  return MixBits(static_cast<uint32_t>(address) ^
+                 static_cast<uint32_t>(static_cast<uint64_t>(address) >> 32));
 }
 
 TActivationAgenda::TEntry* TActivationAgenda::EntryAt(int index) const {
@@ -94,7 +95,9 @@ int TActivationAgenda::Add(const Ref<TActivation>& activation) {
   return static_cast<int>(index);
 }
 
-const Ref<TActivation>& TActivationAgenda::GetActivation(int index) const { return EntryAt(index)->activation; }
+const Ref<TActivation>& TActivationAgenda::GetActivation(int index) const {
+  return EntryAt(index)->activation;
+}
 
 void TActivationAgenda::SetActivation(int index, const Ref<TActivation>& activation) {
   TEntry* entry = EntryAt(index);
@@ -109,7 +112,8 @@ std::string TActivationAgenda::GetText(int index) const {
 }
 
 int TActivationAgenda::IndexOfData(const TActivation* activation) const noexcept {
-  TEntry* entry = index_.Find(HashOf(activation), [&](const TEntry& e) { return e.activation == activation; });
+  TEntry* entry =
+      index_.Find(HashOf(activation), [&](const TEntry& e) { return e.activation == activation; });
   return entry == nullptr ? -1 : static_cast<int>(entries_.IndexOf(entry, entry->chunk));
 }
 

@@ -1,11 +1,12 @@
 // Activations and the agenda.
 //
-// An activation says that a rule can fire with a token. The agenda is the ordered list of activations of a module;
-// entry 0 fires next. Entries are in the order of the rule's salience, and among equals where the strategy put them
-// (see TInferenceEngine::SearchSalience).
+// An activation says that a rule can fire with a token. The agenda is the ordered list of activations of a
+// module; entry 0 fires next. Entries are in the order of the rule's salience, and among equals where the
+// strategy put them (see TInferenceEngine::SearchSalience).
 //
-// Must keep: order by index with insertion anywhere, finding an activation, removing it, all logarithmic with a hundred
-// thousand activations. Hence an indexed sequence whose entries remember their chunk, and an index by object.
+// Must keep: order by index with insertion anywhere, finding an activation, removing it, all logarithmic with
+// a hundred thousand activations. Hence an indexed sequence whose entries remember their chunk, and an index
+// by object.
 #pragma once
 
 #include <cstdint>

@@ -9,7 +9,8 @@
 namespace kb {
 
 void TJoinNode::SetPattern(TKBPattern* pattern, TRule* rule) {
-  if (pattern != nullptr && (!pattern->GetFactTemplate() || !pattern->GetFactTemplate()->IsBackwardChaining())) {
+  if (pattern != nullptr &&
+      (!pattern->GetFactTemplate() || !pattern->GetFactTemplate()->IsBackwardChaining())) {
     throw EKBException(TKBMessage::InvalidBackchainPattern);
   }
   pattern_ = pattern;
@@ -35,9 +36,22 @@ void TJoinNode::PrepareShortCut() {
     std::iter_swap(tests.begin(), found);
     keyTest_ = static_cast<const TKBJoinTest*>(tests.front().get());
     shortCut_ = true;
+    CollectKeyParts();
     break;
   }
   ClearMemory();
+}
+
+// Equality tests up to the first call: what a call does for a pair that would fail behind it must still
+// happen.
+void TJoinNode::CollectKeyParts() {
+  for (const auto& test : Tests()) {
+    const auto* join = dynamic_cast<const TKBJoinTest*>(test.get());
+    if (join == nullptr) break;
+    if (join == keyTest_ || join->GetSlotTestType() != sttEquals) continue;
+    leftParts_.push_back({join->GetTokenIdx(), join->GetLeftSubIndex(), join->GetLeftSlot()});
+    rightParts_.push_back({0, join->GetRightSubIndex(), join->GetRightSlot()});
+  }
 }
 
 void TJoinNode::ClearMemory() {
@@ -46,13 +60,15 @@ void TJoinNode::ClearMemory() {
     right_->Clear();
     return;
   }
-  const TKBText none;
-  const TKBText& leftSlot = shortCut_ ? keyTest_->GetLeftSlot().GetName() : none;
-  const TKBText& rightSlot = shortCut_ ? keyTest_->GetRightSlot().GetName() : none;
-  left_ = std::make_unique<TKBTokenTree>(memorySize_, shortCut_ ? keyTest_->GetTokenIdx() : -1,
-                                         shortCut_ ? keyTest_->GetLeftSubIndex() : NoSubIndex, leftSlot, !shortCut_);
-  right_ = std::make_unique<TKBTokenTree>(memorySize_, 0, shortCut_ ? keyTest_->GetRightSubIndex() : NoSubIndex,
-                                          rightSlot, false);
+  if (!shortCut_) {
+    left_ = std::make_unique<TKBTokenTree>(memorySize_, -1, NoSubIndex, TKBText(), true);
+    right_ = std::make_unique<TKBTokenTree>(memorySize_, 0, NoSubIndex, TKBText(), false);
+    return;
+  }
+  const TKeyPart left{keyTest_->GetTokenIdx(), keyTest_->GetLeftSubIndex(), keyTest_->GetLeftSlot()};
+  const TKeyPart right{0, keyTest_->GetRightSubIndex(), keyTest_->GetRightSlot()};
+  left_ = std::make_unique<TKBTokenTree>(memorySize_, left, leftParts_);
+  right_ = std::make_unique<TKBTokenTree>(memorySize_, right, rightParts_);
 }
 
 bool TJoinNode::CallNode(const IReteToken& token, TCallType callType) {
@@ -76,14 +92,15 @@ bool TJoinNode::CallNode(const IReteToken& token, TCallType callType) {
   }
 }
 
-// A memory may hold the very token that goes on to the node's siblings, since chains never change. Only the count of
-// a negated join is written, so such a join stores a copy.
+// A memory may hold the very token that goes on to the node's siblings, since chains never change. Only the
+// count of a negated join is written, so such a join stores a copy. What goes on is built on the stored
+// token, also when it is removed: the memories below then find it by comparing a single link.
 void TJoinNode::LeftToken(const IReteToken& token) {
   if (token->GetTag() == taRemove) {
     if (negated_) {
       RemoveNegatedLeft(token);
-    } else if (left_->Remove(*token)) {
-      RunTestsVaryRight(token);
+    } else if (const IReteToken stored = left_->Remove(*token)) {
+      RunTestsVaryRight(stored, taRemove);
     }
     return;
   }
@@ -91,13 +108,14 @@ void TJoinNode::LeftToken(const IReteToken& token) {
     AddNegatedLeft(token);
   } else {
     if (!left_->Add(token)) return;
-    RunTestsVaryRight(token);
+    RunTestsVaryRight(token, token->GetTag());
     if (pattern_ != nullptr && !IsDead()) AskForBackChain(token);
   }
 }
 
 void TJoinNode::RightToken(const IReteToken& token) {
-  const bool changed = token->GetTag() == taRemove ? static_cast<bool>(right_->Remove(*token)) : right_->Add(token);
+  const bool changed =
+      token->GetTag() == taRemove ? static_cast<bool>(right_->Remove(*token)) : right_->Add(token);
   if (changed) RunTestsVaryLeft(token);
 }
 
@@ -113,7 +131,8 @@ void TJoinNode::ScanRight(const TKBToken& token, F&& visit) {
     return;
   }
   right_->ScanKey(
-      KeyOf(token.Facts(keyTest_->GetTokenIdx()), keyTest_->GetLeftSlot(), keyTest_->GetLeftSubIndex()), visit);
+      KeyOf(token.Facts(keyTest_->GetTokenIdx()), keyTest_->GetLeftSlot(), keyTest_->GetLeftSubIndex()),
+      RefinementOf(token, leftParts_), visit);
 }
 
 template <class F>
@@ -122,7 +141,8 @@ void TJoinNode::ScanLeft(const TKBToken& token, F&& visit) {
     left_->ScanAll(visit);
     return;
   }
-  left_->ScanKey(KeyOf(token.Facts(0), keyTest_->GetRightSlot(), keyTest_->GetRightSubIndex()), visit);
+  left_->ScanKey(KeyOf(token.Facts(0), keyTest_->GetRightSlot(), keyTest_->GetRightSubIndex()),
+                 RefinementOf(token, rightParts_), visit);
 }
 
 void TJoinNode::PassCombined(const IReteToken& left, const IReteToken& right, TTokenAction tag) {
@@ -132,18 +152,19 @@ void TJoinNode::PassCombined(const IReteToken& left, const IReteToken& right, TT
   CallChildren(combined);
 }
 
-void TJoinNode::RunTestsVaryRight(const IReteToken& token) {
-  const TTokenAction tag = token->GetTag();
-  const bool testFree = GetTestCount() == 0;
+bool TJoinNode::PassesWith(TKBContext& context, TFact* right) const {
+  if (GetTestCount() == 0) return true;
+  context.SetFact(right);
+  return PerformTests();
+}
+
+void TJoinNode::RunTestsVaryRight(const IReteToken& token, TTokenAction tag) {
   int passed = 0;
+  TKBContext& context = GetContext();
+  const TContextMatchScope scope(context, token.Get(), nullptr);
   ScanRight(*token, [&](const IReteToken& right) {
     if (IsDead()) return false;
-    bool passes = testFree;
-    if (!testFree) {
-      const TContextMatchScope scope(GetContext(), token.Get(), right->GetFact().Get());
-      passes = PerformTests();
-    }
-    if (!passes) return true;
+    if (!PassesWith(context, right->GetFact().Get())) return true;
     if (tag != taRemove) ++passed;
     PassCombined(token, right, tag);
     return !(unique_ && tag != taRemove);
@@ -156,22 +177,24 @@ void TJoinNode::AddNegatedLeft(const IReteToken& token) {
   const auto copy = MakeRef<TKBToken>(token);
   if (!left_->Add(copy)) return;
   int blockers = 0;
-  const bool testFree = GetTestCount() == 0;
-  ScanRight(*token, [&](const IReteToken& right) {
-    const TContextMatchScope scope(GetContext(), token.Get(), right->GetFact().Get());
-    if (testFree || PerformTests()) ++blockers;
-    return true;
-  });
+  {
+    TKBContext& context = GetContext();
+    const TContextMatchScope scope(context, token.Get(), nullptr);
+    ScanRight(*token, [&](const IReteToken& right) {
+      if (PassesWith(context, right->GetFact().Get())) ++blockers;
+      return true;
+    });
+  }
   copy->SetNegatedCount(blockers);
   passCount_ = blockers == 0 ? 1 : 0;
-  if (blockers == 0) PassNull(token, token->GetTag(), token->GetStrength());
+  if (blockers == 0) PassNull(copy, token->GetTag(), token->GetStrength());
   if (pattern_ != nullptr && passCount_ == 0 && !IsDead()) AskForBackChain(token);
 }
 
 // The count of the stored copy tells whether the chain had been passed on: nothing is scanned.
 void TJoinNode::RemoveNegatedLeft(const IReteToken& token) {
   const IReteToken stored = left_->Remove(*token);
-  if (stored && stored->GetNegatedCount() == 0) PassNull(token, token->GetTag(), token->GetStrength());
+  if (stored && stored->GetNegatedCount() == 0) PassNull(stored, token->GetTag(), token->GetStrength());
 }
 
 // A negated pattern takes a place in the chain, which the null fact holds.
@@ -186,15 +209,13 @@ void TJoinNode::PassNull(const IReteToken& token, TTokenAction tag, float streng
 
 void TJoinNode::RunTestsVaryLeft(const IReteToken& token) {
   if (left_->IsEmpty()) return;
-  const bool testFree = GetTestCount() == 0;
+  TKBContext& context = GetContext();
+  TFact* fact = token->GetFact().Get();
+  const TContextMatchScope scope(context, nullptr, fact);
   ScanLeft(*token, [&](const IReteToken& left) {
     if (IsDead()) return false;
-    bool passes = testFree;
-    if (!testFree) {
-      const TContextMatchScope scope(GetContext(), left.Get(), token->GetFact().Get());
-      passes = PerformTests();
-    }
-    if (!passes) return true;
+    context.SetToken(left.Get());
+    if (!PassesWith(context, fact)) return true;
     if (negated_) {
       Block(left, token);
     } else {
@@ -220,10 +241,12 @@ void TJoinNode::Block(const IReteToken& left, const IReteToken& blocker) {
 namespace {
 
 // The value that a test of the asking pattern contributes to the goal, `value` when it contributes none.
-IKBValue GoalValue(const TKBPatternMatchTest& test, const TRule& rule, const TKBToken& token, IKBValue value) {
+IKBValue GoalValue(const TKBPatternMatchTest& test, const TRule& rule, const TKBToken& token,
+                   IKBValue value) {
   if (!test.IsVariable()) return test.GetSlotValue();
   const TBinding* binding = rule.GetBindingByName(test.GetSlotValue()->GetAsString());
-  if (binding == nullptr || binding->GetFactIndex() >= token.GetCount() || binding->GetFactIndex() < 0) return value;
+  if (binding == nullptr || binding->GetFactIndex() >= token.GetCount() || binding->GetFactIndex() < 0)
+    return value;
   const TFact* fact = token.Facts(binding->GetFactIndex());
   if (fact == nullptr) return value;
   if (binding->IsPatternBinding()) return MakeFactId(fact->GetID());
@@ -231,7 +254,8 @@ IKBValue GoalValue(const TKBPatternMatchTest& test, const TRule& rule, const TKB
   return found == nullptr ? value : IKBValue(found);
 }
 
-void FillGoalSlot(const TKBPattern& pattern, int slot, const TRule& rule, const TKBToken& token, TFact& goal) {
+void FillGoalSlot(const TKBPattern& pattern, int slot, const TRule& rule, const TKBToken& token,
+                  TFact& goal) {
   const TKBText& name = pattern.GetSlotName(slot);
   const TFactSlot* definition = goal.GetTemplate()->FindSlot(name.View());
   if (definition == nullptr) return;
@@ -260,14 +284,16 @@ void FillGoalSlot(const TKBPattern& pattern, int slot, const TRule& rule, const 
 
 }  // namespace
 
-// A chain without a partner: the missing fact is described by a goal fact, as far as the chain is bound. It is
-// asserted when the network is at rest.
+// A chain without a partner: the missing fact is described by a goal fact, as far as the chain is bound. It
+// is asserted when the network is at rest.
 void TJoinNode::AskForBackChain(const IReteToken& token) {
   if (passCount_ != 0 || pattern_->IsGoal()) return;
   TInferenceEngine* engine = GetRete().GetEngine();
-  const IFactTemplate goalTemplate = engine->CreateFactTemplate(std::string(SBackChainPrefix) + pattern_->GetName());
+  const IFactTemplate goalTemplate =
+      engine->CreateFactTemplate(std::string(SBackChainPrefix) + pattern_->GetName());
   const auto goal = MakeRef<TFact>(goalTemplate);
-  for (int slot = 0; slot < pattern_->GetSlotCount(); ++slot) FillGoalSlot(*pattern_, slot, *rule_, *token, *goal);
+  for (int slot = 0; slot < pattern_->GetSlotCount(); ++slot)
+    FillGoalSlot(*pattern_, slot, *rule_, *token, *goal);
   engine->AddPendingFact(goal, true);
 }
 

@@ -2,17 +2,8 @@
 
 #include "kb/matching/KBToken.h"
 #include "kb/values/KBContext.h"
-#include "kb/values/ValueVector.h"
 
 namespace kb {
-
-TKBValue* SlotElement(const TFact& fact, const TSlotRef& slot, int subIndex) {
-  TKBValue* value = fact.FindValue(slot);
-  if (value == nullptr || subIndex == NoSubIndex) return value;
-  const TValueVector* list = value->ListOrNull();
-  if (list == nullptr || subIndex >= list->GetValueCount()) return nullptr;
-  return list->Get(subIndex).Get();
-}
 
 const TClassInfo& TKBJoinTest::StaticClass() noexcept {
   static const TClassInfo info{"TKBJoinTest", &TPersistent::StaticClass(), nullptr, nullptr};
@@ -32,7 +23,8 @@ bool TKBJoinTest::Equals(const TKBSlotTest& other) const {
   const auto* test = dynamic_cast<const TKBJoinTest*>(&other);
   return test != nullptr && TKBSlotTest::Equals(other) && tokenIdx_ == test->tokenIdx_ &&
          leftSubIndex_ == test->leftSubIndex_ && rightSubIndex_ == test->rightSubIndex_ &&
-         leftSlot_.GetName() == test->leftSlot_.GetName() && rightSlot_.GetName() == test->rightSlot_.GetName();
+         leftSlot_.GetName() == test->leftSlot_.GetName() &&
+         rightSlot_.GetName() == test->rightSlot_.GetName();
 }
 
 std::string TKBJoinTest::ToString() const {
@@ -40,8 +32,9 @@ std::string TKBJoinTest::ToString() const {
   const auto place = [&](const TSlotRef& slot, int subIndex) {
     return slot.GetName().ToString() + (multi ? " " + std::to_string(subIndex) : std::string());
   };
-  return TKBSlotTest::ToString() + (multi ? " tstMultiSlot" : " tstSlot") + " TokenIdx: " + std::to_string(tokenIdx_) +
-         " Left: " + place(leftSlot_, leftSubIndex_) + " Right: " + place(rightSlot_, rightSubIndex_);
+  return TKBSlotTest::ToString() + (multi ? " tstMultiSlot" : " tstSlot") +
+         " TokenIdx: " + std::to_string(tokenIdx_) + " Left: " + place(leftSlot_, leftSubIndex_) +
+         " Right: " + place(rightSlot_, rightSubIndex_);
 }
 
 bool TKBJoinTest::PerformTest(TKBContext& context) const {

@@ -4,7 +4,9 @@
 #include <string>
 
 #include "kb/language/KBPatternTest.h"
-#include "kb/values/FactTemplate.h"
+#include "kb/values/Fact.h"
+#include "kb/values/KBConsts.h"
+#include "kb/values/ValueVector.h"
 
 namespace kb {
 
@@ -14,8 +16,8 @@ using TJoinTestType = TTemplateSlotType;
 class TKBJoinTest final : public TKBSlotTest {
  public:
   /// Positions of -1 mean the whole slot; with both -1 it is a tstSlot test, else tstMultiSlot.
-  TKBJoinTest(TSlotTestType type, int tokenIdx, const TKBText& leftSlot, int leftSubIndex, const TKBText& rightSlot,
-              int rightSubIndex);
+  TKBJoinTest(TSlotTestType type, int tokenIdx, const TKBText& leftSlot, int leftSubIndex,
+              const TKBText& rightSlot, int rightSubIndex);
   static const TClassInfo& StaticClass() noexcept;
   [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
 
@@ -30,7 +32,8 @@ class TKBJoinTest final : public TKBSlotTest {
 
   [[nodiscard]] bool Equals(const TKBSlotTest& other) const override;
   [[nodiscard]] std::string ToString() const override;
-  /// A slot or element that a fact lacks makes the test fail; a position without fact makes a tstMultiSlot test pass.
+  /// A slot or element that a fact lacks makes the test fail; a position without fact makes a tstMultiSlot
+  /// test pass.
   [[nodiscard]] bool PerformTest(TKBContext& context) const override;
 
  private:
@@ -42,6 +45,12 @@ class TKBJoinTest final : public TKBSlotTest {
 };
 
 /// The value of a slot of a fact, or its element at `subIndex` unless that is -1; null when there is none.
-[[nodiscard]] TKBValue* SlotElement(const TFact& fact, const TSlotRef& slot, int subIndex);
+[[nodiscard]] inline TKBValue* SlotElement(const TFact& fact, const TSlotRef& slot, int subIndex) {
+  TKBValue* value = fact.FindValue(slot);
+  if (value == nullptr || subIndex == NoSubIndex) return value;
+  const TValueVector* list = value->ListOrNull();
+  if (list == nullptr || subIndex >= list->GetValueCount()) return nullptr;
+  return list->Get(subIndex).Get();
+}
 
 }  // namespace kb

@@ -1,9 +1,9 @@
 // Tokens: partial matches on their way through the network.
 //
-// A token is one fact and a reference to the token that it extends, so that chains share their prefixes and a token
-// has the same size however long its chain. Chains are never changed after they are built. Two tokens are equal when
-// their facts have the same ids and they have the same strength: a token that removes finds what was added without a
-// pointer to it.
+// A token is one fact and a reference to the token that it extends, so that chains share their prefixes and a
+// token has the same size however long its chain. Chains are never changed after they are built. Two tokens
+// are equal when their facts have the same ids and they have the same strength: a token that removes finds
+// what was added without a pointer to it.
 #pragma once
 
 #include <cstdint>
@@ -35,8 +35,8 @@ class TKBToken final : public RefCounted, public TPooled {
   void SetNegatedCount(int value) noexcept { negatedCount_ = value < 0 ? 0 : value; }
   [[nodiscard]] const IFact& GetFact() const noexcept { return fact_; }
   [[nodiscard]] const IReteToken& GetParent() const noexcept { return parent_; }
-  /// The fact at a position, 0 being the oldest; an index beyond the chain gives the token's own fact. Walks from the
-  /// end of the chain.
+  /// The fact at a position, 0 being the oldest; an index beyond the chain gives the token's own fact. Walks
+  /// from the end of the chain.
   [[nodiscard]] TFact* Facts(int index) const noexcept {
     const TKBToken* token = this;
     while (token->count_ - index >= 2) token = token->parent_.Get();

@@ -3,11 +3,36 @@
 #include <algorithm>
 
 #include "kb/common/Helpers.h"
+#include "kb/matching/KBSlotTest.h"
 #include "kb/values/ValueVector.h"
 
 namespace kb {
 
-TKBTokenTree::TKBTokenTree(int size, int factIndex, int subIndex, const TKBText& slotName, bool hashBySortCode)
+std::optional<uint32_t> RefiningHash(const TKBValue* value) {
+  if (value == nullptr) return 0;
+  const TKBType type = value->GetDType();
+  if (type == dtFuzzy) return std::nullopt;
+  const uint32_t seed = MixBits(static_cast<uint32_t>(type) + 1);
+  // Others (floats within the tolerance, lists) may be equal without hashing alike: their type alone tells
+  // something.
+  const bool exact = KBStringTypes.Has(type) || type == dtInteger || type == dtFactId;
+  return exact ? CombineHash(seed, static_cast<uint32_t>(value->GetHashCode())) : seed;
+}
+
+std::optional<uint32_t> RefinementOf(const TKBToken& token, const std::vector<TKeyPart>& parts) {
+  uint32_t refinement = 0;
+  for (const TKeyPart& part : parts) {
+    const TFact* fact = token.Facts(part.factIndex);
+    if (fact == nullptr) return std::nullopt;
+    const std::optional<uint32_t> hash = RefiningHash(SlotElement(*fact, part.slot, part.subIndex));
+    if (!hash) return std::nullopt;
+    refinement = CombineHash(refinement, *hash);
+  }
+  return refinement;
+}
+
+TKBTokenTree::TKBTokenTree(int size, int factIndex, int subIndex, const TKBText& slotName,
+                           bool hashBySortCode)
     : size_(size < 1 ? 1 : size),
       factIndex_(factIndex),
       subIndex_(subIndex),
@@ -15,6 +40,11 @@ TKBTokenTree::TKBTokenTree(int size, int factIndex, int subIndex, const TKBText&
       hashBySortCode_(hashBySortCode),
       keyed_(!hashBySortCode && !slotName.Empty()),
       minIndex_(size_ + 1) {}
+
+TKBTokenTree::TKBTokenTree(int size, const TKeyPart& key, std::vector<TKeyPart> parts)
+    : TKBTokenTree(size, key.factIndex, key.subIndex, key.slot.GetName(), false) {
+  parts_ = std::move(parts);
+}
 
 TKBTokenTree::~TKBTokenTree() {
   scans_ = 0;
@@ -45,24 +75,38 @@ uint32_t TKBTokenTree::IdentityOf(const TKBToken& token, int bucket) const noexc
   return token.GetHash() ^ MixBits(static_cast<uint32_t>(bucket) + 1);
 }
 
-const TKBTokenTree::TChain* TKBTokenTree::FindChain(int32_t key) const {
-  if (keyed_) {
-    return keyedChains_.Find(MixBits(static_cast<uint32_t>(key)), [&](TChain& c) { return c.key == key; });
-  }
-  return chains_.empty() ? nullptr : &chains_[static_cast<size_t>(BucketOf(key))];
+uint32_t TKBTokenTree::ChainHash(int32_t key, uint32_t refinement) noexcept {
+  return CombineHash(MixBits(static_cast<uint32_t>(key)), refinement);
 }
 
-TKBTokenTree::TChain& TKBTokenTree::ChainFor(int32_t key, int bucket) {
+const TKBTokenTree::TChain* TKBTokenTree::FindChain(int32_t key, uint32_t refinement) const {
+  if (!keyed_) return chains_.empty() ? nullptr : &chains_[static_cast<size_t>(BucketOf(key))];
+  return keyedChains_.Find(ChainHash(key, refinement),
+                           [&](TChain& c) { return c.key == key && c.refinement == refinement; });
+}
+
+TKBTokenTree::TChain& TKBTokenTree::ChainFor(int32_t key, uint32_t refinement) {
   if (!keyed_) {
     if (chains_.empty()) chains_.resize(static_cast<size_t>(size_));
-    return chains_[static_cast<size_t>(bucket)];
+    return chains_[static_cast<size_t>(BucketOf(key))];
   }
-  const uint32_t hash = MixBits(static_cast<uint32_t>(key));
-  if (TChain* found = keyedChains_.Find(hash, [&](TChain& c) { return c.key == key; })) return *found;
+  if (const TChain* found = FindChain(key, refinement)) return const_cast<TChain&>(*found);
   auto chain = std::make_unique<TChain>();
   chain->key = key;
-  keyedChains_.Insert(hash, chain.get());
+  chain->refinement = refinement;
+  keyedChains_.Insert(ChainHash(key, refinement), chain.get());
   return *chain.release();
+}
+
+// The slow road past the refinement.
+std::vector<const TKBTokenTree::TEntry*> TKBTokenTree::EntriesOf(int32_t key) const {
+  std::vector<const TEntry*> entries;
+  index_.ForAll([&](const TEntry& entry) {
+    if (entry.key == key) entries.push_back(&entry);
+  });
+  std::sort(entries.begin(), entries.end(),
+            [](const TEntry* a, const TEntry* b) { return a->arrival < b->arrival; });
+  return entries;
 }
 
 bool TKBTokenTree::Add(const IReteToken& token) {
@@ -74,13 +118,17 @@ bool TKBTokenTree::Add(const IReteToken& token) {
       }) != nullptr) {
     return false;
   }
+  const std::optional<uint32_t> refinement = RefinementOf(*token, parts_);
   auto entry = std::make_unique<TEntry>();
   entry->token = token;
   entry->key = key;
-  TChain& chain = ChainFor(key, bucket);
+  entry->arrival = ++arrivals_;
+  entry->unrefined = !refinement;
+  TChain& chain = ChainFor(key, refinement.value_or(0));
   entry->chain = &chain;
   entry->previous = chain.last;
   index_.Insert(identity, entry.get());
+  if (!refinement) ++unrefined_;
   (chain.last == nullptr ? chain.first : chain.last->next) = entry.get();
   chain.last = entry.release();
   minIndex_ = std::min(minIndex_, bucket);
@@ -91,11 +139,10 @@ bool TKBTokenTree::Add(const IReteToken& token) {
 
 IReteToken TKBTokenTree::Remove(const TKBToken& token) {
   const int bucket = BucketOf(KeyOf(token));
-  const uint32_t identity = IdentityOf(token, bucket);
-  TEntry* entry = index_.Find(
-      identity, [&](const TEntry& e) { return e.token->Equals(token) && BucketOf(e.key) == bucket; });
+  TEntry* entry = index_.Take(IdentityOf(token, bucket), [&](const TEntry& e) {
+    return e.token->Equals(token) && BucketOf(e.key) == bucket;
+  });
   if (entry == nullptr) return nullptr;
-  index_.Erase(identity, entry);
   IReteToken stored = entry->token;
   Unlink(*entry);
   Drop(entry);
@@ -108,8 +155,9 @@ void TKBTokenTree::Unlink(TEntry& entry) {
   (entry.previous == nullptr ? chain.first : entry.previous->next) = entry.next;
   (entry.next == nullptr ? chain.last : entry.next->previous) = entry.previous;
   entry.removed = true;
+  if (entry.unrefined) --unrefined_;
   if (!keyed_ || chain.first != nullptr) return;
-  keyedChains_.Erase(MixBits(static_cast<uint32_t>(chain.key)), &chain);
+  keyedChains_.Erase(ChainHash(chain.key, chain.refinement), &chain);
   if (scans_ > 0) {
     chainGraveyard_.push_back(&chain);
   } else {
@@ -152,13 +200,12 @@ void TKBTokenTree::Clear() {
 template <class F>
 std::string TKBTokenTree::BucketTexts(F&& text) const {
   std::vector<const TEntry*> entries;
-  const auto collect = [&](const TChain& chain) {
-    for (const TEntry* entry = chain.first; entry != nullptr; entry = entry->next) entries.push_back(entry);
-  };
-  for (const TChain& chain : chains_) collect(chain);
-  keyedChains_.ForAll([&](TChain& chain) { collect(chain); });
-  std::stable_sort(entries.begin(), entries.end(),
-                   [this](const TEntry* a, const TEntry* b) { return BucketOf(a->key) < BucketOf(b->key); });
+  index_.ForAll([&](const TEntry& entry) { entries.push_back(&entry); });
+  std::sort(entries.begin(), entries.end(), [this](const TEntry* a, const TEntry* b) {
+    const int one = BucketOf(a->key);
+    const int two = BucketOf(b->key);
+    return one != two ? one < two : a->arrival < b->arrival;
+  });
   std::string result;
   int bucket = -1;
   for (const TEntry* entry : entries) {

@@ -1,20 +1,26 @@
 // The memory of one side of a join.
 //
-// Tokens stand in a fixed number of buckets by a key that is chosen per memory: the sort code, the id of a fact, or
-// the hash of a slot's value. What can be seen from outside is the order: bucket after bucket, and in a bucket the
-// order of arrival; equal tokens in one bucket are stored once.
+// Tokens stand in a fixed number of buckets by a key that is chosen per memory: the sort code, the id of a
+// fact, or the hash of a slot's value. What can be seen from outside is the order: bucket after bucket, and
+// in a bucket the order of arrival; equal tokens in one bucket are stored once.
 //
-// Must keep: finding an equal token (constant on average, however full a bucket), the tokens of one full key (a memory
-// that is keyed by a value is only ever asked for one value), order of arrival. Hence an index of all tokens by
-// identity, and lists of tokens: one list a bucket, or, for a memory keyed by a value, one list a value, so that a
-// lookup touches only tokens whose key has the same hash.
+// Must keep: finding an equal token (constant on average, however full a bucket), the tokens of one full key
+// (a memory that is keyed by a value is only ever asked for one value), order of arrival. Hence an index of
+// all tokens by identity, and lists of tokens: one list a bucket, or, for a memory keyed by a value, one list
+// a value, so that a lookup touches only tokens whose key has the same hash. A join with several equality
+// tests refines the key by the values of the further tests: a list then holds the tokens that agree in all of
+// them, and the primary key alone still decides about buckets, order and duplicates. Values that may equal a
+// value of another hash (fuzzy ones) cannot refine; while the memory holds such a token, or when one is asked
+// for, a lookup looks through the whole memory.
 //
-// A scan may be interrupted by changes of the same memory (a function in a test that asserts a fact): entries that go
-// during a scan are kept until the last scan ends. Tested in tests/matching/TokenTreeTest.cpp.
+// A scan may be interrupted by changes of the same memory (a function in a test that asserts a fact): entries
+// that go during a scan are kept until the last scan ends. Tested in tests/matching/TokenTreeTest.cpp.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,11 +32,26 @@
 
 namespace kb {
 
+/// One value of a chain that takes part in a key: a slot of the fact at `factIndex`, or an element of it.
+struct TKeyPart {
+  int factIndex = 0;
+  int subIndex = -1;
+  TSlotRef slot;
+};
+
+/// What a value contributes to a refined key: equal values contribute the same. None for a value that may
+/// equal others of any kind. `value` may be null.
+[[nodiscard]] std::optional<uint32_t> RefiningHash(const TKBValue* value);
+/// The contributions of a chain, none as soon as one of them is missing.
+[[nodiscard]] std::optional<uint32_t> RefinementOf(const TKBToken& token, const std::vector<TKeyPart>& parts);
+
 class TKBTokenTree {
  public:
-  /// `size` buckets. With `hashBySortCode` the other arguments are ignored; with an empty slot name the id of the fact
-  /// at `factIndex` is the key, else the hash of the slot's value or of the element at `subIndex`.
+  /// `size` buckets. With `hashBySortCode` the other arguments are ignored; with an empty slot name the id of
+  /// the fact at `factIndex` is the key, else the hash of the slot's value or of the element at `subIndex`.
   TKBTokenTree(int size, int factIndex, int subIndex, const TKBText& slotName, bool hashBySortCode);
+  /// A memory keyed by a slot's value whose key `parts` refine.
+  TKBTokenTree(int size, const TKeyPart& key, std::vector<TKeyPart> parts);
   TKBTokenTree(const TKBTokenTree&) = delete;
   TKBTokenTree& operator=(const TKBTokenTree&) = delete;
   ~TKBTokenTree();
@@ -50,14 +71,18 @@ class TKBTokenTree {
   [[nodiscard]] int32_t KeyOf(const TKBToken& token) const;
 
   /// Calls `visit(const IReteToken&)` for the tokens of that key, in order of arrival, until it gives false.
+  /// With a refinement tokens of another one are passed over where that can be told without looking at them.
   template <class F>
-  void ScanKey(int32_t key, F&& visit) const {
-    const TChain* chain = FindChain(key);
-    if (chain == nullptr) return;
+  void ScanKey(int32_t key, std::optional<uint32_t> refinement, F&& visit) const {
     const TScan scan(*this);
-    ScanChain(*chain, visit);
+    if (!refinement || unrefined_ > 0) {
+      ScanEntries(EntriesOf(key), visit);
+    } else if (const TChain* chain = FindChain(key, *refinement)) {
+      ScanChain(*chain, visit);
+    }
   }
-  /// Calls `visit` for all tokens, bucket after bucket, until it gives false. Only for a memory that is not keyed.
+  /// Calls `visit` for all tokens, bucket after bucket, until it gives false. Only for a memory that is not
+  /// keyed.
   template <class F>
   void ScanAll(F&& visit) const {
     const TScan scan(*this);
@@ -76,14 +101,17 @@ class TKBTokenTree {
     TEntry* first = nullptr;
     TEntry* last = nullptr;
     int32_t key = 0;
+    uint32_t refinement = 0;
   };
   struct TEntry : public TPooled {
     IReteToken token;
     TEntry* previous = nullptr;
     TEntry* next = nullptr;
     TChain* chain = nullptr;
+    uint64_t arrival = 0;
     int32_t key = 0;
     bool removed = false;
+    bool unrefined = false;  // holds a value that cannot refine
   };
   // While one exists, entries that are taken out stay readable.
   class TScan {
@@ -107,10 +135,19 @@ class TKBTokenTree {
     return true;
   }
 
+  template <class F>
+  static void ScanEntries(const std::vector<const TEntry*>& entries, F& visit) {
+    for (const TEntry* entry : entries) {
+      if (!entry->removed && !visit(entry->token)) return;
+    }
+  }
+
   [[nodiscard]] int BucketOf(int32_t key) const noexcept;
   [[nodiscard]] uint32_t IdentityOf(const TKBToken& token, int bucket) const noexcept;
-  [[nodiscard]] const TChain* FindChain(int32_t key) const;
-  [[nodiscard]] TChain& ChainFor(int32_t key, int bucket);
+  [[nodiscard]] std::vector<const TEntry*> EntriesOf(int32_t key) const;
+  [[nodiscard]] static uint32_t ChainHash(int32_t key, uint32_t refinement) noexcept;
+  [[nodiscard]] const TChain* FindChain(int32_t key, uint32_t refinement) const;
+  [[nodiscard]] TChain& ChainFor(int32_t key, uint32_t refinement);
   void Unlink(TEntry& entry);
   void Drop(TEntry* entry);
   void Bury() const;
@@ -126,9 +163,12 @@ class TKBTokenTree {
   bool empty_ = false;
   int minIndex_;
   int maxIndex_ = -1;
-  std::vector<TChain> chains_;        // one a bucket; unused in a keyed memory
-  THashIndex<TChain> keyedChains_;    // one a key that has tokens; owned
-  THashIndex<TEntry> index_;          // all entries by identity and bucket; owned
+  std::vector<TKeyPart> parts_;  // refine the key
+  size_t unrefined_ = 0;         // entries with a value that cannot
+  uint64_t arrivals_ = 0;
+  std::vector<TChain> chains_;      // one a bucket; unused in a keyed memory
+  THashIndex<TChain> keyedChains_;  // one a refined key that has tokens; owned
+  THashIndex<TEntry> index_;        // all entries by identity and bucket; owned
   mutable int scans_ = 0;
   mutable std::vector<TEntry*> graveyard_;
   mutable std::vector<TChain*> chainGraveyard_;

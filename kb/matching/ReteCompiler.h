@@ -1,5 +1,5 @@
-// The compiler of one rule into a network, in four passes: pattern chains, variables repeated inside a pattern, joins,
-// terminal and priming.
+// The compiler of one rule into a network, in four passes: pattern chains, variables repeated inside a
+// pattern, joins, terminal and priming.
 #pragma once
 
 #include <memory>
@@ -24,14 +24,15 @@ class TReteCompiler {
 
   // First pass.
   TReteNode* BuildChain(const TKBPattern& pattern, int index);
-  TReteNode* ExtendByTest(TReteNode* end, const TKBPattern& pattern, int slot, const TKBPatternMatchTest& test,
-                          int index);
+  TReteNode* ExtendByTest(TReteNode* end, const TKBPattern& pattern, int slot,
+                          const TKBPatternMatchTest& test, int index);
   // Second pass.
   void CompareUses(int index, const TKBPattern& pattern, int slot, const TKBPatternMatchTest& use);
   // Third pass.
   [[nodiscard]] std::unique_ptr<TTestNode> MakeJoin(const TKBPattern& pattern);
   void AddTests(TTestNode& node, const TKBPattern& pattern, int index, int testCount);
-  void AddVariableTest(TTestNode& node, const TKBText& slotName, const TKBPatternMatchTest& test, int position);
+  void AddVariableTest(TTestNode& node, const TKBText& slotName, const TKBPatternMatchTest& test,
+                       int position);
   void AddCallTest(TTestNode& node, const TKBPattern& pattern, const TKBPatternMatchTest& test, int index);
   [[nodiscard]] TJoinNode* FindShared(const TTestNode& node, TReteNode& left, TReteNode& right) const;
   TReteNode& PlaceJoin(std::unique_ptr<TTestNode> node, TKBPattern& pattern, bool asks, TReteNode& left,
@@ -42,8 +43,8 @@ class TReteCompiler {
                              TNodeArgsArray arguments);
   [[nodiscard]] TReteNode* FindSuccessor(TReteNode* parent, TPatternMatchTest test, const TKBValue* value,
                                          const TNodeArgsArray& arguments) const;
-  /// A copy of the call in which variables are replaced by positions. A variable that only a later pattern binds is
-  /// as unknown as one that none does: "Unknown variable name: %s".
+  /// A copy of the call in which variables are replaced by positions. A variable that only a later pattern
+  /// binds is as unknown as one that none does: "Unknown variable name: %s".
   [[nodiscard]] IFunCall Evaluate(const TFunctionCall& call);
   [[nodiscard]] IKBValue EvaluateArgument(const IKBValue& argument);
   void Connect(TReteNode& from, TReteNode& to, TCallType callType);

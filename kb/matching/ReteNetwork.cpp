@@ -12,7 +12,8 @@ namespace kb {
 
 TReteNetwork::~TReteNetwork() { Clear(); }
 
-// --- Compiling ------------------------------------------------------------------------------------------------------
+// --- Compiling
+// ------------------------------------------------------------------------------------------------------
 
 void TReteNetwork::AddRule(TRule& rule) {
   if (!enabled_) return;
@@ -111,7 +112,8 @@ std::vector<TReteNode*> TReteNetwork::GetRuleNodes(const TRule& rule) const {
   return found == ruleNodes_.end() ? std::vector<TReteNode*>() : found->second;
 }
 
-// --- Running --------------------------------------------------------------------------------------------------------
+// --- Running
+// --------------------------------------------------------------------------------------------------------
 
 TReteNetwork::TRoots TReteNetwork::RootsOf(const TFactTemplate& factTemplate) {
   if (rootsEpoch_ != TFactTemplate::GetNamingEpoch()) {
@@ -150,8 +152,8 @@ bool TReteNetwork::ProcessTokenOneNode(const IReteToken& token, TReteNode& node)
   return node.CallNode(token, ctSingle);
 }
 
-// On a root that older rules share an add token alone would meet equal tokens in their joins and stop there. So each
-// fact is taken out first; older matches below the root are withdrawn and made anew.
+// On a root that older rules share an add token alone would meet equal tokens in their joins and stop there.
+// So each fact is taken out first; older matches below the root are withdrawn and made anew.
 void TReteNetwork::UpdateNodes(const std::vector<TReteNode*>& nodes) {
   if (engine_ == nullptr) return;
   const TWalk walk(*this);

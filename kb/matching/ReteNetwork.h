@@ -1,13 +1,13 @@
 // The network: the compiled form of all rules of a module.
 //
-// A rule becomes a chain of pattern nodes for each pattern, joins that combine the chains, and a terminal. Chains and
-// joins are shared between rules as far as they agree from the top. A fact is announced by a token that enters at every
-// root whose template it has (kept per template, so that a fact meets no other root). A rule that is added while facts
-// exist is primed with them through its own roots.
+// A rule becomes a chain of pattern nodes for each pattern, joins that combine the chains, and a terminal.
+// Chains and joins are shared between rules as far as they agree from the top. A fact is announced by a token
+// that enters at every root whose template it has (kept per template, so that a fact meets no other root). A
+// rule that is added while facts exist is primed with them through its own roots.
 //
-// Worked example: the rule r with the patterns (a (x ?v)) and (b (y ?v)) makes two roots, a join with the test x = y
-// whose memories are keyed by x and y, and a terminal; its trace reads "r: +1+1+2+t".
-// Tested in tests/matching.
+// Worked example: the rule r with the patterns (a (x ?v)) and (b (y ?v)) makes two roots, a join with the
+// test x = y whose memories are keyed by x and y, and a terminal; its trace reads "r: +1+1+2+t". Tested in
+// tests/matching.
 #pragma once
 
 #include <functional>
@@ -27,9 +27,9 @@ class TReteNetwork final : public TGGraph {
   TReteNetwork(TInferenceEngine* engine, TModule* module) noexcept : engine_(engine), module_(module) {}
   ~TReteNetwork() override;
 
-  /// Compiles the rule and primes it. A rule without patterns gets the initial-fact pattern. On an exception the rule
-  /// leaves nothing behind. "Corrupted Binding, variable not found: %s", "Unknown variable name: %s", "Cannot use
-  /// Function calls in backchained patterns: %s".
+  /// Compiles the rule and primes it. A rule without patterns gets the initial-fact pattern. On an exception
+  /// the rule leaves nothing behind. "Corrupted Binding, variable not found: %s", "Unknown variable name:
+  /// %s", "Cannot use Function calls in backchained patterns: %s".
   void AddRule(TRule& rule);
   /// Frees the nodes that no other rule uses; activations are withdrawn.
   void RemoveRule(TRule& rule);

@@ -28,12 +28,13 @@ constexpr std::array<std::string_view, 11> kTestNames{
     "pmtFailTest",
 };
 
-// Activations that fire on this thread now, innermost last. One that leaves its terminal meanwhile still has to report
-// its firing there, unless the terminal is gone by then.
+// Activations that fire on this thread now, innermost last. One that leaves its terminal meanwhile still has
+// to report its firing there, unless the terminal is gone by then.
 thread_local std::vector<TActivation*> firingActivations;
 
 [[nodiscard]] bool IsFiring(const TActivation& activation) noexcept {
-  return std::find(firingActivations.begin(), firingActivations.end(), &activation) != firingActivations.end();
+  return std::find(firingActivations.begin(), firingActivations.end(), &activation) !=
+         firingActivations.end();
 }
 
 class TFiringMark {
@@ -52,7 +53,8 @@ TKBText SlotArgument(const TNodeArgsArray& arguments, size_t index) {
 
 }  // namespace
 
-// --- Edge and base node ---------------------------------------------------------------------------------------------
+// --- Edge and base node
+// ---------------------------------------------------------------------------------------------
 
 TReteEdge::TReteEdge(TReteNode& from, TReteNode& to, TCallType callType) noexcept
     : TGGraphEdge(from, to), callType_(callType) {}
@@ -61,7 +63,8 @@ TReteNode& TReteEdge::GetToNode() const noexcept { return static_cast<TReteNode&
 
 TReteNode::TReteNode(TReteNetwork& network) : network_(network) {
   TInferenceEngine* engine = network.GetEngine();
-  context_ = engine == nullptr ? std::make_unique<TKBContext>(nullptr, nullptr) : engine->GetGlobalContext().Push();
+  context_ =
+      engine == nullptr ? std::make_unique<TKBContext>(nullptr, nullptr) : engine->GetGlobalContext().Push();
 }
 
 TReteNode::~TReteNode() = default;
@@ -86,7 +89,8 @@ std::string TReteNode::ToString() const {
          std::to_string(GetOutDegree()) + " RuleUse: " + std::to_string(ruleUseCount_);
 }
 
-// --- Pattern node ---------------------------------------------------------------------------------------------------
+// --- Pattern node
+// ---------------------------------------------------------------------------------------------------
 
 TPatternMatchNode::TPatternMatchNode(TReteNetwork& network, TPatternMatchTest test, const IKBValue& value,
                                      TNodeArgsArray arguments)
@@ -111,7 +115,8 @@ bool TPatternMatchNode::MatchesTemplate(const TFactTemplate& factTemplate) const
   return false;
 }
 
-bool TPatternMatchNode::Equals(TPatternMatchTest test, const TKBValue* value, const TNodeArgsArray& arguments) const {
+bool TPatternMatchNode::Equals(TPatternMatchTest test, const TKBValue* value,
+                               const TNodeArgsArray& arguments) const {
   if (test_ != test || arguments_ != arguments) return false;
   if (value == nullptr || !value_) return value == nullptr && !value_;
   // Fuzzy constants may overlap without being the same: only one and the same object is shared.
@@ -203,7 +208,8 @@ bool TPatternMatchNode::Compare(const IReteToken& token, const TKBValue& value, 
     return true;
   }
   const bool slotIsFuzzy = slotValue.Is(dtFuzzy);
-  const double degree = slotIsFuzzy ? slotValue.GetAsFuzzy()->FuzzyEquals(value) : value.GetAsFuzzy()->FuzzyEquals(slotValue);
+  const double degree =
+      slotIsFuzzy ? slotValue.GetAsFuzzy()->FuzzyEquals(value) : value.GetAsFuzzy()->FuzzyEquals(slotValue);
   const auto strength = static_cast<float>(degree);
   if (strength >= token->GetStrength()) {
     CallChildren(token);
@@ -216,8 +222,8 @@ bool TPatternMatchNode::Compare(const IReteToken& token, const TKBValue& value, 
   return true;
 }
 
-// Stands for a multifield variable: one token for each number of elements that it may take, the most first, with the
-// elements rewritten so that the variable occupies one place.
+// Stands for a multifield variable: one token for each number of elements that it may take, the most first,
+// with the elements rewritten so that the variable occupies one place.
 bool TPatternMatchNode::ExpandMultiField(const IReteToken& token) {
   const IFact& fact = token->GetFact();
   const TKBValue* value = fact->FindValue(slot_);
@@ -262,7 +268,8 @@ std::string TPatternMatchNode::ToString() const {
   return text + ")";
 }
 
-// --- Test node ------------------------------------------------------------------------------------------------------
+// --- Test node
+// ------------------------------------------------------------------------------------------------------
 
 bool TTestNode::CallNode(const IReteToken& token, TCallType /*callType*/) {
   if (IsDead()) return false;
@@ -308,7 +315,8 @@ std::string TTestNode::ToString() const {
   return text;
 }
 
-// --- Terminal node --------------------------------------------------------------------------------------------------
+// --- Terminal node
+// --------------------------------------------------------------------------------------------------
 
 bool TActivation::Fire() {
   const Ref<TActivation> self(this);
@@ -368,8 +376,10 @@ Ref<TActivation> TPatternMatchTerminalNode::AddActivation(const IReteToken& toke
   try {
     GetRete().Activate(activation);
   } catch (...) {
-    // A salience that cannot be evaluated keeps the activation off the agenda; the list must not name it either.
-    if (GetRete().GetEngine() == nullptr || GetRete().GetEngine()->GetAgenda().IndexOfData(activation.Get()) < 0) {
+    // A salience that cannot be evaluated keeps the activation off the agenda; the list must not name it
+    // either.
+    if (GetRete().GetEngine() == nullptr ||
+        GetRete().GetEngine()->GetAgenda().IndexOfData(activation.Get()) < 0) {
       Unlink(*activation);
       activation->ClearNode();
     }

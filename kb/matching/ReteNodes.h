@@ -1,12 +1,12 @@
 // The nodes of the network.
 //
-// Pattern nodes test one fact; join nodes combine a chain with the next fact and remember both sides; test nodes run
-// predicates on a chain; a terminal node turns a complete chain into an activation. A token walks depth first: a child
-// runs to completion, with everything below it, before the next child is called, and the order of children is the order
-// in which their edges were made.
+// Pattern nodes test one fact; join nodes combine a chain with the next fact and remember both sides; test
+// nodes run predicates on a chain; a terminal node turns a complete chain into an activation. A token walks
+// depth first: a child runs to completion, with everything below it, before the next child is called, and the
+// order of children is the order in which their edges were made.
 //
-// A node that is removed while tokens are on the way (a handler or a function in a test may do that) is taken out of
-// the graph at once, marked dead, and freed when the walk has ended.
+// A node that is removed while tokens are on the way (a handler or a function in a test may do that) is taken
+// out of the graph at once, marked dead, and freed when the walk has ended.
 #pragma once
 
 #include <memory>
@@ -97,13 +97,15 @@ using TNodeArgsArray = std::vector<TNodeArgument>;
 
 class TPatternMatchNode final : public TReteNode {
  public:
-  TPatternMatchNode(TReteNetwork& network, TPatternMatchTest test, const IKBValue& value, TNodeArgsArray arguments);
+  TPatternMatchNode(TReteNetwork& network, TPatternMatchTest test, const IKBValue& value,
+                    TNodeArgsArray arguments);
   bool CallNode(const IReteToken& token, TCallType callType) override;
 
   [[nodiscard]] TPatternMatchTest GetPatternMatchTest() const noexcept { return test_; }
   [[nodiscard]] const IKBValue& GetValue() const noexcept { return value_; }
   /// The criterion of sharing; `value` may be null.
-  [[nodiscard]] bool Equals(TPatternMatchTest test, const TKBValue* value, const TNodeArgsArray& arguments) const;
+  [[nodiscard]] bool Equals(TPatternMatchTest test, const TKBValue* value,
+                            const TNodeArgsArray& arguments) const;
   /// True when the template or one of its ancestors has the name that this root asks for.
   [[nodiscard]] bool MatchesTemplate(const TFactTemplate& factTemplate) const;
   [[nodiscard]] std::string ToString() const override;
@@ -156,8 +158,8 @@ class TTestNode : public TReteNode {
 };
 
 /// Combines chains (left) with tokens of the next pattern (right). With an equality test among its tests both
-/// memories are keyed by the compared values, so that a token meets only partners whose key has the same hash. A
-/// negated join passes a chain on only while no right token matches it, by counting.
+/// memories are keyed by the compared values, so that a token meets only partners whose key has the same
+/// hash. A negated join passes a chain on only while no right token matches it, by counting.
 class TJoinNode final : public TTestNode {
  public:
   TJoinNode(TReteNetwork& network, int memorySize) : TTestNode(network), memorySize_(memorySize) {}
@@ -168,11 +170,11 @@ class TJoinNode final : public TTestNode {
   void SetNegatedPattern(bool value) noexcept { negated_ = value; }
   [[nodiscard]] bool IsUnique() const noexcept { return unique_; }
   void SetUnique(bool value) noexcept { unique_ = value; }
-  /// The backward-chaining pattern and its rule, for which the join asks; raises "Invalid backward chaining pattern
-  /// added to the node".
+  /// The backward-chaining pattern and its rule, for which the join asks; raises "Invalid backward chaining
+  /// pattern added to the node".
   void SetPattern(TKBPattern* pattern, TRule* rule);
   [[nodiscard]] TKBPattern* GetPattern() const noexcept { return pattern_; }
-  /// Chooses the equality test that keys the memories, and makes them.
+  /// Chooses the equality test that keys the memories and those that refine the key, and makes the memories.
   void PrepareShortCut();
   [[nodiscard]] bool HasShortCut() const noexcept { return shortCut_; }
   /// Makes the memories or empties them.
@@ -187,12 +189,14 @@ class TJoinNode final : public TTestNode {
  private:
   void LeftToken(const IReteToken& token);
   void RightToken(const IReteToken& token);
-  void RunTestsVaryRight(const IReteToken& token);
+  void RunTestsVaryRight(const IReteToken& token, TTokenAction tag);
   void RunTestsVaryLeft(const IReteToken& token);
   void AddNegatedLeft(const IReteToken& token);
   void RemoveNegatedLeft(const IReteToken& token);
   void PassNull(const IReteToken& token, TTokenAction tag, float strength);
   void PassCombined(const IReteToken& left, const IReteToken& right, TTokenAction tag);
+  [[nodiscard]] bool PassesWith(TKBContext& context, TFact* right) const;
+  void CollectKeyParts();
   void Block(const IReteToken& left, const IReteToken& blocker);
   template <class F>
   void ScanRight(const TKBToken& token, F&& visit);
@@ -211,6 +215,8 @@ class TJoinNode final : public TTestNode {
   TKBPattern* pattern_ = nullptr;
   TRule* rule_ = nullptr;
   const TKBJoinTest* keyTest_ = nullptr;  // the first test, when the memories are keyed
+  std::vector<TKeyPart> leftParts_;       // of the further equality tests, which refine the key
+  std::vector<TKeyPart> rightParts_;
 };
 
 /// The end of a rule: makes activations and withdraws them.

@@ -72,10 +72,6 @@ int TFact::RequirePosition(std::string_view name) const {
   return position;
 }
 
-bool TFact::HasValueAt(int position) const noexcept {
-  return position >= 0 && position < capacity_ && values_[static_cast<size_t>(position)];
-}
-
 /// The place of a value; the slots of the template may have become more since the fact was made.
 IKBValue& TFact::Entry(int position) const {
   if (position >= capacity_) {
@@ -96,8 +92,7 @@ void TFact::ClearValues() noexcept {
 }
 
 /// The value at a position that has a slot.
-TKBValue* TFact::ReadAt(int position) const {
-  if (HasValueAt(position)) return values_[static_cast<size_t>(position)].Get();
+TKBValue* TFact::MakeDefaultAt(int position) const {
   IKBValue value = CloneOfDefault(*template_->GetSlotAtPosition(position));
   IKBValue& entry = Entry(position);
   entry = std::move(value);
@@ -107,11 +102,6 @@ TKBValue* TFact::ReadAt(int position) const {
 TKBValue* TFact::ValueAt(int position) const {
   const bool known = template_ && template_->GetSlotAtPosition(position) != nullptr;
   return known ? ReadAt(position) : nullptr;
-}
-
-TKBValue* TFact::FindValue(const TSlotRef& slot) const {
-  const int position = template_ ? slot.Position(*template_) : -1;
-  return position >= 0 ? ReadAt(position) : nullptr;
 }
 
 const IKBValue& TFact::GetValue(std::string_view name) const {

@@ -14,8 +14,8 @@
 
 namespace kb {
 
-/// A fact. The value of a slot that was never set is the default, made when it is first read; so even a read belongs
-/// to one thread. A fact may be changed until it is asserted; afterwards through retract and assert.
+/// A fact. The value of a slot that was never set is the default, made when it is first read; so even a read
+/// belongs to one thread. A fact may be changed until it is asserted; afterwards through retract and assert.
 class TFact : public TPersistent, public RefCounted, public TPooled {
  public:
   using TPooled::operator new;
@@ -36,11 +36,14 @@ class TFact : public TPersistent, public RefCounted, public TPooled {
   /// Value of a slot; the default is materialised. "Fact Template is missing", "No such slot name: "%s"".
   [[nodiscard]] const IKBValue& GetValue(std::string_view name) const;
   /// Value by slot reference; null when the template has no such slot. No hashing, no exception.
-  [[nodiscard]] TKBValue* FindValue(const TSlotRef& slot) const;
+  [[nodiscard]] TKBValue* FindValue(const TSlotRef& slot) const {
+    const int position = template_ ? slot.Position(*template_) : -1;
+    return position >= 0 ? ReadAt(position) : nullptr;
+  }
   /// Value at a position of the template; null for a position without slot.
   [[nodiscard]] TKBValue* ValueAt(int position) const;
-  /// Stores the value object itself (none becomes FCNil). Under the dynamic check a value that does not fit is
-  /// adapted in place or refused with the slot's words.
+  /// Stores the value object itself (none becomes FCNil). Under the dynamic check a value that does not fit
+  /// is adapted in place or refused with the slot's words.
   virtual void SetValue(std::string_view name, const IKBValue& value);
   /// The slot definition, or null when the template has none; the default is materialised.
   [[nodiscard]] TFactSlot* ContainsKey(std::string_view name) const;
@@ -60,7 +63,8 @@ class TFact : public TPersistent, public RefCounted, public TPooled {
   /// Same template, cloned values, same id.
   [[nodiscard]] virtual IFact Clone() const;
 
-  /// Same template, id and value objects, but another value in one slot: for matching, which never changes values.
+  /// Same template, id and value objects, but another value in one slot: for matching, which never changes
+  /// values.
   [[nodiscard]] IFact ShallowClone(const TSlotRef& slot, const IKBValue& value) const;
 
   /// Same template object and equal values of all slots that are not fuzzy.
@@ -87,8 +91,13 @@ class TFact : public TPersistent, public RefCounted, public TPooled {
   [[nodiscard]] IKBValue& Entry(int position) const;
   [[nodiscard]] TFactTemplate& RequireTemplate() const;
   [[nodiscard]] int RequirePosition(std::string_view name) const;
-  [[nodiscard]] bool HasValueAt(int position) const noexcept;
-  [[nodiscard]] TKBValue* ReadAt(int position) const;
+  [[nodiscard]] bool HasValueAt(int position) const noexcept {
+    return position >= 0 && position < capacity_ && values_[static_cast<size_t>(position)];
+  }
+  [[nodiscard]] TKBValue* ReadAt(int position) const {
+    return HasValueAt(position) ? values_[static_cast<size_t>(position)].Get() : MakeDefaultAt(position);
+  }
+  [[nodiscard]] TKBValue* MakeDefaultAt(int position) const;
   void RequireSameTemplate(const TFact& other) const;
   void ClearValues() noexcept;
   void AssignFrom(const TFact& other, bool checked);

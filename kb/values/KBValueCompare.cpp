@@ -245,7 +245,7 @@ bool TKBValue::Equals(const TKBValue* other) const {
       return set ? set->Equals(*other) : other->type_ == dtFuzzy && !other->GetAsFuzzy();
     }
     default:
-      return SharedText() == other->SharedText();
+      return TKBText::SameText(content_.text, other->content_.text);
   }
 }
 
@@ -311,7 +311,7 @@ int32_t TKBValue::GetHashCode() const {
     case dtClass:
       return AddressHash(content_.classInfo);
     default:
-      return GetAsString().Hash();
+      return KBStringTypes.Has(type_) ? TKBText::HashOf(content_.text) : GetAsString().Hash();
   }
 }
 

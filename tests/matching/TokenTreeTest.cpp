@@ -6,6 +6,8 @@
 
 #include "kb/common/IndexedSequence.h"
 #include "kb/engine/InferenceEngine.h"
+#include "kb/values/KBFuzzyInterfaces.h"
+#include "kb/values/ValueVector.h"
 
 namespace kb {
 namespace {
@@ -18,7 +20,7 @@ IReteToken MakeToken(TInferenceEngine& engine, int id, int value) {
 
 std::vector<int> Ids(const TKBTokenTree& tree, int32_t key) {
   std::vector<int> ids;
-  tree.ScanKey(key, [&](const IReteToken& token) {
+  tree.ScanKey(key, 0, [&](const IReteToken& token) {
     ids.push_back(token->GetFact()->GetID());
     return true;
   });
@@ -61,6 +63,57 @@ TEST(TokenTree, AKeyedMemoryGivesTheTokensOfOneValueAlone) {
   EXPECT_TRUE(Ids(tree, 7).empty());
 }
 
+// Facts (p x y): the key is x, refined by y.
+class RefinedKey : public ::testing::Test {
+ protected:
+  IReteToken Make(int id, const std::string& fields) {
+    const IFact fact = engine.ParseFact("(p " + fields + ")");
+    fact->SetID(id);
+    return MakeRef<TKBToken>(taAdd, fact);
+  }
+  std::vector<int> IdsFor(const IReteToken& probe) {
+    std::vector<int> ids;
+    tree.ScanKey(tree.KeyOf(*probe), RefinementOf(*probe, {second}), [&](const IReteToken& token) {
+      ids.push_back(token->GetFact()->GetID());
+      return true;
+    });
+    return ids;
+  }
+  TInferenceEngine engine;
+  TKeyPart second{0, 1, TSlotRef("__Data")};
+  TKBTokenTree tree{101, TKeyPart{0, 0, TSlotRef("__Data")}, {second}};
+};
+
+TEST_F(RefinedKey, PassesOverWhatDiffersAndNeverOverWhatMayBeEqual) {
+  tree.Add(Make(1, "a x"));
+  tree.Add(Make(2, "a y"));
+  tree.Add(Make(3, "b x"));
+  tree.Add(Make(4, "a 1.00001"));
+  tree.Add(Make(5, "a x"));
+  tree.Add(Make(6, "a 1"));
+  EXPECT_EQ(IdsFor(Make(9, "a x")), (std::vector<int>{1, 5}));
+  EXPECT_EQ(IdsFor(Make(9, "a 1.0")), (std::vector<int>{4}));
+  EXPECT_TRUE(IdsFor(Make(9, "b y")).empty());
+  tree.Remove(*Make(1, "a x"));
+  EXPECT_EQ(IdsFor(Make(9, "a x")), (std::vector<int>{5}));
+}
+
+TEST_F(RefinedKey, LooksThroughTheMemoryWhenAValueCannotRefine) {
+  tree.Add(Make(1, "a x"));
+  tree.Add(Make(2, "b x"));
+  tree.Add(Make(3, "a y"));
+  const IReteToken fuzzy = Make(4, "a z");
+  const auto fields = MakeRef<TValueVector>();
+  fields->Add(MakeAtom("a"));
+  fields->Add(MakeRef<TKBValue>(Ref<IFuzzySet>()));
+  fuzzy->GetFact()->SetValue("__Data", MakeRef<TKBValue>(fields));
+  EXPECT_EQ(IdsFor(fuzzy), (std::vector<int>{1, 3}));
+  tree.Add(fuzzy);
+  EXPECT_EQ(IdsFor(Make(9, "a x")), (std::vector<int>{1, 3, 4}));
+  tree.Remove(*fuzzy);
+  EXPECT_EQ(IdsFor(Make(9, "a x")), (std::vector<int>{1}));
+}
+
 TEST(TokenTree, MayChangeWhileItIsScanned) {
   TInferenceEngine engine;
   TKBTokenTree tree(101, 0, 0, "__Data", false);
@@ -68,7 +121,7 @@ TEST(TokenTree, MayChangeWhileItIsScanned) {
   for (int i = 0; i < 5; ++i) tokens.push_back(MakeToken(engine, i, 1));
   for (const IReteToken& token : tokens) tree.Add(token);
   std::vector<int> ids;
-  tree.ScanKey(1, [&](const IReteToken& token) {
+  tree.ScanKey(1, 0, [&](const IReteToken& token) {
     ids.push_back(token->GetFact()->GetID());
     if (ids.size() == 1) {
       tree.Remove(*tokens[0]);
