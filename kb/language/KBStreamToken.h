@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -24,6 +25,26 @@ inline constexpr int kTokenCloseBracket = ']';
 inline constexpr int kTokenPipe = '|';
 inline constexpr int kTokenTilde = '~';
 
+/// What stood before a token: a text of its own, or the first bytes of one that is still growing, which is
+/// copied only when it is asked for.
+class TKBWhitespace {
+ public:
+  TKBWhitespace() = default;
+  TKBWhitespace(TKBText text) noexcept : text_(std::move(text)) {}
+  TKBWhitespace(std::shared_ptr<const std::string> run, size_t length) noexcept
+      : run_(std::move(run)), length_(length) {}
+  [[nodiscard]] const TKBText& Text() const {
+    if (run_) text_ = TKBText(std::string_view(*run_).substr(0, length_));
+    run_.reset();
+    return text_;
+  }
+
+ private:
+  mutable TKBText text_;
+  mutable std::shared_ptr<const std::string> run_;
+  size_t length_ = 0;
+};
+
 /// A token: its class, its place, its content, and the white space with comments that stood before it. Made
 /// by the tokenizer, and by hosts that answer a read event. Used by one thread at a time.
 class TKBStreamToken : public RefCounted, public TPooled {
@@ -45,8 +66,10 @@ class TKBStreamToken : public RefCounted, public TPooled {
   [[nodiscard]] const TKBText& GetText() const noexcept { return text_; }
   void SetText(TKBText value) noexcept { text_ = std::move(value); }
   /// White space and comments in front, the character included that ended an atom.
-  [[nodiscard]] const TKBText& GetWhitespace() const noexcept { return whitespace_; }
-  void SetWhitespace(TKBText value) noexcept { whitespace_ = std::move(value); }
+  [[nodiscard]] const TKBText& GetWhitespace() const { return whitespace_.Text(); }
+  void SetWhitespace(TKBWhitespace value) noexcept { whitespace_ = std::move(value); }
+  /// For handing it on.
+  [[nodiscard]] const TKBWhitespace& Whitespace() const noexcept { return whitespace_; }
   [[nodiscard]] intptr_t GetTag() const noexcept { return tag_; }
   void SetTag(intptr_t value) noexcept { tag_ = value; }
 
@@ -88,7 +111,7 @@ class TKBStreamToken : public RefCounted, public TPooled {
   int lineNumber_ = 0;
   double number_ = 0;
   TKBText text_;
-  TKBText whitespace_;
+  TKBWhitespace whitespace_;
   intptr_t tag_ = 0;
 };
 

@@ -111,13 +111,13 @@ bool TKBClipsStream::SkipInLineSpaces() {
       PutBack(c);
       return false;
     }
-    whitespace_ += static_cast<char>(c);
+    *whitespace_ += static_cast<char>(c);
     if (c == kLineFeed) return true;
     if (c != kReturn) continue;
     const char32_t next = GetChar();
     if (HitEnd()) return true;
     if (next == kLineFeed) {
-      whitespace_ += '\n';
+      *whitespace_ += '\n';
     } else {
       PutBack(next);
     }
@@ -163,9 +163,9 @@ IStreamToken TKBClipsStream::BuildNextToken() {
 }
 
 void TKBClipsStream::SkipComment() {
-  whitespace_ += ';';
-  whitespace_ += GetLine();
-  whitespace_ += kLineEnd;
+  *whitespace_ += ';';
+  *whitespace_ += GetLine();
+  *whitespace_ += kLineEnd;
 }
 
 // White space, a quote, a comment and most punctuation end an atom, but not "="; so a=b is one atom, ?x<-(a)
@@ -178,7 +178,7 @@ IStreamToken TKBClipsStream::BuildAtom(char32_t first) {
     const char32_t c = GetChar();
     if (HitEnd()) return FinishToken(kKindText, buffer_);
     if (c <= U' ') {
-      whitespace_ += static_cast<char>(c);
+      *whitespace_ += static_cast<char>(c);
       // The token belongs to the line on which it ended, even if its end was the line's.
       const int after = std::exchange(lineNumber_, line);
       IStreamToken token = FinishToken(kKindText, buffer_);
@@ -240,9 +240,24 @@ IStreamToken TKBClipsStream::FinishToken(int kind, std::string_view text) {
                             FormatMessage(TKBMessage::InvalidTokenHint, {IntegerToString(kind)}),
                             lineNumber_);
   }
-  token->SetWhitespace(MakeText(whitespace_));
-  if (!keepWhitespace) whitespace_.clear();
+  TakeWhitespace(*token, keepWhitespace);
   return token;
+}
+
+// A row of variables gathers white space from token to token; the tokens of a long row share one text, so
+// that the cost stays linear.
+void TKBClipsStream::TakeWhitespace(TKBStreamToken& token, bool keep) {
+  if (whitespace_->size() <= kSharedTextMax) {
+    token.SetWhitespace(MakeText(*whitespace_));
+  } else {
+    token.SetWhitespace(TKBWhitespace(whitespace_, whitespace_->size()));
+  }
+  if (keep) return;
+  if (whitespace_.use_count() == 1) {
+    whitespace_->clear();
+  } else {
+    whitespace_ = std::make_shared<std::string>();
+  }
 }
 
 // What converts as a 32-bit integer is one; what converts as a number otherwise is a float, so 3000000000 is
@@ -313,7 +328,7 @@ void TKBClipsStream::PrepareSExp() {
   try {
     do {
       const IStreamToken token = BuildNextToken();
-      ahead_.push_back({token->GetNumber(), token->GetText(), token->GetWhitespace(), token->GetDataType(),
+      ahead_.push_back({token->GetNumber(), token->GetText(), token->Whitespace(), token->GetDataType(),
                         token->GetLineNumber()});
       if (token->IsEof()) break;
       if (token->Is(kTokenOpen)) ++depth;

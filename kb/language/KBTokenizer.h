@@ -103,7 +103,7 @@ class TKBClipsStream : public TKBTokenizerStream {
   struct TAhead {
     double number;
     TKBText text;
-    TKBText whitespace;
+    TKBWhitespace whitespace;
     int dataType;
     int lineNumber;
   };
@@ -124,6 +124,7 @@ class TKBClipsStream : public TKBTokenizerStream {
   void Append(char32_t c);
   [[nodiscard]] IStreamToken Classify(std::string_view text);
   [[nodiscard]] TKBText MakeText(std::string_view text);
+  void TakeWhitespace(TKBStreamToken& token, bool keep);
   [[nodiscard]] TKBText BlankName(std::string_view prefix);
   [[nodiscard]] const TKBText& Punctuation(int kind);
   void CountParenthesis(int dataType, int step) noexcept;
@@ -140,7 +141,7 @@ class TKBClipsStream : public TKBTokenizerStream {
   IStreamToken current_;
   int depth_ = 0;  // parentheses open among the tokens handed out
   std::string buffer_;
-  std::string whitespace_;
+  std::shared_ptr<std::string> whitespace_ = std::make_shared<std::string>();
   char32_t previous_ = 0;
   char32_t character_ = 0;
   bool swallowLineFeed_ = false;  // the line was dropped up to its CR: an LF that follows belongs to it

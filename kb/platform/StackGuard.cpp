@@ -28,7 +28,7 @@
 #include <ucontext.h>
 #endif
 #if defined(KB_ASAN)
-#include <sanitizer/common_interface_defs.h>
+#include <sanitizer/asan_interface.h>
 #endif
 
 namespace kb {
@@ -42,18 +42,19 @@ constexpr size_t kReserve = size_t{160} * 1024;
 
 // Lowest address that a frame of this thread may reach before the stack counts as low; 0 until worked out.
 thread_local uintptr_t stackLimit = 0;
-thread_local int segmentsInUse = 0;
 
 [[nodiscard]] uintptr_t Here() noexcept { return reinterpret_cast<uintptr_t>(__builtin_frame_address(0)); }
 
 void FindLimit() noexcept {
-  uintptr_t low = Here() - size_t{512} * 1024;  // where the platform does not tell, half a megabyte is assumed
+  uintptr_t low =
+      Here() - size_t{512} * 1024;  // where the platform does not tell, half a megabyte is assumed
 #if defined(__linux__)
   pthread_attr_t attributes;
   if (pthread_getattr_np(pthread_self(), &attributes) == 0) {
     void* base = nullptr;
     size_t size = 0;
-    if (pthread_attr_getstack(&attributes, &base, &size) == 0) low = reinterpret_cast<uintptr_t>(base) + kReserve;
+    if (pthread_attr_getstack(&attributes, &base, &size) == 0)
+      low = reinterpret_cast<uintptr_t>(base) + kReserve;
     pthread_attr_destroy(&attributes);
   }
 #endif
@@ -79,18 +80,27 @@ void CheckStack() {
 
 namespace {
 
+thread_local int segmentsInUse = 0;
 constexpr size_t kSegmentBytes = size_t{32} * 1024 * 1024;
 
 // One mapped segment with an unreachable page at its low end.
 class Segment {
  public:
-  Segment() : base_(mmap(nullptr, kSegmentBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0)) {
+  Segment()
+      : base_(mmap(nullptr, kSegmentBytes, PROT_READ | PROT_WRITE,
+                   MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0)) {
     if (base_ == MAP_FAILED) RaiseTooDeep();
     mprotect(base_, kGuard, PROT_NONE);
   }
   Segment(const Segment&) = delete;
   Segment& operator=(const Segment&) = delete;
-  ~Segment() { munmap(base_, kSegmentBytes); }
+  ~Segment() {
+#if defined(KB_ASAN)
+    // What is mapped here next must not inherit the marks of frames that an exception left.
+    ASAN_UNPOISON_MEMORY_REGION(base_, kSegmentBytes);
+#endif
+    munmap(base_, kSegmentBytes);
+  }
   [[nodiscard]] char* Low() const noexcept { return static_cast<char*>(base_) + kGuard; }
   [[nodiscard]] static constexpr size_t Size() noexcept { return kSegmentBytes - kGuard; }
 

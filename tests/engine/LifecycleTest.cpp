@@ -96,7 +96,8 @@ TEST(Engine, NothingIsAliveAfterDestruction) {
     engine.Reset();
     engine.Run();
     engine.Clear();
-    EXPECT_EQ(TFact::LiveCount(), TKBToken::LiveCount() == 0 ? TFact::LiveCount() : -1);
+    EXPECT_EQ(TKBToken::LiveCount(), 0);
+    EXPECT_EQ(TActivation::LiveCount(), 0);
   }
   EXPECT_EQ(TKBValue::LiveCount(), values);
   EXPECT_EQ(TFact::LiveCount(), 0);

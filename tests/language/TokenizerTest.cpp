@@ -369,7 +369,7 @@ TEST(StreamToken, SetValueAssignAndEquals) {
   EXPECT_TRUE(token.Value()->Equals(MakeFactId(5).Get()));
   token.SetValue(*MakeString("x"));
   EXPECT_TRUE(token.Value()->Equals(MakeString("x").Get()));
-  token.SetWhitespace("; c");
+  token.SetWhitespace(TKBText("; c"));
   token.SetTag(3);
   const IStreamToken copy = token.Clone();
   EXPECT_TRUE(copy->Equals(&token));
@@ -380,6 +380,24 @@ TEST(StreamToken, SetValueAssignAndEquals) {
   copy->SetLineNumber(9);
   EXPECT_FALSE(copy->Equals(&token));
   EXPECT_FALSE(copy->Equals(nullptr));
+}
+
+// Variables hand their white space on to the token behind them, however long the row.
+TEST(Tokenizer, ARowOfVariablesGathersWhitespaceUpToTheNextOtherToken) {
+  std::string text = "(";
+  for (int i = 0; i < 300; ++i) text += " ; " + std::to_string(i) + "\r\n?x";
+  TKBClipsStream stream(text + " end)");
+  (void)stream.NextToken();
+  size_t before = 0;
+  for (int i = 0; i < 300; ++i) {
+    const IStreamToken token = stream.NextToken();
+    EXPECT_GT(token->GetWhitespace().Size(), before);
+    before = token->GetWhitespace().Size();
+  }
+  const TKBText last = stream.NextToken()->GetWhitespace();
+  EXPECT_TRUE(last.View().starts_with(" ; 0\r\n"));
+  EXPECT_NE(last.View().find("; 299"), std::string_view::npos);
+  EXPECT_TRUE(stream.NextToken()->GetWhitespace().Size() < 3);
 }
 
 }  // namespace
