@@ -147,6 +147,7 @@ void TInferenceEngine::RuleChange(TRule& rule) {
   const TFocusScope focus(*this, modules_->Get(index).Get());
   rete_->RemoveRule(rule);
   rete_->AddRule(rule);
+  ProcessPendingFacts();
 }
 
 void TInferenceEngine::RenameRule(std::string_view oldName, std::string_view newName) {

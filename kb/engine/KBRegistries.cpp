@@ -96,6 +96,7 @@ void TRules::DoAdd(std::string_view key, TRule* const& value) {
   RawAdd(key, value);
   if (engine_->IsWatched(cwCompilation)) engine_->PrintOut(value->GetCompileTrace() + std::string(kLineEnd));
   engine_->AddRule(*value);
+  engine_->ProcessPendingFacts();  // goals that the rule asked for while the standing facts ran through it
 }
 
 void TRules::DoSetValue(std::string_view key, TRule* const& value) {
