@@ -96,53 +96,31 @@ bool TJoinNode::CallNode(const IReteToken& token, TCallType callType) {
 // count of a negated join is written, so such a join stores a copy. What goes on is built on the stored
 // token, also when it is removed: the memories below then find it by comparing a single link.
 void TJoinNode::LeftToken(const IReteToken& token) {
-  if (token->GetTag() == taRemove) {
-    if (negated_) {
-      RemoveNegatedLeft(token);
-    } else if (const IReteToken stored = left_->Remove(*token)) {
-      RunTestsVaryRight(stored, taRemove);
-    }
+  const TMemoryKey key = left_->KeyFor(*token);
+  const bool removes = token->GetTag() == taRemove;
+  if (negated_) {
+    removes ? RemoveNegatedLeft(token, key) : AddNegatedLeft(token, key);
     return;
   }
-  if (negated_) {
-    AddNegatedLeft(token);
-  } else {
-    if (!left_->Add(token)) return;
-    RunTestsVaryRight(token, token->GetTag());
-    if (pattern_ != nullptr && !IsDead()) AskForBackChain(token);
+  if (removes) {
+    if (const IReteToken stored = left_->Remove(*token, key)) RunTestsVaryRight(stored, key, taRemove);
+    return;
   }
+  if (!left_->Add(token, key)) return;
+  RunTestsVaryRight(token, key, token->GetTag());
+  if (pattern_ != nullptr && !IsDead()) AskForBackChain(token);
 }
 
 void TJoinNode::RightToken(const IReteToken& token) {
+  const TMemoryKey key = right_->KeyFor(*token);
   const bool changed =
-      token->GetTag() == taRemove ? static_cast<bool>(right_->Remove(*token)) : right_->Add(token);
-  if (changed) RunTestsVaryLeft(token);
-}
-
-int32_t TJoinNode::KeyOf(const TFact* fact, const TSlotRef& slot, int subIndex) const {
-  const TKBValue* value = fact == nullptr ? nullptr : SlotElement(*fact, slot, subIndex);
-  return value == nullptr ? 0 : value->GetHashCode();
+      token->GetTag() == taRemove ? static_cast<bool>(right_->Remove(*token, key)) : right_->Add(token, key);
+  if (changed) RunTestsVaryLeft(token, key);
 }
 
 template <class F>
-void TJoinNode::ScanRight(const TKBToken& token, F&& visit) {
-  if (!shortCut_) {
-    right_->ScanAll(visit);
-    return;
-  }
-  right_->ScanKey(
-      KeyOf(token.Facts(keyTest_->GetTokenIdx()), keyTest_->GetLeftSlot(), keyTest_->GetLeftSubIndex()),
-      RefinementOf(token, leftParts_), visit);
-}
-
-template <class F>
-void TJoinNode::ScanLeft(const TKBToken& token, F&& visit) {
-  if (!shortCut_) {
-    left_->ScanAll(visit);
-    return;
-  }
-  left_->ScanKey(KeyOf(token.Facts(0), keyTest_->GetRightSlot(), keyTest_->GetRightSubIndex()),
-                 RefinementOf(token, rightParts_), visit);
+void TJoinNode::Scan(const TKBTokenTree& memory, const TMemoryKey& key, F&& visit) {
+  shortCut_ ? memory.ScanKey(key, visit) : memory.ScanAll(visit);
 }
 
 void TJoinNode::PassCombined(const IReteToken& left, const IReteToken& right, TTokenAction tag) {
@@ -158,11 +136,11 @@ bool TJoinNode::PassesWith(TKBContext& context, TFact* right) const {
   return PerformTests();
 }
 
-void TJoinNode::RunTestsVaryRight(const IReteToken& token, TTokenAction tag) {
+void TJoinNode::RunTestsVaryRight(const IReteToken& token, const TMemoryKey& key, TTokenAction tag) {
   int passed = 0;
   TKBContext& context = GetContext();
   const TContextMatchScope scope(context, token.Get(), nullptr);
-  ScanRight(*token, [&](const IReteToken& right) {
+  Scan(*right_, key, [&](const IReteToken& right) {
     if (IsDead()) return false;
     if (!PassesWith(context, right->GetFact().Get())) return true;
     if (tag != taRemove) ++passed;
@@ -173,14 +151,14 @@ void TJoinNode::RunTestsVaryRight(const IReteToken& token, TTokenAction tag) {
 }
 
 // Counts the blockers of a new chain and passes it on when there are none.
-void TJoinNode::AddNegatedLeft(const IReteToken& token) {
+void TJoinNode::AddNegatedLeft(const IReteToken& token, const TMemoryKey& key) {
   const auto copy = MakeRef<TKBToken>(token);
-  if (!left_->Add(copy)) return;
+  if (!left_->Add(copy, key)) return;
   int blockers = 0;
   {
     TKBContext& context = GetContext();
     const TContextMatchScope scope(context, token.Get(), nullptr);
-    ScanRight(*token, [&](const IReteToken& right) {
+    Scan(*right_, key, [&](const IReteToken& right) {
       if (PassesWith(context, right->GetFact().Get())) ++blockers;
       return true;
     });
@@ -192,8 +170,8 @@ void TJoinNode::AddNegatedLeft(const IReteToken& token) {
 }
 
 // The count of the stored copy tells whether the chain had been passed on: nothing is scanned.
-void TJoinNode::RemoveNegatedLeft(const IReteToken& token) {
-  const IReteToken stored = left_->Remove(*token);
+void TJoinNode::RemoveNegatedLeft(const IReteToken& token, const TMemoryKey& key) {
+  const IReteToken stored = left_->Remove(*token, key);
   if (stored && stored->GetNegatedCount() == 0) PassNull(stored, token->GetTag(), token->GetStrength());
 }
 
@@ -207,12 +185,12 @@ void TJoinNode::PassNull(const IReteToken& token, TTokenAction tag, float streng
   CallChildren(passed);
 }
 
-void TJoinNode::RunTestsVaryLeft(const IReteToken& token) {
+void TJoinNode::RunTestsVaryLeft(const IReteToken& token, const TMemoryKey& key) {
   if (left_->IsEmpty()) return;
   TKBContext& context = GetContext();
   TFact* fact = token->GetFact().Get();
   const TContextMatchScope scope(context, nullptr, fact);
-  ScanLeft(*token, [&](const IReteToken& left) {
+  Scan(*left_, key, [&](const IReteToken& left) {
     if (IsDead()) return false;
     context.SetToken(left.Get());
     if (!PassesWith(context, fact)) return true;

@@ -1,6 +1,7 @@
 #include "kb/matching/KBTokenTree.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "kb/common/Helpers.h"
 #include "kb/matching/KBSlotTest.h"
@@ -38,8 +39,7 @@ TKBTokenTree::TKBTokenTree(int size, int factIndex, int subIndex, const TKBText&
       subIndex_(subIndex),
       slot_(slotName),
       hashBySortCode_(hashBySortCode),
-      keyed_(!hashBySortCode && !slotName.Empty()),
-      minIndex_(size_ + 1) {}
+      keyed_(!hashBySortCode && !slotName.Empty()) {}
 
 TKBTokenTree::TKBTokenTree(int size, const TKeyPart& key, std::vector<TKeyPart> parts)
     : TKBTokenTree(size, key.factIndex, key.subIndex, key.slot.GetName(), false) {
@@ -87,7 +87,10 @@ const TKBTokenTree::TChain* TKBTokenTree::FindChain(int32_t key, uint32_t refine
 
 TKBTokenTree::TChain& TKBTokenTree::ChainFor(int32_t key, uint32_t refinement) {
   if (!keyed_) {
-    if (chains_.empty()) chains_.resize(static_cast<size_t>(size_));
+    if (chains_.empty()) {
+      chains_.resize(static_cast<size_t>(size_));
+      occupied_.resize((chains_.size() + 63) / 64);
+    }
     return chains_[static_cast<size_t>(BucketOf(key))];
   }
   if (const TChain* found = FindChain(key, refinement)) return const_cast<TChain&>(*found);
@@ -109,8 +112,27 @@ std::vector<const TKBTokenTree::TEntry*> TKBTokenTree::EntriesOf(int32_t key) co
   return entries;
 }
 
-bool TKBTokenTree::Add(const IReteToken& token) {
-  const int32_t key = KeyOf(*token);
+size_t TKBTokenTree::NextOccupied(size_t bucket) const noexcept {
+  size_t word = bucket / 64;
+  if (word >= occupied_.size()) return chains_.size();
+  uint64_t bits = occupied_[word] & (~uint64_t{0} << (bucket % 64));
+  while (bits == 0) {
+    if (++word == occupied_.size()) return chains_.size();
+    bits = occupied_[word];
+  }
+  return word * 64 + static_cast<size_t>(std::countr_zero(bits));
+}
+
+void TKBTokenTree::MarkOccupied(const TChain& chain, bool value) noexcept {
+  if (keyed_) return;
+  const auto bucket = static_cast<size_t>(&chain - chains_.data());
+  const uint64_t bit = uint64_t{1} << (bucket % 64);
+  uint64_t& word = occupied_[bucket / 64];
+  word = value ? word | bit : word & ~bit;
+}
+
+bool TKBTokenTree::Add(const IReteToken& token, const TMemoryKey& place) {
+  const int32_t key = place.key;
   const int bucket = BucketOf(key);
   const uint32_t identity = IdentityOf(*token, bucket);
   if (index_.Find(identity, [&](const TEntry& entry) {
@@ -118,27 +140,25 @@ bool TKBTokenTree::Add(const IReteToken& token) {
       }) != nullptr) {
     return false;
   }
-  const std::optional<uint32_t> refinement = RefinementOf(*token, parts_);
   auto entry = std::make_unique<TEntry>();
   entry->token = token;
   entry->key = key;
   entry->arrival = ++arrivals_;
-  entry->unrefined = !refinement;
-  TChain& chain = ChainFor(key, refinement.value_or(0));
+  entry->unrefined = !place.refinement;
+  TChain& chain = ChainFor(key, place.refinement.value_or(0));
   entry->chain = &chain;
   entry->previous = chain.last;
   index_.Insert(identity, entry.get());
-  if (!refinement) ++unrefined_;
+  if (!place.refinement) ++unrefined_;
+  if (chain.first == nullptr) MarkOccupied(chain, true);
   (chain.last == nullptr ? chain.first : chain.last->next) = entry.get();
   chain.last = entry.release();
-  minIndex_ = std::min(minIndex_, bucket);
-  maxIndex_ = std::max(maxIndex_, bucket);
   empty_ = false;
   return true;
 }
 
-IReteToken TKBTokenTree::Remove(const TKBToken& token) {
-  const int bucket = BucketOf(KeyOf(token));
+IReteToken TKBTokenTree::Remove(const TKBToken& token, const TMemoryKey& key) {
+  const int bucket = BucketOf(key.key);
   TEntry* entry = index_.Take(IdentityOf(token, bucket), [&](const TEntry& e) {
     return e.token->Equals(token) && BucketOf(e.key) == bucket;
   });
@@ -156,7 +176,9 @@ void TKBTokenTree::Unlink(TEntry& entry) {
   (entry.next == nullptr ? chain.last : entry.next->previous) = entry.previous;
   entry.removed = true;
   if (entry.unrefined) --unrefined_;
-  if (!keyed_ || chain.first != nullptr) return;
+  if (chain.first != nullptr) return;
+  MarkOccupied(chain, false);
+  if (!keyed_) return;
   keyedChains_.Erase(ChainHash(chain.key, chain.refinement), &chain);
   if (scans_ > 0) {
     chainGraveyard_.push_back(&chain);
@@ -193,8 +215,6 @@ void TKBTokenTree::Clear() {
     Drop(entry);
   }
   empty_ = true;
-  maxIndex_ = -1;
-  minIndex_ = size_ + 1;
 }
 
 template <class F>

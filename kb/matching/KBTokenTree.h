@@ -45,6 +45,12 @@ struct TKeyPart {
 /// The contributions of a chain, none as soon as one of them is missing.
 [[nodiscard]] std::optional<uint32_t> RefinementOf(const TKBToken& token, const std::vector<TKeyPart>& parts);
 
+/// Where a chain belongs in a memory: the primary key, and what refines it, if anything can.
+struct TMemoryKey {
+  int32_t key = 0;
+  std::optional<uint32_t> refinement = 0;
+};
+
 class TKBTokenTree {
  public:
   /// `size` buckets. With `hashBySortCode` the other arguments are ignored; with an empty slot name the id of
@@ -56,10 +62,16 @@ class TKBTokenTree {
   TKBTokenTree& operator=(const TKBTokenTree&) = delete;
   ~TKBTokenTree();
 
-  /// False, and nothing stored, when the bucket holds an equal token.
-  bool Add(const IReteToken& token);
+  /// The key of a token in this memory; the two memories of a join give partners the same.
+  [[nodiscard]] TMemoryKey KeyFor(const TKBToken& token) const {
+    return {KeyOf(token), parts_.empty() ? std::optional<uint32_t>(0) : RefinementOf(token, parts_)};
+  }
+  /// Adds a token under its key. False, and nothing stored, when the bucket holds an equal token.
+  bool Add(const IReteToken& token, const TMemoryKey& key);
+  bool Add(const IReteToken& token) { return Add(token, KeyFor(*token)); }
   /// Takes the equal token out and gives it; null when there is none.
-  IReteToken Remove(const TKBToken& token);
+  IReteToken Remove(const TKBToken& token, const TMemoryKey& key);
+  IReteToken Remove(const TKBToken& token) { return Remove(token, KeyFor(token)); }
   void Clear();
 
   [[nodiscard]] size_t GetCount() const noexcept { return index_.Size(); }
@@ -70,24 +82,23 @@ class TKBTokenTree {
   /// The key that a token has in this memory.
   [[nodiscard]] int32_t KeyOf(const TKBToken& token) const;
 
-  /// Calls `visit(const IReteToken&)` for the tokens of that key, in order of arrival, until it gives false.
-  /// With a refinement tokens of another one are passed over where that can be told without looking at them.
+  /// Calls `visit(const IReteToken&)` for the tokens of that key, in order of arrival, until it gives false. Tokens of
+  /// another refinement are passed over where that can be told without looking at them.
   template <class F>
-  void ScanKey(int32_t key, std::optional<uint32_t> refinement, F&& visit) const {
+  void ScanKey(const TMemoryKey& key, F&& visit) const {
     const TScan scan(*this);
-    if (!refinement || unrefined_ > 0) {
-      ScanEntries(EntriesOf(key), visit);
-    } else if (const TChain* chain = FindChain(key, *refinement)) {
+    if (!key.refinement || unrefined_ > 0) {
+      ScanEntries(EntriesOf(key.key), visit);
+    } else if (const TChain* chain = FindChain(key.key, *key.refinement)) {
       ScanChain(*chain, visit);
     }
   }
-  /// Calls `visit` for all tokens, bucket after bucket, until it gives false. Only for a memory that is not
-  /// keyed.
+  /// Calls `visit` for all tokens, bucket after bucket, until it gives false. Only for a memory that is not keyed.
   template <class F>
   void ScanAll(F&& visit) const {
     const TScan scan(*this);
-    for (int bucket = minIndex_; bucket <= maxIndex_; ++bucket) {
-      if (!ScanChain(chains_[static_cast<size_t>(bucket)], visit)) return;
+    for (size_t bucket = NextOccupied(0); bucket < chains_.size(); bucket = NextOccupied(bucket + 1)) {
+      if (!ScanChain(chains_[bucket], visit)) return;
     }
   }
 
@@ -142,6 +153,9 @@ class TKBTokenTree {
     }
   }
 
+  /// The first bucket from there on that holds a token; chains_.size() when there is none.
+  [[nodiscard]] size_t NextOccupied(size_t bucket) const noexcept;
+  void MarkOccupied(const TChain& chain, bool value) noexcept;
   [[nodiscard]] int BucketOf(int32_t key) const noexcept;
   [[nodiscard]] uint32_t IdentityOf(const TKBToken& token, int bucket) const noexcept;
   [[nodiscard]] std::vector<const TEntry*> EntriesOf(int32_t key) const;
@@ -161,12 +175,11 @@ class TKBTokenTree {
   bool hashBySortCode_;
   bool keyed_;
   bool empty_ = false;
-  int minIndex_;
-  int maxIndex_ = -1;
   std::vector<TKeyPart> parts_;  // refine the key
   size_t unrefined_ = 0;         // entries with a value that cannot
   uint64_t arrivals_ = 0;
   std::vector<TChain> chains_;      // one a bucket; unused in a keyed memory
+  std::vector<uint64_t> occupied_;  // a bit for each bucket that holds a token, so that a scan skips the others
   THashIndex<TChain> keyedChains_;  // one a refined key that has tokens; owned
   THashIndex<TEntry> index_;        // all entries by identity and bucket; owned
   mutable int scans_ = 0;

@@ -189,21 +189,19 @@ class TJoinNode final : public TTestNode {
  private:
   void LeftToken(const IReteToken& token);
   void RightToken(const IReteToken& token);
-  void RunTestsVaryRight(const IReteToken& token, TTokenAction tag);
-  void RunTestsVaryLeft(const IReteToken& token);
-  void AddNegatedLeft(const IReteToken& token);
-  void RemoveNegatedLeft(const IReteToken& token);
+  void RunTestsVaryRight(const IReteToken& token, const TMemoryKey& key, TTokenAction tag);
+  void RunTestsVaryLeft(const IReteToken& token, const TMemoryKey& key);
+  void AddNegatedLeft(const IReteToken& token, const TMemoryKey& key);
+  void RemoveNegatedLeft(const IReteToken& token, const TMemoryKey& key);
   void PassNull(const IReteToken& token, TTokenAction tag, float strength);
   void PassCombined(const IReteToken& left, const IReteToken& right, TTokenAction tag);
   [[nodiscard]] bool PassesWith(TKBContext& context, TFact* right) const;
   void CollectKeyParts();
   void Block(const IReteToken& left, const IReteToken& blocker);
+  /// The tokens of the other side that may fit.
   template <class F>
-  void ScanRight(const TKBToken& token, F&& visit);
-  template <class F>
-  void ScanLeft(const TKBToken& token, F&& visit);
+  void Scan(const TKBTokenTree& memory, const TMemoryKey& key, F&& visit);
   void AskForBackChain(const IReteToken& token);
-  [[nodiscard]] int32_t KeyOf(const TFact* fact, const TSlotRef& slot, int subIndex) const;
 
   bool negated_ = false;
   bool unique_ = false;

@@ -20,7 +20,7 @@ IReteToken MakeToken(TInferenceEngine& engine, int id, int value) {
 
 std::vector<int> Ids(const TKBTokenTree& tree, int32_t key) {
   std::vector<int> ids;
-  tree.ScanKey(key, 0, [&](const IReteToken& token) {
+  tree.ScanKey({key}, [&](const IReteToken& token) {
     ids.push_back(token->GetFact()->GetID());
     return true;
   });
@@ -73,7 +73,7 @@ class RefinedKey : public ::testing::Test {
   }
   std::vector<int> IdsFor(const IReteToken& probe) {
     std::vector<int> ids;
-    tree.ScanKey(tree.KeyOf(*probe), RefinementOf(*probe, {second}), [&](const IReteToken& token) {
+    tree.ScanKey(tree.KeyFor(*probe), [&](const IReteToken& token) {
       ids.push_back(token->GetFact()->GetID());
       return true;
     });
@@ -121,7 +121,7 @@ TEST(TokenTree, MayChangeWhileItIsScanned) {
   for (int i = 0; i < 5; ++i) tokens.push_back(MakeToken(engine, i, 1));
   for (const IReteToken& token : tokens) tree.Add(token);
   std::vector<int> ids;
-  tree.ScanKey(1, 0, [&](const IReteToken& token) {
+  tree.ScanKey({1}, [&](const IReteToken& token) {
     ids.push_back(token->GetFact()->GetID());
     if (ids.size() == 1) {
       tree.Remove(*tokens[0]);
