@@ -148,7 +148,7 @@ class TIndexedSequence {
   }
 
   [[nodiscard]] Place Find(size_t index) const {
-    if (index >= size_) throw EListError("List index out of bounds (" + std::to_string(index) + ")");
+    if (index >= size_) RaiseListIndex(static_cast<long long>(index));
     if (index < chunks_.front()->items.size()) return {0, index};
     const size_t inLast = chunks_.back()->items.size();
     if (const size_t tail = size_ - index; tail <= inLast) return {chunks_.size() - 1, inLast - tail};

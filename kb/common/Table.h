@@ -128,9 +128,7 @@ class TQDStringHashTable {
   };
 
   [[nodiscard]] const Entry& At(int index) const {
-    if (index < 0 || index >= GetCount()) {
-      throw EListError("List index out of bounds (" + std::to_string(index) + ")");
-    }
+    CheckListIndex(index, GetCount());
     return entries_[static_cast<size_t>(index)];
   }
   void Notify() {

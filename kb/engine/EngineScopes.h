@@ -11,14 +11,25 @@ namespace kb {
 class TInferenceEngine::TStreamScope {
  public:
   TStreamScope(TInferenceEngine& engine, std::unique_ptr<TKBTokenizerStream> stream)
-      : parser_(*engine.parser_), saved_(parser_.GetStream()), stream_(std::move(stream)) {
+      : hold_(engine),
+        engine_(engine),
+        parser_(*engine.parser_),
+        saved_(parser_.GetStream()),
+        stream_(std::move(stream)) {
+    engine.RequireFocus();
     parser_.SetStream(stream_.get());
+    ++engine_.parses_;
   }
   TStreamScope(const TStreamScope&) = delete;
   TStreamScope& operator=(const TStreamScope&) = delete;
-  ~TStreamScope() { parser_.SetStream(saved_); }
+  ~TStreamScope() {
+    --engine_.parses_;
+    parser_.SetStream(saved_);
+  }
 
  private:
+  const TFreeHold hold_;
+  TInferenceEngine& engine_;
   TKBParser& parser_;
   TKBTokenizerStream* saved_;
   std::unique_ptr<TKBTokenizerStream> stream_;

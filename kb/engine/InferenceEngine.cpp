@@ -50,6 +50,15 @@ void TInferenceEngine::AddMainModule() {
 
 void TInferenceEngine::AssertInitialFact() { Assert(SInitialFact); }
 
+void TInferenceEngine::RaiseNoMainModule() {
+  throw EKBException(TKBMessage::NoSuchModule, {std::string(SMainModule)});
+}
+
+void TInferenceEngine::RequireModule(const IModule& module) const {
+  RequireObject(module, "module");
+  if (modules_->IndexOf(module.Get()) < 0) throw EKBException(TKBMessage::NoSuchModule, {module->GetName()});
+}
+
 TInferenceEngine::~TInferenceEngine() {
   ClearEvents();
   Clear();
@@ -109,6 +118,10 @@ void TInferenceEngine::ClearEvents() noexcept {
   OnPrintOut = nullptr;
   OnReadLine = nullptr;
   OnReadToken = nullptr;
+  parser_->ClearEvents();
+  for (int i = 0; i < modules_->GetCount(); ++i) {
+    if (TReteNetwork* network = modules_->Get(i)->GetRete()) network->ClearEvents();
+  }
 }
 
 void TInferenceEngine::Notification(TComponent& component, TOperation operation) {
@@ -123,14 +136,17 @@ void TInferenceEngine::AddDefaultPackages() {
   if (OnAddDefaultPackages) OnAddDefaultPackages(*this);
 }
 
-// --- Clear and reset ------------------------------------------------------------------------------------------------
+// --- Clear and reset
+// ------------------------------------------------------------------------------------------------
 
 void TInferenceEngine::Clear() {
   halt_ = false;
   factIdCounter_ = 0;
   ruleIdCounter_ = 0;
+  const TFreeHold hold(*this);
   focusStack_->Clear();
   for (int i = modules_->GetCount() - 1; i >= 0; --i) {
+    if (i >= modules_->GetCount()) continue;  // a handler removed more
     const IModule module = modules_->Get(i);
     if (!module->IsMain()) RemoveModule(module);
   }
@@ -152,6 +168,7 @@ void TInferenceEngine::Clear() {
 }
 
 void TInferenceEngine::Clear(const IModule& module) {
+  RequireModule(module);
   halt_ = false;
   const IModule target = module;
   const TFocusScope focus(*this, target.Get());
@@ -164,13 +181,15 @@ void TInferenceEngine::Clear(const IModule& module) {
   definedTypes_->Clear();
   nullFact_ = nullptr;
   factsPending_->clear();
-  const bool ownsInitial = target->IsMain() || (initialFactPattern_ != nullptr &&
-                                                initialFactPattern_->GetFactTemplate()->GetModule() == target.Get());
+  const bool ownsInitial =
+      target->IsMain() ||
+      (initialFactPattern_ != nullptr && initialFactPattern_->GetFactTemplate()->GetModule() == target.Get());
   initialFactPattern_ = nullptr;
   target->SetInitialFactPattern(nullptr);
   if (!IsDestroying()) {
     if (ownsInitial) {
-      target->SetInitialFactPattern(std::make_unique<TKBPattern>(this, CreateFactTemplate(SInitialFactPattern)));
+      target->SetInitialFactPattern(
+          std::make_unique<TKBPattern>(this, CreateFactTemplate(SInitialFactPattern)));
       initialFactPattern_ = target->GetInitialFactPattern();
     }
     nullFact_ = MakeRef<TFact>(CreateFactTemplate(SNullFact));
@@ -179,12 +198,22 @@ void TInferenceEngine::Clear(const IModule& module) {
   if (OnClearModule) OnClearModule(*this, target);
 }
 
+void TInferenceEngine::SetExpertSystem(std::string_view text) {
+  Clear();
+  const TStreamScope scope(*this, NewTokenizer(text, nullptr));
+  parser_->Parse(true);
+  Reset();
+}
+
 void TInferenceEngine::ClearFacts(const IModule& module) {
+  RequireModule(module);
   const TFocusScope focus(*this, module.Get());
   facts_->Clear();
 }
 
 void TInferenceEngine::Reset() {
+  RequireFocus();
+  const TFreeHold hold(*this);
   factIdCounter_ = 0;
   while (PopFocus()) {
   }
@@ -204,11 +233,23 @@ void TInferenceEngine::Reset() {
 }
 
 void TInferenceEngine::Reset(const IModule& module) {
+  RequireModule(module);
+  const TFreeHold hold(*this);
   const IModule saved = currentModule_;
   if (saved != module) SetCurrentModule(module);
-  for (int i = 0; i < rules_->GetCount(); ++i) rules_->GetValue(i)->Reset();
-  for (int i = 0; i < factSets_->GetCount(); ++i) factSets_->Get(i).Reset();
-  if (saved != module) SetCurrentModule(saved);
+  TDelayedError error;
+  error.Run([this] {
+    for (int i = 0; i < rules_->GetCount(); ++i) rules_->GetValue(i)->Reset();
+    // A handler may remove or redefine some.
+    std::vector<TFactSet*> sets;
+    for (int i = 0; i < factSets_->GetCount(); ++i) sets.push_back(&factSets_->Get(i));
+    for (TFactSet* set : sets) {
+      if (factSets_->IndexOf(set) >= 0) set->Reset();
+    }
+  });
+  // A handler may have removed the module.
+  if (saved && modules_->IndexOf(saved.Get()) >= 0) SetCurrentModule(saved);
+  error.Rethrow();
 }
 
 void TInferenceEngine::ResetGlobalVariable(std::string_view name, const IKBValue& value) {
@@ -220,7 +261,8 @@ void TInferenceEngine::ResetGlobalVariable(std::string_view name, const IKBValue
   globalContext_->AddGlobalBinding(TKBText(name), result);
 }
 
-// --- Settings -------------------------------------------------------------------------------------------------------
+// --- Settings
+// -------------------------------------------------------------------------------------------------------
 
 void TInferenceEngine::SetPackages(TFunctionPackages value) {
   if (value == packages_) return;
@@ -249,6 +291,7 @@ void TInferenceEngine::SetParserMaxErrors(int value) {
 
 void TInferenceEngine::SetFactDuplication(bool value) {
   if (value == factDuplication_) return;
+  RequireFocus();
   factDuplication_ = value;
   facts_->SetCacheHashCodes(!value);
 }
@@ -258,6 +301,7 @@ void TInferenceEngine::SetFuzzyEqualsThreshold(float value) noexcept {
 }
 
 void TInferenceEngine::SetMinActivationStrength(float value) {
+  RequireFocus();
   minActivationStrength_ = std::isnan(value) ? 0.0F : std::clamp(value, 0.0F, 1.0F);
   rete_->SetMinActivationStrength(minActivationStrength_);
 }
@@ -266,27 +310,41 @@ void TInferenceEngine::SetSymbolIndex(int32_t value) noexcept {
   if (value > symbolIndex_) {
     symbolIndex_ = value;
   } else {
-    ++symbolIndex_;
+    static_cast<void>(Advance(symbolIndex_));
   }
 }
 
 std::string TInferenceEngine::GenerateSymbol(std::string_view prefix) {
   std::string result(prefix);
-  result += std::to_string(symbolIndex_++);
+  result += std::to_string(Advance(symbolIndex_));
   return result;
 }
 
 void TInferenceEngine::SetStrategy(TSearchStrategy value) {
   if (value == strategy_) return;
+  RequireFocus();
   strategy_ = value;
-  SetAgendaFrom(agenda_->Snapshot());
+  RebuildAgenda();
+}
+
+void TInferenceEngine::Lock() {
+  lock_.lock();
+  lockOwner_ = std::this_thread::get_id();
+  ++lockDepth_;
+}
+
+void TInferenceEngine::Unlock() {
+  if (lockOwner_.load() != std::this_thread::get_id()) throw EKBException(TKBMessage::NotLocked);
+  if (--lockDepth_ == 0) lockOwner_ = std::thread::id();
+  lock_.unlock();
 }
 
 void TInferenceEngine::SetParserFactory(TParserFactory factory) {
   if (!factory) return;
-  parserFactory_ = std::move(factory);
-  auto parser = parserFactory_(*this);
+  if (parses_ > 0) throw EKBException(TKBMessage::ParserBusy);
+  auto parser = factory(*this);
   if (parser == nullptr) return;
+  parserFactory_ = std::move(factory);
   parser->SetErrorHandling(parserErrorHandling_);
   parser->SetMaxErrors(parserMaxErrors_);
   parser->SetStaticTypeChecks(typeChecks_.Has(tcStatic));
@@ -296,10 +354,12 @@ void TInferenceEngine::SetParserFactory(TParserFactory factory) {
 void TInferenceEngine::SetTokenizerFactory(TTokenizerFactory factory) {
   if (!factory) return;
   tokenizerFactory_ = std::move(factory);
-  parser_->SetStream(nullptr);
+  // A text that is being read keeps its tokenizer.
+  if (parses_ == 0) parser_->SetStream(nullptr);
 }
 
-// --- Modules --------------------------------------------------------------------------------------------------------
+// --- Modules
+// --------------------------------------------------------------------------------------------------------
 
 void TInferenceEngine::ShowModule(TModule& module) noexcept {
   agenda_ = module.GetAgenda();
@@ -319,6 +379,7 @@ void TInferenceEngine::SetCurrentModule(const IModule& module) {
   if (module == currentModule_) return;
   const IModule target = module;
   if (target) {
+    RequireModule(target);
     target->FocusModule();
   } else {
     currentModule_ = nullptr;
@@ -331,7 +392,10 @@ void TInferenceEngine::DoChangeCurrentModule() {
 }
 
 int TInferenceEngine::AddModule(const IModule& module) {
+  RequireObject(module, "module");
   const IModule target = module;
+  if (target->GetOwner() != this) throw EKBException(TKBMessage::NoSuchModule, {target->GetName()});
+  if (!target->IsMain() && target->GetName().empty()) throw EKBException(TKBMessage::MissingName);
   if (const int same = modules_->IndexOf(target->GetName()); same >= 0 && !target->GetName().empty()) {
     RemoveModule(IModule(modules_->Get(same)));
   }
@@ -350,7 +414,9 @@ int TInferenceEngine::AddModule(const IModule& module) {
 }
 
 void TInferenceEngine::RemoveModule(const IModule& module) {
+  RequireObject(module, "module");
   if (moduleOp_ == module.Get()) return;
+  const TFreeHold hold(*this);
   const IModule target = module;
   if (modules_->IndexOf(target.Get()) < 0) return;
   if (OnRemoveModule) OnRemoveModule(*this, target);

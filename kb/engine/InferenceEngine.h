@@ -3,31 +3,38 @@
 // A short tour:
 //
 //   kb::TInferenceEngine engine;
-//   engine.OnPrintOut = [](kb::TInferenceEngine&, std::string_view, std::string_view text) { std::cout << text; };
-//   engine.Parse("(deftemplate reading (slot value))"
+//   engine.OnPrintOut = [](kb::TInferenceEngine&, std::string_view, std::string_view text) { std::cout <<
+//   text; }; engine.Parse("(deftemplate reading (slot value))"
 //                "(defrule hot (reading (value ?v&:(> ?v 30))) => (printout t \"hot: \" ?v crlf))", true);
 //   engine.Reset();
 //   engine.Assert("(reading (value 35))");
 //   int fired = engine.Run();
 //
-// Knowledge comes in as text (Parse and its relatives) or as objects; facts are asserted and retracted; Run fires the
-// rules that match, highest salience first, until the agenda is empty, a limit is reached or something halts it. All
-// work happens on the caller's thread, from a call into the engine; only Lock may be called from a second thread while
-// Run works. Operations raise descendants of EException, mostly EKBException with a message identifier.
+// Knowledge comes in as text (Parse and its relatives) or as objects; facts are asserted and retracted; Run
+// fires the rules that match, highest salience first, until the agenda is empty, a limit is reached or
+// something halts it. All work happens on the caller's thread, from a call into the engine; only Lock may be
+// called from a second thread while Run works. Operations raise descendants of EException, mostly
+// EKBException with a message identifier. A null handle where an object is needed raises "Missing %s", an
+// empty name "Missing name", a bad index EListError, a module that the engine does not hold "No such module
+// with name=%s exists"; nothing has changed then. Handlers and functions may call back into the engine; what
+// they raise goes on to the caller, and the engine stays consistent.
 //
-// The engine owns everything made through it: modules, rules and fact sets that the parser made, packages, streams.
-// The fields that GetFacts, GetRules and the like show are those of the module in focus.
+// The engine owns everything made through it: modules, rules and fact sets that the parser made, packages,
+// streams. The fields that GetFacts, GetRules and the like show are those of the module in focus.
 //
-// The implementation is split by theme: InferenceEngine.cpp (life, settings), ...Facts.cpp, ...Constructs.cpp,
+// The implementation is split by theme: InferenceEngine.cpp (life, settings), ...Facts.cpp,
+// ...Constructs.cpp,
 // ...Dependencies.cpp, ...Parsing.cpp, ...Output.cpp, ...Run.cpp.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <iosfwd>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -55,7 +62,8 @@ using TTokenizerFactory =
 
 class TInferenceEngine : public TComponent, public IReasoner, public ISingletonsParser {
  public:
-  // --- Life -------------------------------------------------------------------------------------------------------
+  // --- Life
+  // -------------------------------------------------------------------------------------------------------
 
   /// An engine with the main module, all packages and the fact (Initial-Fact) with id 0. `owner` may be null.
   explicit TInferenceEngine(TComponent* owner = nullptr);
@@ -64,21 +72,27 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   static const TClassInfo& StaticClass() noexcept;
   [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
 
-  /// Back to empty: facts, rules, templates, modules but the main one, functions of the language, storage, streams.
-  /// Built-in and host functions and the globals stay. (Initial-Fact) comes back with the next Reset.
+  /// Back to empty: facts, rules, templates, modules but the main one, functions of the language, storage,
+  /// streams. Built-in and host functions and the globals stay. (Initial-Fact) comes back with the next
+  /// Reset.
   virtual void Clear();
   /// One module back to empty.
   virtual void Clear(const IModule& module);
+  /// The whole engine from a text: Clear, the text with its calls executed, Reset.
+  virtual void SetExpertSystem(std::string_view text);
   virtual void ClearFacts(const IModule& module);
-  /// Start of a run: focus on the main module, facts cleared, fact sets asserted, (Initial-Fact), globals restored.
+  /// Start of a run: focus on the main module, facts cleared, fact sets asserted, (Initial-Fact), globals
+  /// restored.
   virtual void Reset();
   virtual void Reset(const IModule& module);
 
   /// Enters the one critical section of the engine; Run holds it around each firing. Reentrant.
-  void Lock() { lock_.lock(); }
-  void Unlock() { lock_.unlock(); }
+  void Lock();
+  /// "The engine is not locked by this thread".
+  void Unlock();
 
-  // --- Settings ---------------------------------------------------------------------------------------------------
+  // --- Settings
+  // ---------------------------------------------------------------------------------------------------
 
   [[nodiscard]] TSearchStrategy GetStrategy() const noexcept { return strategy_; }
   /// Another value rebuilds the agenda: every activation goes through AddActivation again, as a clone.
@@ -101,7 +115,9 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   void SetFactDuplication(bool value);
   [[nodiscard]] bool GetFuzzyAutoTerms() const noexcept { return fuzzyAutoTerms_; }
   void SetFuzzyAutoTerms(bool value) noexcept { fuzzyAutoTerms_ = value; }
-  [[nodiscard]] TFuzzyCorrelationMethod GetFuzzyCorrelationMethod() const noexcept { return fuzzyCorrelation_; }
+  [[nodiscard]] TFuzzyCorrelationMethod GetFuzzyCorrelationMethod() const noexcept {
+    return fuzzyCorrelation_;
+  }
   void SetFuzzyCorrelationMethod(TFuzzyCorrelationMethod value) noexcept { fuzzyCorrelation_ = value; }
   [[nodiscard]] TFuzzyInferenceMethod GetFuzzyInferenceMethod() const noexcept { return fuzzyInference_; }
   void SetFuzzyInferenceMethod(TFuzzyInferenceMethod value) noexcept { fuzzyInference_ = value; }
@@ -120,31 +136,41 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   void SetWatch(TConstructWatches value) noexcept { watch_ = value; }
   [[nodiscard]] float GetVersion() const noexcept { return version_; }
 
-  // --- Text in ----------------------------------------------------------------------------------------------------
-  // Each takes a text and an encoding (null: UTF-8) and gives the parser its former stream back in all cases, so that
-  // it may be called from inside a parse or a rule action. Errors are EKBParseException.
+  // --- Text in
+  // ---------------------------------------------------------------------------------------------------- Each
+  // takes a text and an encoding (null: UTF-8) and gives the parser its former stream back in all cases, so
+  // that it may be called from inside a parse or a rule action. Errors are EKBParseException.
 
   /// Reads a text of constructs and calls; calls are run when `execute` is set, and their values printed.
   virtual void Parse(std::string_view text, bool execute, const TEncoding* encoding = nullptr);
   /// A value of the given type from a text.
-  [[nodiscard]] virtual IKBValue Parse(std::string_view text, TKBType type, const TEncoding* encoding = nullptr);
-  [[nodiscard]] virtual TParsedType ParseConstructType(std::string_view text, const TEncoding* encoding = nullptr);
-  [[nodiscard]] virtual IKBDefinedType ParseDefinedType(std::string_view text, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IKBValue Parse(std::string_view text, TKBType type,
+                                       const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual TParsedType ParseConstructType(std::string_view text,
+                                                       const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IKBDefinedType ParseDefinedType(std::string_view text,
+                                                        const TEncoding* encoding = nullptr);
   [[nodiscard]] virtual IFact ParseFact(std::string_view text, const TEncoding* encoding = nullptr);
-  virtual std::string ParseFactSlot(const IFact& fact, std::string_view text, const TEncoding* encoding = nullptr);
+  virtual std::string ParseFactSlot(const IFact& fact, std::string_view text,
+                                    const TEncoding* encoding = nullptr);
   /// The set is owned by the engine as component, and not registered.
   [[nodiscard]] virtual TFactSet* ParseFactSet(std::string_view text, const TEncoding* encoding = nullptr);
   [[nodiscard]] virtual IFunCall ParseFunCall(std::string_view text, const TEncoding* encoding = nullptr);
   /// The module part; `name` receives the name part.
-  virtual std::string ParseFullName(std::string_view text, std::string& name, const TEncoding* encoding = nullptr);
-  [[nodiscard]] virtual IFactTemplate ParseFactTemplate(std::string_view text, const TEncoding* encoding = nullptr);
-  [[nodiscard]] virtual IFactSlot ParseFactTemplateSlot(std::string_view text, const TEncoding* encoding = nullptr);
-  [[nodiscard]] virtual IInterpretedFunction ParseFunction(std::string_view text, const TEncoding* encoding = nullptr);
+  virtual std::string ParseFullName(std::string_view text, std::string& name,
+                                    const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IFactTemplate ParseFactTemplate(std::string_view text,
+                                                        const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IFactSlot ParseFactTemplateSlot(std::string_view text,
+                                                        const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IInterpretedFunction ParseFunction(std::string_view text,
+                                                           const TEncoding* encoding = nullptr);
   virtual void ParseGlobalVariables(std::string_view text, const TEncoding* encoding = nullptr);
   [[nodiscard]] virtual IKBValue ParseVariable(std::string_view text, std::string& name,
                                                const TEncoding* encoding = nullptr);
   [[nodiscard]] virtual IValueVector ParseList(std::string_view text, const TEncoding* encoding = nullptr);
-  [[nodiscard]] virtual IKBValue ParseNExecuteFunCall(std::string_view text, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IKBValue ParseNExecuteFunCall(std::string_view text,
+                                                      const TEncoding* encoding = nullptr);
   [[nodiscard]] virtual IModule ParseModule(std::string_view text, const TEncoding* encoding = nullptr);
   /// The rule is owned by the engine as component, and not registered.
   [[nodiscard]] virtual TRule* ParseRule(std::string_view text, const TEncoding* encoding = nullptr);
@@ -165,10 +191,11 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   virtual bool Batch(std::istream& stream, const TEncoding* encoding = nullptr);
   bool Batch(const std::string& fileName, const TEncoding* encoding = nullptr);
 
-  // --- Facts ------------------------------------------------------------------------------------------------------
+  // --- Facts
+  // ------------------------------------------------------------------------------------------------------
 
-  /// Asserts a fact; gives its id, or -1 when an equal one exists (unless FactDuplication). The network pass is complete
-  /// before pending facts run, and those before OnAssertion. "Fact Template is missing".
+  /// Asserts a fact; gives its id, or -1 when an equal one exists (unless FactDuplication). The network pass
+  /// is complete before pending facts run, and those before OnAssertion. "Fact Template is missing".
   virtual int32_t Assert(const IFact& fact, bool unconditional = false);
   /// Parses the text of one fact, resolves it and asserts it.
   int32_t Assert(std::string_view text);
@@ -192,16 +219,17 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   [[nodiscard]] bool IsModifyingFact() const noexcept { return modifyingFact_; }
   /// All facts of all modules; without `duplicates` one that modules share appears once.
   [[nodiscard]] virtual std::unique_ptr<TFacts> GetFacts(bool duplicates) const;
-  [[nodiscard]] int32_t NewFactId() noexcept { return factIdCounter_++; }
-  [[nodiscard]] int32_t NewRuleId() noexcept { return ruleIdCounter_++; }
+  [[nodiscard]] int32_t NewFactId() noexcept { return Advance(factIdCounter_); }
+  [[nodiscard]] int32_t NewRuleId() noexcept { return Advance(ruleIdCounter_); }
   [[nodiscard]] int32_t GetFactIdCounter() const noexcept { return factIdCounter_; }
   void SetFactIdCounter(int32_t value) noexcept { factIdCounter_ = value; }
   void SetRuleIdCounter(int32_t value) noexcept { ruleIdCounter_ = value; }
 
-  // --- Running ----------------------------------------------------------------------------------------------------
+  // --- Running
+  // ----------------------------------------------------------------------------------------------------
 
-  /// Fires rules until the agenda of every focused module is empty, `maxRules` have fired, or something halts the run.
-  /// Gives the number fired. An exception of an action passes through; the engine stays consistent.
+  /// Fires rules until the agenda of every focused module is empty, `maxRules` have fired, or something halts
+  /// the run. Gives the number fired. An exception of an action passes through; the engine stays consistent.
   int32_t Run(int32_t maxRules = 2147483647);
   void SetHalt(bool value) noexcept { halt_ = value; }
   [[nodiscard]] bool GetHalt() const noexcept { return halt_; }
@@ -217,7 +245,7 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   virtual void RemoveActivation(int index);
   virtual void RemoveActivation(TActivation& activation);
   virtual void RuleFired(TActivation& activation);
-  [[nodiscard]] Ref<TActivation> GetActivation(int index) const { return agenda_->GetActivation(index); }
+  [[nodiscard]] Ref<TActivation> GetActivation(int index) const { return GetAgenda().GetActivation(index); }
   virtual void SetActivation(int index, const Ref<TActivation>& activation);
   [[nodiscard]] int GetAgendaCount() const noexcept { return agenda_ == nullptr ? 0 : agenda_->GetCount(); }
   /// Index at which a new activation of this salience goes, -1 for the end. Logarithmic.
@@ -227,11 +255,14 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   /// Start of the run in seconds of the clock; with cwStatistics, after the run, its length in seconds.
   [[nodiscard]] double GetStatRunTime() const noexcept { return statRunTime_; }
   [[nodiscard]] int32_t GetStatMaxActivations() const noexcept { return statMaxActivations_; }
-  [[nodiscard]] float GetStatMeanActivations() const noexcept { return static_cast<float>(statMeanActivations_); }
+  [[nodiscard]] float GetStatMeanActivations() const noexcept {
+    return static_cast<float>(statMeanActivations_);
+  }
   [[nodiscard]] float GetStatMeanFacts() const noexcept { return static_cast<float>(statMeanFacts_); }
   [[nodiscard]] int32_t GetStatMaxFacts() const noexcept { return statMaxFacts_; }
 
-  // --- Constructs -------------------------------------------------------------------------------------------------
+  // --- Constructs
+  // -------------------------------------------------------------------------------------------------
 
   /// By name in the current module; null if absent.
   [[nodiscard]] TFactTemplate* FindFactTemplate(std::string_view name) const;
@@ -239,23 +270,31 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   [[nodiscard]] IModule FindModule(std::string_view name) const;
   /// The template of that name in the current module, made with the comment "(Implied)" when there is none.
   virtual IFactTemplate CreateFactTemplate(std::string_view name);
-  /// Registers a C++ callable under a name of the language. The counts are checked before each call.
+  /// Registers a C++ callable under a name of the language. The counts are checked before each call. Neither
+  /// the name nor the callable may be empty.
   Ref<IUserFunction> RegisterFunction(std::string_view name, TFunctionCallable body, int minArguments = 0,
                                       int maxArguments = kUnlimitedArguments);
   /// Adds to FModules with its objects and imports; a module of that name goes first.
   virtual int AddModule(const IModule& module);
   virtual void RemoveModule(const IModule& module);
+  /// A rule has changed: compiles it anew, if it is registered.
   virtual void RuleChange(TRule& rule);
   /// Takes the rule out of its network; called by the registry. Frees it when the engine owns it.
   virtual void RemoveRule(TRule& rule);
-  /// Enters the rule in the rules of its own module; takes it out again without freeing it; whether it is there.
+  /// Enters the rule in the rules of its own module; takes it out again without freeing it; whether it is
+  /// there.
   void RegisterRule(TRule& rule);
   void ForgetRule(TRule& rule);
   [[nodiscard]] bool IsRegistered(const TRule& rule) const;
   /// Takes a rule that left its registry out of the network too; frees it when the engine owns it.
   void DropRule(TRule& rule, TReteNetwork* network);
+  /// Frees a rule or fact set that the engine owns, once nothing is at work that may still read it.
+  void FreeConstruct(TComponent& construct);
+  /// A construct goes away by itself: nothing is left to free.
+  void ForgetConstruct(TComponent& construct) noexcept { std::erase(deferred_, &construct); }
   void RenameDefinedType(TKBDefinedType& type, std::string_view oldName, std::string_view newName) override;
-  void RenameFactTemplate(TFactTemplate& factTemplate, std::string_view oldName, std::string_view newName) override;
+  void RenameFactTemplate(TFactTemplate& factTemplate, std::string_view oldName,
+                          std::string_view newName) override;
   void RenameModule(std::string_view oldName, std::string_view newName) override;
   void RenameRule(std::string_view oldName, std::string_view newName) override;
   virtual void RemoveDependencies(const IFactTemplate& factTemplate);
@@ -301,14 +340,15 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   virtual void ClearDefinedTypes();
   virtual void ClearModules();
 
-  // The registries of the current module and of the engine.
-  [[nodiscard]] TFacts& GetFacts() const noexcept { return *facts_; }
-  [[nodiscard]] TRules& GetRules() const noexcept { return *rules_; }
-  [[nodiscard]] TFactTemplates& GetFactTemplates() const noexcept { return *factTemplates_; }
-  [[nodiscard]] TFactSets& GetFactSets() const noexcept { return *factSets_; }
-  [[nodiscard]] TKBDefinedTypes& GetDefinedTypes() const noexcept { return *definedTypes_; }
-  [[nodiscard]] TReteNetwork& GetRete() const noexcept { return *rete_; }
-  [[nodiscard]] TKBAgenda& GetAgenda() const noexcept { return *agenda_; }
+  // The registries of the current module and of the engine. Those of the module raise "No such module with
+  // name=%s exists" when the last module has been removed.
+  [[nodiscard]] TFacts& GetFacts() const { return OfModule(facts_); }
+  [[nodiscard]] TRules& GetRules() const { return OfModule(rules_); }
+  [[nodiscard]] TFactTemplates& GetFactTemplates() const { return OfModule(factTemplates_); }
+  [[nodiscard]] TFactSets& GetFactSets() const { return OfModule(factSets_); }
+  [[nodiscard]] TKBDefinedTypes& GetDefinedTypes() const { return OfModule(definedTypes_); }
+  [[nodiscard]] TReteNetwork& GetRete() const { return OfModule(rete_); }
+  [[nodiscard]] TKBAgenda& GetAgenda() const { return OfModule(agenda_); }
   [[nodiscard]] TModules& GetModules() const noexcept { return *modules_; }
   [[nodiscard]] TModules& GetFocusStack() const noexcept { return *focusStack_; }
   [[nodiscard]] TGlobalVariables& GetGlobalVariables() const noexcept { return *globalVariables_; }
@@ -327,8 +367,11 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   virtual void ResetGlobalVariable(std::string_view name, const IKBValue& value);
   [[nodiscard]] std::string GenerateSymbol(std::string_view prefix);
 
-  /// Replaces the parser by one that the factory makes; null changes nothing.
+  /// Replaces the parser by one that the factory makes; null, and a factory that gives null, change nothing.
+  /// "The parser is at work" while it parses.
   void SetParserFactory(TParserFactory factory);
+  /// Texts that are parsed from now on go through the tokenizers of the factory; null changes nothing. The
+  /// stream that the factory gets for a text lives only for its call.
   void SetTokenizerFactory(TTokenizerFactory factory);
   /// A tokenizer over a text, or over a stream that outlives it.
   [[nodiscard]] virtual std::unique_ptr<TKBTokenizerStream> NewTokenizer(std::string_view text,
@@ -336,20 +379,24 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   [[nodiscard]] virtual std::unique_ptr<TKBTokenizerStream> NewTokenizer(std::istream& stream,
                                                                          const TEncoding* encoding);
 
-  // --- Text out ---------------------------------------------------------------------------------------------------
+  // --- Text out
+  // ---------------------------------------------------------------------------------------------------
 
   /// Routes a text: "t" and "" go to the capture or OnPrintOut, other names to their stream.
   virtual void PrintOut(std::string_view outId, std::string_view text);
   void PrintOut(std::string_view text) { PrintOut(std::string_view(), text); }
   [[nodiscard]] virtual std::string ReadLine(std::string_view inId);
   [[nodiscard]] virtual IStreamToken ReadToken(std::string_view inId);
-  /// The standard channel goes to `stream` from now on; the engine owns it. A capture that runs is closed first.
+  /// The standard channel goes to `stream` from now on; the engine owns it. A capture that runs is closed
+  /// first.
   virtual bool StartCapture(std::unique_ptr<std::ostream> stream, const TEncoding* encoding = nullptr);
   /// Creates the file, replacing one that exists.
   bool StartCapture(const std::string& fileName, const TEncoding* encoding = nullptr);
   bool StopCapture();
   /// True when this kind is watched and OnPrintOut is assigned.
-  [[nodiscard]] bool IsWatched(TConstructWatch watch) const noexcept { return watch_.Has(watch) && OnPrintOut; }
+  [[nodiscard]] bool IsWatched(TConstructWatch watch) const noexcept {
+    return watch_.Has(watch) && OnPrintOut;
+  }
 
   [[nodiscard]] std::string PrettyPrint(const TFunctionCall& call) override;
   [[nodiscard]] std::string PrettyPrint(const TFact& fact) override;
@@ -365,7 +412,8 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   [[nodiscard]] virtual std::string PrettyPrint(std::string_view name, const IKBValue& value);
   [[nodiscard]] std::string PrettyPrintSingletons(const TSingletonsVector& singletons) override;
 
-  // --- Events -----------------------------------------------------------------------------------------------------
+  // --- Events
+  // -----------------------------------------------------------------------------------------------------
   // Each is tested for being assigned; an unassigned event costs nothing. None fires during destruction.
 
   using TNotifyEvent = std::function<void(TInferenceEngine&)>;
@@ -413,6 +461,21 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
 
   void Notification(TComponent& component, TOperation operation) override;
 
+  /// While one exists, rules and fact sets that the engine frees stay in memory: what is at work may still
+  /// read them.
+  class TFreeHold {
+   public:
+    explicit TFreeHold(TInferenceEngine& engine) noexcept : engine_(engine) { ++engine_.holds_; }
+    TFreeHold(const TFreeHold&) = delete;
+    TFreeHold& operator=(const TFreeHold&) = delete;
+    ~TFreeHold() {
+      if (--engine_.holds_ == 0 && !engine_.deferred_.empty()) engine_.FreeDeferred();
+    }
+
+   private:
+    TInferenceEngine& engine_;
+  };
+
  protected:
   virtual void AddDefaultPackages();
   virtual void BeginInference();
@@ -424,6 +487,7 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   class TStreamScope;  // the parser on another stream for the time of a call
   class TFocusScope;   // another module current for the time of a call
   class TFiringScope;  // one firing: current item, deferred frees
+  class TLockScope;    // the engine locked
 
   template <class F>
   auto WithText(std::string_view text, const TEncoding* encoding, F&& parse);
@@ -433,18 +497,38 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   void FireAgenda(int32_t maxRules);
   [[nodiscard]] int NextToFire() const;
   void FireEntry(int index);
+  void Discard(TActivation& activation) noexcept;
   void RebuildAgenda();
-  void SetAgendaFrom(const std::vector<Ref<TActivation>>& activations);
+  [[nodiscard]] Ref<TActivation> EntryForRebuild(const Ref<TActivation>& activation);
   void FollowFocus();
   void CountStatistics();
   void PrintStatistics();
   void RemoveTemplateFacts(const TFactTemplate& factTemplate, TDependents* dependents);
   void RemoveTemplateRules(const TFactTemplate& factTemplate, TDependents* dependents);
   void RefreshModulePattern(const TFactTemplate& oldTemplate);
+  [[nodiscard]] TModule* ModuleOf(const TRule& rule) const;
   [[nodiscard]] TRules* RulesOf(const TRule& rule) const;
-  void FreeRule(TRule& rule);
+  void FreeDeferred();
+  /// The module must be one of this engine's: "Missing module", "No such module with name=%s exists".
+  void RequireModule(const IModule& module) const;
+  void RequireOwnTemplate(const TFact& fact) const;
+  void RequireFocus() const { static_cast<void>(GetFacts()); }
+  [[noreturn]] static void RaiseNoMainModule();
+  template <class T>
+  [[nodiscard]] static T& OfModule(T* object) {
+    if (object == nullptr) RaiseNoMainModule();
+    return *object;
+  }
+  /// The counter's value; the counter goes on, and behind the last number to the first.
+  static int32_t Advance(int32_t& counter) noexcept {
+    const int32_t value = counter;
+    counter = static_cast<int32_t>(static_cast<uint32_t>(value) + 1);
+    return value;
+  }
 
   std::recursive_mutex lock_;
+  std::atomic<std::thread::id> lockOwner_{};
+  int lockDepth_ = 0;  // read and written by the thread that holds the lock
   std::unique_ptr<TUserFunctions> userFunctions_;
   bool updatingHT_ = false;
   int32_t factIdCounter_ = 0;
@@ -503,10 +587,11 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   TKBPattern* initialFactPattern_ = nullptr;
   IModule currentModule_;
 
-  // Activations that fire now, several when an action runs the engine; rules that were removed meanwhile are freed when
-  // the outermost firing ends.
-  std::vector<const TActivation*> firing_;
-  std::vector<TRule*> deferredRules_;
+  std::vector<const TActivation*>
+      firing_;                         // activations that fire now, several when an action runs the engine
+  std::vector<TComponent*> deferred_;  // rules and fact sets to be freed with the last hold
+  int holds_ = 0;
+  int parses_ = 0;  // texts that the parser is reading
 };
 
 }  // namespace kb

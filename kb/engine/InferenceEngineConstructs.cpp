@@ -1,12 +1,16 @@
 // Constructs: functions, rules, templates and types, their names and their events.
+#include <algorithm>
+
 #include "kb/engine/EngineScopes.h"
 #include "kb/engine/InferenceEngine.h"
 #include "kb/matching/ReteNetwork.h"
 #include "kb/values/KBConsts.h"
+#include "kb/values/KBModuleConstruct.h"
 
 namespace kb {
 
-// --- Templates and types --------------------------------------------------------------------------------------------
+// --- Templates and types
+// --------------------------------------------------------------------------------------------
 
 TFactTemplate* TInferenceEngine::FindFactTemplate(std::string_view name) const {
   return factTemplates_ == nullptr ? nullptr : factTemplates_->FindTemplate(name);
@@ -17,6 +21,8 @@ TKBDefinedType* TInferenceEngine::FindDefinedType(std::string_view name) const {
 }
 
 IFactTemplate TInferenceEngine::CreateFactTemplate(std::string_view name) {
+  RequireFocus();
+  if (name.empty()) throw EKBException(TKBMessage::MissingName);
   if (TFactTemplate* found = FindFactTemplate(name)) return found;
   IFactTemplate result = MakeRef<TFactTemplate>(this, name, SImpliedComment, IFactTemplate());
   factTemplates_->Add(result);
@@ -26,16 +32,19 @@ IFactTemplate TInferenceEngine::CreateFactTemplate(std::string_view name) {
 void TInferenceEngine::RenameFactTemplate(TFactTemplate& factTemplate, std::string_view oldName,
                                           std::string_view newName) {
   if (oldName == newName || factTemplates_ == nullptr || !factTemplates_->ContainsKey(oldName)) return;
-  if (factTemplates_->ContainsKey(newName)) throw EKBException(TKBMessage::DuplicateTemplates, {std::string(newName)});
+  if (factTemplates_->ContainsKey(newName))
+    throw EKBException(TKBMessage::DuplicateTemplates, {std::string(newName)});
   if (factTemplates_->FindTemplate(oldName) != &factTemplate) return;
   updatingHT_ = true;
   factTemplates_->Rekey(oldName, newName);
   updatingHT_ = false;
 }
 
-void TInferenceEngine::RenameDefinedType(TKBDefinedType& type, std::string_view oldName, std::string_view newName) {
+void TInferenceEngine::RenameDefinedType(TKBDefinedType& type, std::string_view oldName,
+                                         std::string_view newName) {
   if (oldName == newName || definedTypes_ == nullptr || !definedTypes_->ContainsKey(oldName)) return;
-  if (definedTypes_->ContainsKey(newName)) throw EKBException(TKBMessage::DuplicateTypes, {std::string(newName)});
+  if (definedTypes_->ContainsKey(newName))
+    throw EKBException(TKBMessage::DuplicateTypes, {std::string(newName)});
   if (definedTypes_->FindType(oldName) != &type) return;
   updatingHT_ = true;
   definedTypes_->Rekey(oldName, newName);
@@ -46,7 +55,8 @@ void TInferenceEngine::RenameModule(std::string_view oldName, std::string_view n
   if (oldName == newName) return;
   const int index = modules_->IndexOf(oldName);
   if (index < 0) return;
-  if (modules_->IndexOf(newName) >= 0) throw EKBException(TKBMessage::DuplicateModules, {std::string(newName)});
+  if (modules_->IndexOf(newName) >= 0)
+    throw EKBException(TKBMessage::DuplicateModules, {std::string(newName)});
   modules_->Get(index)->SetName(newName);
 }
 
@@ -82,12 +92,19 @@ void TInferenceEngine::ClearModules() {
   if (OnClearModules) OnClearModules(*this);
 }
 
-// --- Rules ----------------------------------------------------------------------------------------------------------
+// --- Rules
+// ----------------------------------------------------------------------------------------------------------
+
+TModule* TInferenceEngine::ModuleOf(const TRule& rule) const {
+  if (modules_ == nullptr) return nullptr;
+  const int index =
+      modules_->IndexOf(rule.GetModule().empty() ? SMainModule : std::string_view(rule.GetModule()));
+  return index < 0 ? nullptr : modules_->Get(index).Get();
+}
 
 TRules* TInferenceEngine::RulesOf(const TRule& rule) const {
-  if (modules_ == nullptr) return nullptr;
-  const int index = modules_->IndexOf(rule.GetModule().empty() ? SMainModule : std::string_view(rule.GetModule()));
-  return index < 0 ? nullptr : modules_->Get(index)->GetRules();
+  const TModule* module = ModuleOf(rule);
+  return module == nullptr ? nullptr : module->GetRules();
 }
 
 bool TInferenceEngine::IsRegistered(const TRule& rule) const {
@@ -96,21 +113,14 @@ bool TInferenceEngine::IsRegistered(const TRule& rule) const {
 }
 
 void TInferenceEngine::RegisterRule(TRule& rule) {
-  IModule previous;
-  rule.FocusModule(true, previous);
-  const TFocusScope focus(*this, nullptr);
-  try {
-    rules_->Add(rule);
-  } catch (...) {
-    if (previous) previous->FocusModule();
-    throw;
-  }
-  if (previous) previous->FocusModule();
+  TModule* module = ModuleOf(rule);
+  if (module == nullptr) throw EKBException(TKBMessage::NoSuchModule, {rule.GetModule()});
+  const TFocusScope focus(*this, module);
+  rules_->Add(rule);
 }
 
 void TInferenceEngine::ForgetRule(TRule& rule) {
   if (TRules* rules = RulesOf(rule)) rules->Release(rule);
-  std::erase(deferredRules_, &rule);
 }
 
 void TInferenceEngine::AddRule(TRule& rule) {
@@ -118,40 +128,54 @@ void TInferenceEngine::AddRule(TRule& rule) {
 }
 
 void TInferenceEngine::RemoveRule(TRule& rule) {
-  if (OnRemoveRule) OnRemoveRule(*this, rule);
-  const int index = modules_->IndexOf(rule.GetModule().empty() ? SMainModule : std::string_view(rule.GetModule()));
-  DropRule(rule, index < 0 ? rete_ : modules_->Get(index)->GetRete());
+  const TModule* module = ModuleOf(rule);
+  TDelayedError error;
+  error.Run([&] {
+    if (OnRemoveRule) OnRemoveRule(*this, rule);
+  });
+  // The rule has left its registry: a handler that raises does not keep it in the network.
+  DropRule(rule, module == nullptr ? rete_ : module->GetRete());
+  error.Rethrow();
 }
 
 void TInferenceEngine::DropRule(TRule& rule, TReteNetwork* network) {
   if (network != nullptr) network->RemoveRule(rule);
   rule.AttachEngine(nullptr);
-  if (rule.GetOwner() == this && !rule.IsDestroying()) FreeRule(rule);
+  if (rule.GetOwner() == this && !rule.IsDestroying()) FreeConstruct(rule);
 }
 
 // A rule may go while it fires, or while another one does whose action removed it: the firing still reads it.
-void TInferenceEngine::FreeRule(TRule& rule) {
-  if (firing_.empty()) {
-    delete &rule;
+// So do the parser that has just made it, and a reset that goes through the fact sets.
+void TInferenceEngine::FreeConstruct(TComponent& construct) {
+  if (holds_ == 0) {
+    delete &construct;
     return;
   }
-  if (std::find(deferredRules_.begin(), deferredRules_.end(), &rule) == deferredRules_.end()) {
-    deferredRules_.push_back(&rule);
+  if (std::find(deferred_.begin(), deferred_.end(), &construct) == deferred_.end())
+    deferred_.push_back(&construct);
+}
+
+void TInferenceEngine::FreeDeferred() {
+  while (!deferred_.empty()) {
+    TComponent* construct = deferred_.front();
+    deferred_.erase(deferred_.begin());
+    delete construct;
   }
 }
 
 void TInferenceEngine::RuleChange(TRule& rule) {
   TRules* rules = RulesOf(rule);
   if (rules == nullptr || rules->FindRule(rule.GetRuleName()) != &rule) return;
-  const int index = modules_->IndexOf(rule.GetModule().empty() ? SMainModule : std::string_view(rule.GetModule()));
-  const TFocusScope focus(*this, modules_->Get(index).Get());
+  const TFocusScope focus(*this, ModuleOf(rule));
   rete_->RemoveRule(rule);
   rete_->AddRule(rule);
   ProcessPendingFacts();
 }
 
 void TInferenceEngine::RenameRule(std::string_view oldName, std::string_view newName) {
-  if (oldName == newName || !rules_->ContainsKey(oldName)) return;
+  if (oldName == newName || !GetRules().ContainsKey(oldName)) return;
+  CheckConstructName(newName);
+  if (newName.empty()) throw EKBException(TKBMessage::MissingName);
   if (rules_->ContainsKey(newName)) throw EKBException(TKBMessage::DuplicateRules, {std::string(newName)});
   TRule* rule = rules_->FindRule(oldName);
   updatingHT_ = true;
@@ -160,17 +184,21 @@ void TInferenceEngine::RenameRule(std::string_view oldName, std::string_view new
   rule->SetRuleName(newName);
 }
 
-// --- Functions ------------------------------------------------------------------------------------------------------
+// --- Functions
+// ------------------------------------------------------------------------------------------------------
 
 void TInferenceEngine::AddUserFunction(const Ref<IUserFunction>& function) {
   if (userFunctions_ != nullptr) userFunctions_->Add(function);
 }
 
 void TInferenceEngine::RemoveUserFunction(const Ref<IUserFunction>& function) {
+  RequireObject(function, "function");
   if (userFunctions_ != nullptr) userFunctions_->RemoveFunction(function);
 }
 
-bool TInferenceEngine::ContainsUserFunction(std::string_view name) const { return userFunctions_->ContainsKey(name); }
+bool TInferenceEngine::ContainsUserFunction(std::string_view name) const {
+  return userFunctions_->ContainsKey(name);
+}
 
 bool TInferenceEngine::ContainsUserFunction(std::string_view name, Ref<IUserFunction>& function) const {
   const Ref<IUserFunction>* found = userFunctions_->Find(name);
@@ -180,7 +208,9 @@ bool TInferenceEngine::ContainsUserFunction(std::string_view name, Ref<IUserFunc
 
 std::vector<std::string> TInferenceEngine::GetUserFunctions() const { return userFunctions_->GetKeys(); }
 
-Ref<IUserFunction> TInferenceEngine::GetUserFunction(std::string_view name) const { return userFunctions_->Get(name); }
+Ref<IUserFunction> TInferenceEngine::GetUserFunction(std::string_view name) const {
+  return userFunctions_->Get(name);
+}
 
 void TInferenceEngine::SetUserFunction(std::string_view name, const Ref<IUserFunction>& function) {
   userFunctions_->Put(name, function);
@@ -194,8 +224,10 @@ void TInferenceEngine::RemoveFunction(const Ref<IUserFunction>& function) {
   if (OnRemoveUserFunction) OnRemoveUserFunction(*this, function);
 }
 
-Ref<IUserFunction> TInferenceEngine::RegisterFunction(std::string_view name, TFunctionCallable body, int minArguments,
-                                                      int maxArguments) {
+Ref<IUserFunction> TInferenceEngine::RegisterFunction(std::string_view name, TFunctionCallable body,
+                                                      int minArguments, int maxArguments) {
+  if (name.empty()) throw EKBException(TKBMessage::MissingName);
+  RequireObject(body, "function body");
   Ref<IUserFunction> function = MakeRef<TCallableFunction>(std::move(body));
   function->SetFunctionName(name);
   function->SetMaxArgumentCount(maxArguments);

@@ -9,8 +9,12 @@ namespace kb {
 
 int32_t TInferenceEngine::Assert(const IFact& fact, bool /*unconditional*/) {
   if (!fact || !fact->GetTemplate()) throw EKBException(TKBMessage::FactTemplateMissing);
-  const IFact asserted = fact;
-  if (!factDuplication_ && facts_->FindDuplicate(*asserted) != nullptr) return -1;
+  RequireFocus();
+  RequireOwnTemplate(*fact);
+  if (!factDuplication_ && facts_->FindDuplicate(*fact) != nullptr) return -1;
+  // With duplicates allowed, a fact that stands already keeps its id, and a copy comes beside it.
+  const IFact asserted =
+      factDuplication_ && facts_->GetFactByID(fact->GetID()) == fact ? fact->Clone() : fact;
   const int32_t id = NewFactId();
   asserted->SetID(id);
   {
@@ -21,7 +25,8 @@ int32_t TInferenceEngine::Assert(const IFact& fact, bool /*unconditional*/) {
   if (factTemplate->GetImportModuleCount() > 1) {
     const IModule home = currentModule_;
     std::vector<IModule> modules;
-    for (int i = 0; i < factTemplate->GetImportModuleCount(); ++i) modules.emplace_back(factTemplate->GetImportModule(i));
+    for (int i = 0; i < factTemplate->GetImportModuleCount(); ++i)
+      modules.emplace_back(factTemplate->GetImportModule(i));
     for (const IModule& module : modules) {
       if (module == home) continue;
       const TFocusScope focus(*this, module.Get());
@@ -34,6 +39,13 @@ int32_t TInferenceEngine::Assert(const IFact& fact, bool /*unconditional*/) {
   return id;
 }
 
+// A fact that another engine holds would change its id there.
+void TInferenceEngine::RequireOwnTemplate(const TFact& fact) const {
+  const IFactTemplate& factTemplate = fact.GetTemplate();
+  if (factTemplate->GetEngine() == nullptr || factTemplate->GetEngine() == this) return;
+  throw EKBException(TKBMessage::UnknownFactTemplate, {factTemplate->GetTemplateName().ToString()});
+}
+
 int32_t TInferenceEngine::Assert(std::string_view text) {
   const IFact fact = ParseFact(text);
   globalContext_->Resolve(fact);
@@ -42,6 +54,8 @@ int32_t TInferenceEngine::Assert(std::string_view text) {
 
 // The list goes first, so that a rule that asks for the facts during the pass finds this one.
 void TInferenceEngine::AddFactToModule(const IFact& fact, TModule* module) {
+  RequireObject(fact, "fact");
+  RequireFocus();
   if (module != nullptr) module->FocusModule();
   {
     const TFacts::TUpdating updating(*facts_);
@@ -52,6 +66,8 @@ void TInferenceEngine::AddFactToModule(const IFact& fact, TModule* module) {
 
 // The network goes first, so that the nodes see the fact as it was.
 void TInferenceEngine::RemoveFactFromModule(int index, const IFact& fact, TModule* module) {
+  RequireObject(fact, "fact");
+  RequireFocus();
   if (module != nullptr) module->FocusModule();
   TFacts& facts = *facts_;
   rete_->ProcessToken(MakeRef<TKBToken>(taRemove, fact));
@@ -66,12 +82,13 @@ void TInferenceEngine::RemoveFactFromModule(int index, const IFact& fact, TModul
 }
 
 void TInferenceEngine::Retract(int32_t id) {
-  const int index = facts_->FindFact(id);
+  const int index = GetFacts().FindFact(id);
   if (index >= 0) RetractFact(index);
 }
 
 void TInferenceEngine::Retract(const IFact& fact) {
-  const int index = facts_->FindFact(*fact);
+  RequireObject(fact, "fact");
+  const int index = GetFacts().FindFact(*fact);
   if (index >= 0) RetractFact(index);
 }
 
@@ -82,13 +99,14 @@ void TInferenceEngine::Retract(std::string_view text) {
 }
 
 void TInferenceEngine::RetractFact(int index) {
-  const IFact fact = facts_->Get(index);
+  const IFact fact = GetFacts().Get(index);
   if (OnRetraction) OnRetraction(*this, fact);
   RemoveFactFromModule(index, fact, nullptr);
   const IFactTemplate& factTemplate = fact->GetTemplate();
   const IModule home = currentModule_;
   std::vector<IModule> modules;
-  for (int i = 0; i < factTemplate->GetImportModuleCount(); ++i) modules.emplace_back(factTemplate->GetImportModule(i));
+  for (int i = 0; i < factTemplate->GetImportModuleCount(); ++i)
+    modules.emplace_back(factTemplate->GetImportModule(i));
   for (const IModule& module : modules) {
     if (module == home) continue;
     const TFocusScope focus(*this, module.Get());
@@ -98,7 +116,7 @@ void TInferenceEngine::RetractFact(int index) {
   ProcessPendingFacts();
 }
 
-void TInferenceEngine::RetractFact(const IFact& fact) { RetractFact(facts_->IndexOf(fact.Get())); }
+void TInferenceEngine::RetractFact(const IFact& fact) { RetractFact(GetFacts().IndexOf(fact.Get())); }
 
 void TInferenceEngine::RetractFacts() {
   if (rete_ != nullptr) rete_->ProcessToken(MakeRef<TKBToken>());
@@ -106,13 +124,14 @@ void TInferenceEngine::RetractFacts() {
 }
 
 void TInferenceEngine::AddPendingFact(const IFact& fact, bool assertIt) {
+  RequireObject(fact, "fact");
+  RequireFocus();
   factsPending_->emplace_back(assertIt, fact);
 }
 
 IFact TInferenceEngine::GetFactPending(int index) const {
-  if (index < 0 || static_cast<size_t>(index) >= factsPending_->size()) {
-    throw EListError("List index out of bounds (" + std::to_string(index) + ")");
-  }
+  RequireFocus();
+  CheckListIndex(index, static_cast<int>(factsPending_->size()));
   return (*factsPending_)[static_cast<size_t>(index)].second;
 }
 
@@ -130,8 +149,9 @@ void TInferenceEngine::ProcessPendingFacts() {
 
 // Unlike Retract of a fact, the very object goes.
 void TInferenceEngine::BeginFactModify(const IFact& fact) {
+  RequireObject(fact, "fact");
+  const int index = GetFacts().IndexOf(fact.Get());
   modifyingFact_ = true;
-  const int index = facts_->IndexOf(fact.Get());
   if (index >= 0) {
     RetractFact(index);
   } else {
@@ -140,11 +160,17 @@ void TInferenceEngine::BeginFactModify(const IFact& fact) {
 }
 
 int32_t TInferenceEngine::EndFactModify(const IFact& fact) {
+  int32_t id = -1;
+  TDelayedError error;
+  error.Run([&] { id = Assert(fact); });
   modifyingFact_ = false;
-  return Assert(fact);
+  error.Rethrow();
+  return id;
 }
 
-int32_t TInferenceEngine::UpdateDependentFact(const IFact& /*oldFact*/, const IFact& newFact) { return Assert(newFact); }
+int32_t TInferenceEngine::UpdateDependentFact(const IFact& /*oldFact*/, const IFact& newFact) {
+  return Assert(newFact);
+}
 
 std::unique_ptr<TFacts> TInferenceEngine::GetFacts(bool duplicates) const {
   auto result = std::make_unique<TFacts>(nullptr, nullptr);
@@ -152,7 +178,8 @@ std::unique_ptr<TFacts> TInferenceEngine::GetFacts(bool duplicates) const {
     for (const IFact& fact : modules_->Get(i)->GetFacts()->Snapshot()) {
       // A shared fact stands in the list of an earlier module too.
       bool seen = false;
-      for (int k = 0; k < i && !duplicates && !seen; ++k) seen = modules_->Get(k)->GetFacts()->IndexOf(fact.Get()) >= 0;
+      for (int k = 0; k < i && !duplicates && !seen; ++k)
+        seen = modules_->Get(k)->GetFacts()->IndexOf(fact.Get()) >= 0;
       if (!seen) result->Add(fact);
     }
   }

@@ -30,7 +30,8 @@ void TInferenceEngine::PrintOut(std::string_view outId, std::string_view text) {
 
 std::string TInferenceEngine::ReadLine(std::string_view inId) {
   if (!IsStandard(inId)) {
-    if (TGTextStream* stream = ioStreams_->FindStream(inId)) return stream->IsEof() ? std::string() : stream->GetLine();
+    if (TGTextStream* stream = ioStreams_->FindStream(inId))
+      return stream->IsEof() ? std::string() : stream->GetLine();
   }
   if (inputStream_ != nullptr) {
     const std::string line = inputStream_->GetLine();
@@ -47,7 +48,9 @@ IStreamToken TInferenceEngine::ReadToken(std::string_view inId) {
   if (!IsStandard(inId)) {
     if (TGTextStream* stream = ioStreams_->FindStream(inId)) {
       auto* tokens = dynamic_cast<TKBTokenizerStream*>(stream);
-      if (tokens == nullptr) throw EInvalidCast("Invalid class typecast: the stream \"" + std::string(inId) + "\" gives no tokens");
+      if (tokens == nullptr)
+        throw EInvalidCast("Invalid class typecast: the stream \"" + std::string(inId) +
+                           "\" gives no tokens");
       IStreamToken token = tokens->NextToken();
       tokens->DiscardUntilEOL();
       return token;
@@ -68,9 +71,10 @@ IStreamToken TInferenceEngine::ReadToken(std::string_view inId) {
 }
 
 bool TInferenceEngine::StartCapture(std::unique_ptr<std::ostream> stream, const TEncoding* encoding) {
+  RequireObject(stream, "stream");
   StopCapture();
   outputStream_ = std::move(stream);
-  if (outputStream_ != nullptr) WritePreambleToStream(*outputStream_, encoding);
+  WritePreambleToStream(*outputStream_, encoding);
   return true;
 }
 
@@ -88,10 +92,16 @@ bool TInferenceEngine::StopCapture() {
 
 std::string TInferenceEngine::PrettyPrint(const TFunctionCall& call) { return parser_->PrettyPrint(call); }
 std::string TInferenceEngine::PrettyPrint(const TFact& fact) { return parser_->PrettyPrint(fact); }
-std::string TInferenceEngine::PrettyPrint(const IUserFunction& function) { return parser_->PrettyPrint(function); }
-std::string TInferenceEngine::PrettyPrint(const TInterpretedFunction& function) { return parser_->PrettyPrint(function); }
+std::string TInferenceEngine::PrettyPrint(const IUserFunction& function) {
+  return parser_->PrettyPrint(function);
+}
+std::string TInferenceEngine::PrettyPrint(const TInterpretedFunction& function) {
+  return parser_->PrettyPrint(function);
+}
 std::string TInferenceEngine::PrettyPrint(const TKBDefinedType& type) { return parser_->PrettyPrint(type); }
-std::string TInferenceEngine::PrettyPrint(const TFactTemplate& factTemplate) { return parser_->PrettyPrint(factTemplate); }
+std::string TInferenceEngine::PrettyPrint(const TFactTemplate& factTemplate) {
+  return parser_->PrettyPrint(factTemplate);
+}
 std::string TInferenceEngine::PrettyPrint(const TModule& module) { return parser_->PrettyPrint(module); }
 std::string TInferenceEngine::PrettyPrint(const TRule& rule) { return parser_->PrettyPrint(rule); }
 std::string TInferenceEngine::PrettyPrint(const TKBPattern& pattern) { return parser_->PrettyPrint(pattern); }

@@ -10,7 +10,8 @@
 
 namespace kb {
 
-std::unique_ptr<TKBTokenizerStream> TInferenceEngine::NewTokenizer(std::string_view text, const TEncoding* encoding) {
+std::unique_ptr<TKBTokenizerStream> TInferenceEngine::NewTokenizer(std::string_view text,
+                                                                   const TEncoding* encoding) {
   std::unique_ptr<TKBTokenizerStream> result;
   if (tokenizerFactory_) {
     std::istringstream stream{std::string(text)};
@@ -18,13 +19,17 @@ std::unique_ptr<TKBTokenizerStream> TInferenceEngine::NewTokenizer(std::string_v
   } else {
     result = std::make_unique<TKBClipsStream>(std::string(text), encoding);
   }
+  RequireObject(result, "tokenizer");
   result->SetEngine(this);
   return result;
 }
 
-std::unique_ptr<TKBTokenizerStream> TInferenceEngine::NewTokenizer(std::istream& stream, const TEncoding* encoding) {
-  std::unique_ptr<TKBTokenizerStream> result =
-      tokenizerFactory_ ? tokenizerFactory_(*this, stream, encoding) : std::make_unique<TKBClipsStream>(stream, encoding);
+std::unique_ptr<TKBTokenizerStream> TInferenceEngine::NewTokenizer(std::istream& stream,
+                                                                   const TEncoding* encoding) {
+  std::unique_ptr<TKBTokenizerStream> result = tokenizerFactory_
+                                                   ? tokenizerFactory_(*this, stream, encoding)
+                                                   : std::make_unique<TKBClipsStream>(stream, encoding);
+  RequireObject(result, "tokenizer");
   result->SetEngine(this);
   return result;
 }
@@ -51,7 +56,9 @@ IFact TInferenceEngine::ParseFact(std::string_view text, const TEncoding* encodi
   return WithText(text, encoding, [](TKBParser& parser) { return parser.ParseFact(); });
 }
 
-std::string TInferenceEngine::ParseFactSlot(const IFact& fact, std::string_view text, const TEncoding* encoding) {
+std::string TInferenceEngine::ParseFactSlot(const IFact& fact, std::string_view text,
+                                            const TEncoding* encoding) {
+  RequireObject(fact, "fact");
   return WithText(text, encoding, [&](TKBParser& parser) {
     // The current token has to be the slot's first one.
     (void)parser.GetStream()->NextToken();
@@ -67,7 +74,8 @@ IFunCall TInferenceEngine::ParseFunCall(std::string_view text, const TEncoding* 
   return WithText(text, encoding, [](TKBParser& parser) { return parser.ParseFunCall(); });
 }
 
-std::string TInferenceEngine::ParseFullName(std::string_view text, std::string& name, const TEncoding* encoding) {
+std::string TInferenceEngine::ParseFullName(std::string_view text, std::string& name,
+                                            const TEncoding* encoding) {
   return WithText(text, encoding, [&](TKBParser& parser) { return parser.ParseFullName(name); });
 }
 
@@ -87,7 +95,8 @@ void TInferenceEngine::ParseGlobalVariables(std::string_view text, const TEncodi
   WithText(text, encoding, [](TKBParser& parser) { return parser.ParseGlobalVariables(); });
 }
 
-IKBValue TInferenceEngine::ParseVariable(std::string_view text, std::string& name, const TEncoding* encoding) {
+IKBValue TInferenceEngine::ParseVariable(std::string_view text, std::string& name,
+                                         const TEncoding* encoding) {
   return WithText(text, encoding, [&](TKBParser& parser) { return parser.ParseVariable(name); });
 }
 
@@ -131,7 +140,9 @@ IKBValue TInferenceEngine::ParseValue(std::string_view text, const TEncoding* en
   return WithText(text, encoding, [](TKBParser& parser) { return parser.ParseValue(); });
 }
 
-IKBValue TInferenceEngine::ParseValue(std::string_view text, const IFactSlot& slot, const TEncoding* encoding) {
+IKBValue TInferenceEngine::ParseValue(std::string_view text, const IFactSlot& slot,
+                                      const TEncoding* encoding) {
+  RequireObject(slot, "slot");
   return WithText(text, encoding, [&](TKBParser& parser) { return parser.ParseValue(*slot); });
 }
 

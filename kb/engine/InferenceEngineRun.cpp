@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <mutex>
 
 #include "kb/common/Helpers.h"
+#include "kb/engine/EngineScopes.h"
 #include "kb/engine/InferenceEngine.h"
 #include "kb/matching/ReteNetwork.h"
 #include "kb/values/KBConsts.h"
@@ -20,11 +20,12 @@ std::string Mean(double value) { return FloatToString(static_cast<double>(static
 
 }  // namespace
 
-/// One firing. Firings nest when an action runs the engine; rules removed meanwhile are freed with the outermost one.
+/// One firing. Firings nest when an action runs the engine; rules removed meanwhile are freed with the
+/// outermost one.
 class TInferenceEngine::TFiringScope {
  public:
   TFiringScope(TInferenceEngine& engine, const Ref<TActivation>& item)
-      : engine_(engine), saved_(engine.currentAgendaItem_) {
+      : hold_(engine), engine_(engine), saved_(engine.currentAgendaItem_) {
     engine.currentAgendaItem_ = item;
     engine.firing_.push_back(item.Get());
   }
@@ -33,20 +34,33 @@ class TInferenceEngine::TFiringScope {
   ~TFiringScope() {
     engine_.currentAgendaItem_ = saved_;
     engine_.firing_.pop_back();
-    if (!engine_.firing_.empty()) return;
-    std::vector<TRule*> rules;
-    rules.swap(engine_.deferredRules_);
-    for (TRule* rule : rules) delete rule;
   }
 
  private:
+  const TFreeHold hold_;
   TInferenceEngine& engine_;
   Ref<TActivation> saved_;
 };
 
-// --- Run loop -------------------------------------------------------------------------------------------------------
+class TInferenceEngine::TLockScope {
+ public:
+  explicit TLockScope(TInferenceEngine& engine) : engine_(engine) { engine_.Lock(); }
+  TLockScope(const TLockScope&) = delete;
+  TLockScope& operator=(const TLockScope&) = delete;
+  ~TLockScope() {
+    // An action that unlocked too often has done it already.
+    if (engine_.lockOwner_.load() == std::this_thread::get_id()) engine_.Unlock();
+  }
+
+ private:
+  TInferenceEngine& engine_;
+};
+
+// --- Run loop
+// -------------------------------------------------------------------------------------------------------
 
 int32_t TInferenceEngine::Run(int32_t maxRules) {
+  RequireFocus();
   BeginInference();
   FollowFocus();
   while (!halt_ && PeekFocus() && statRulesFired_ < maxRules) {
@@ -77,7 +91,8 @@ void TInferenceEngine::FollowFocus() {
   if (top && top != currentModule_) SetCurrentModule(top);
 }
 
-// Entry 0, but for an action that runs the engine: what fires already stays on the agenda and does not fire again.
+// Entry 0, but for an action that runs the engine: what fires already stays on the agenda and does not fire
+// again.
 int TInferenceEngine::NextToFire() const {
   const int count = GetAgendaCount();
   for (int i = 0; i < count; ++i) {
@@ -89,7 +104,7 @@ int TInferenceEngine::NextToFire() const {
 
 void TInferenceEngine::FireAgenda(int32_t maxRules) {
   while (NextToFire() >= 0 && !halt_ && statRulesFired_ < maxRules) {
-    const std::lock_guard lock(lock_);
+    const TLockScope lock(*this);
     if (const int next = NextToFire(); next >= 0) FireEntry(next);
     if (evalSalience_ == sEveryTime) RebuildAgenda();
     FollowFocus();
@@ -102,24 +117,25 @@ void TInferenceEngine::FireEntry(int index) {
     const TFiringScope scope(*this, activation);
     try {
       if (IsWatched(cwRule)) {
-        PrintOut("FIRE " + std::to_string(statRulesFired_) + " " + activation->GetRule()->GetRuleName() + " " +
-                 activation->GetToken()->ToFactsString() + std::string(kLineEnd));
+        PrintOut("FIRE " + std::to_string(statRulesFired_) + " " + activation->GetRule()->GetRuleName() +
+                 " " + activation->GetToken()->ToFactsString() + std::string(kLineEnd));
       }
       activation->Fire();
     } catch (...) {
-      // The activation is spent all the same: neither the agenda nor its terminal may name it any more.
-      const auto& modules = *modules_;
-      for (int i = 0; i < modules.GetCount(); ++i) {
-        TKBAgenda* agenda = modules.Get(i)->GetAgenda();
-        const int place = agenda == nullptr ? -1 : agenda->IndexOfData(activation.Get());
-        if (place >= 0) agenda->Extract(place);
-      }
-      activation->Detach();
+      Discard(*activation);
       throw;
     }
     CountStatistics();
   }
   ++statRulesFired_;
+}
+
+// A firing that raised has spent its activation all the same: it leaves its terminal and the agenda, with the
+// event, as one that went through. What a handler raises here gives way to the exception of the firing.
+void TInferenceEngine::Discard(TActivation& activation) noexcept {
+  TDelayedError error;
+  error.Run([&] { activation.Detach(); });
+  error.Run([&] { RemoveActivation(activation); });  // its terminal may have gone before
 }
 
 void TInferenceEngine::CountStatistics() {
@@ -149,14 +165,19 @@ void TInferenceEngine::PrintStatistics() {
   PrintOut(fired + " rules fired.     Run time is " + FloatToString(statRunTime_) + " seconds" + end);
   const std::string rate = statRunTime_ == 0 ? fired : FloatToString(statRulesFired_ / statRunTime_);
   PrintOut(rate + " rules per second" + end);
-  PrintOut(Mean(statMeanFacts_) + " mean number of facts (" + std::to_string(statMaxFacts_) + " maximum)" + end);
-  PrintOut(Mean(statMeanActivations_) + " mean number of activations (" + std::to_string(statMaxActivations_) +
-           " maximum)" + end);
+  PrintOut(Mean(statMeanFacts_) + " mean number of facts (" + std::to_string(statMaxFacts_) + " maximum)" +
+           end);
+  PrintOut(Mean(statMeanActivations_) + " mean number of activations (" +
+           std::to_string(statMaxActivations_) + " maximum)" + end);
 }
 
-// --- Agenda ---------------------------------------------------------------------------------------------------------
+// --- Agenda
+// ---------------------------------------------------------------------------------------------------------
 
 void TInferenceEngine::AddActivation(const Ref<TActivation>& activation) {
+  RequireObject(activation, "activation");
+  RequireObject(activation->GetRule(), "rule");
+  RequireFocus();
   TRule& rule = *activation->GetRule();
   rule.EvaluateSalience();
   const bool autoFocus = rule.GetAutoFocus();  // a handler may remove the rule
@@ -169,35 +190,33 @@ void TInferenceEngine::AddActivation(const Ref<TActivation>& activation) {
 void TInferenceEngine::RemoveActivation(int index) {
   if (agenda_ == nullptr) return;
   const Ref<TActivation> activation = agenda_->GetActivation(index);
-  if (OnRemoveActivation) OnRemoveActivation(*this, index, *activation);
-  if (IsWatched(cwActivation)) {
+  TDelayedError error;
+  error.Run([&] {
+    if (OnRemoveActivation) OnRemoveActivation(*this, index, *activation);
+    if (!IsWatched(cwActivation)) return;
     PrintOut("<== Activation: " + activation->GetRule()->GetRuleName() + " : " +
              activation->GetToken()->ToFactsString() + std::string(kLineEnd));
-  }
-  // A handler may have moved it.
-  const int present = agenda_->IndexOfData(activation.Get());
-  if (present < 0) return;
-  if (activation == currentAgendaItem_) {
+  });
+  // Its match is gone: a handler that raises does not keep it on the agenda. One that moved it is followed.
+  const int present = agenda_ == nullptr ? -1 : agenda_->IndexOfData(activation.Get());
+  if (present >= 0 && activation == currentAgendaItem_) {
     agenda_->Extract(present);
-  } else {
-    agenda_->Delete(present);
+  } else if (present >= 0) {
+    error.Run([&] { agenda_->Delete(present); });
   }
+  error.Rethrow();
 }
 
 void TInferenceEngine::RemoveActivation(TActivation& activation) {
   const TPatternMatchTerminalNode* node = activation.GetNode();
   TModule* home = node == nullptr ? nullptr : node->GetRete().GetModule();
-  const IModule saved = currentModule_;
-  const bool moves = home != nullptr && home != saved.Get() && home->GetAgenda() != nullptr;
-  if (moves) home->FocusModule();
-  try {
-    const int index = agenda_ == nullptr ? -1 : agenda_->IndexOfData(&activation);
-    if (index >= 0) RemoveActivation(index);
-  } catch (...) {
-    if (moves && saved) saved->FocusModule();
-    throw;
+  for (int i = 0; node == nullptr && home == nullptr && i < modules_->GetCount(); ++i) {
+    const TKBAgenda* agenda = modules_->Get(i)->GetAgenda();
+    if (agenda != nullptr && agenda->IndexOfData(&activation) >= 0) home = modules_->Get(i).Get();
   }
-  if (moves && saved) saved->FocusModule();
+  const TFocusScope focus(*this, home != nullptr && home->GetAgenda() != nullptr ? home : nullptr);
+  const int index = agenda_ == nullptr ? -1 : agenda_->IndexOfData(&activation);
+  if (index >= 0) RemoveActivation(index);
 }
 
 void TInferenceEngine::RuleFired(TActivation& activation) {
@@ -207,13 +226,16 @@ void TInferenceEngine::RuleFired(TActivation& activation) {
 }
 
 void TInferenceEngine::SetActivation(int index, const Ref<TActivation>& activation) {
-  agenda_->SetActivation(index, activation);
+  RequireObject(activation, "activation");
+  RequireObject(activation->GetRule(), "rule");
+  GetAgenda().SetActivation(index, activation);
 }
 
 int TInferenceEngine::SearchSalience(int32_t salience) const {
-  const int count = agenda_->GetCount();
+  const TKBAgenda& agenda = GetAgenda();
+  const int count = agenda.GetCount();
   if (count == 0) return -1;
-  const auto at = [this](int index) { return agenda_->GetActivation(index)->GetRule()->GetSalience(); };
+  const auto at = [&agenda](int index) { return agenda.GetActivation(index)->GetRule()->GetSalience(); };
   if (strategy_ == ssDepthFirst) {
     if (at(0) <= salience) return 0;
     if (at(count - 1) > salience) return -1;
@@ -236,28 +258,44 @@ int TInferenceEngine::SearchSalience(int32_t salience) const {
   return high + 1;
 }
 
-void TInferenceEngine::RebuildAgenda() { SetAgendaFrom(agenda_->Snapshot()); }
-
-// Every entry goes through AddActivation again as a clone. The terminals follow: the clone takes the place of the
-// original in their lists, so that a retraction still finds it.
-void TInferenceEngine::SetAgendaFrom(const std::vector<Ref<TActivation>>& activations) {
-  const bool saved = agenda_->GetFreeData();
-  agenda_->SetFreeData(false);
-  agenda_->Clear();
-  agenda_->SetFreeData(saved);
-  for (const Ref<TActivation>& activation : activations) {
-    const Ref<TActivation> clone = activation->Clone();
-    if (TPatternMatchTerminalNode* node = activation->GetNode()) node->Replace(*activation, *clone);
-    if (activation == currentAgendaItem_) currentAgendaItem_ = clone;
-    std::replace(firing_.begin(), firing_.end(), static_cast<const TActivation*>(activation.Get()),
-                 static_cast<const TActivation*>(clone.Get()));
-    AddActivation(clone);
+// Every entry goes through AddActivation again, as a clone; one that fires now, as itself, since its firing
+// still has to find it.
+void TInferenceEngine::RebuildAgenda() {
+  TKBAgenda& agenda = *agenda_;
+  const std::vector<Ref<TActivation>> activations = agenda.Snapshot();
+  std::vector<bool> matched;
+  for (const Ref<TActivation>& activation : activations) matched.push_back(activation->GetNode() != nullptr);
+  const bool saved = agenda.GetFreeData();
+  agenda.SetFreeData(false);
+  agenda.Clear();
+  agenda.SetFreeData(saved);
+  TDelayedError error;
+  for (size_t i = 0; i < activations.size(); ++i) {
+    // A handler may have retracted the facts that it rests on.
+    if (matched[i] && activations[i]->GetNode() == nullptr) continue;
+    const Ref<TActivation> entry = EntryForRebuild(activations[i]);
+    if (!error) error.Run([&] { AddActivation(entry); });
+    // No entry is lost to a handler, or to a salience that cannot be worked out.
+    const bool wanted = entry->GetNode() != nullptr || !matched[i];
+    if (error && wanted && agenda.IndexOfData(entry.Get()) < 0) agenda.Add(entry);
   }
+  error.Rethrow();
 }
 
-// --- Focus ----------------------------------------------------------------------------------------------------------
+// The terminal follows: the clone takes the place of the original in its list, so that a retraction still
+// finds it.
+Ref<TActivation> TInferenceEngine::EntryForRebuild(const Ref<TActivation>& activation) {
+  if (std::find(firing_.begin(), firing_.end(), activation.Get()) != firing_.end()) return activation;
+  Ref<TActivation> clone = activation->Clone();
+  if (TPatternMatchTerminalNode* node = activation->GetNode()) node->Replace(*activation, *clone);
+  return clone;
+}
+
+// --- Focus
+// ----------------------------------------------------------------------------------------------------------
 
 void TInferenceEngine::PushFocus(const IModule& module) {
+  RequireModule(module);
   const IModule target = module;
   if (PeekFocus() == target) return;
   focusStack_->Insert(0, target);
@@ -287,14 +325,16 @@ IModule TInferenceEngine::PopFocus() {
     halt_ = true;
   }
   if (IsWatched(cwFocus)) {
-    const std::string line = top ? "==> Focus " + popped->GetName() + " to " + top->GetName()
-                                 : "<== Focus " + popped->GetName();
+    const std::string line =
+        top ? "==> Focus " + popped->GetName() + " to " + top->GetName() : "<== Focus " + popped->GetName();
     PrintOut(line + std::string(kLineEnd));
   }
   if (OnPopFocus) OnPopFocus(*this, popped);
   return popped;
 }
 
-IModule TInferenceEngine::PeekFocus() const { return focusStack_->IsEmpty() ? IModule() : focusStack_->Get(0); }
+IModule TInferenceEngine::PeekFocus() const {
+  return focusStack_->IsEmpty() ? IModule() : focusStack_->Get(0);
+}
 
 }  // namespace kb

@@ -12,19 +12,17 @@ TFacts::TFacts(TInferenceEngine* engine, TModule* module) : module_(module), eng
 
 TFacts::~TFacts() { updating_ = true; }
 
-void TFacts::CheckIndex(int index) const {
-  if (index < 0 || index >= GetCount()) throw EListError("List index out of bounds (" + std::to_string(index) + ")");
-}
-
-// --- Finding --------------------------------------------------------------------------------------------------------
+// --- Finding
+// --------------------------------------------------------------------------------------------------------
 
 IFact TFacts::Get(int index) const {
-  CheckIndex(index);
+  CheckListIndex(index, GetCount());
   return items_.At(static_cast<size_t>(index));
 }
 
 void TFacts::Put(int index, const IFact& fact) {
-  CheckIndex(index);
+  CheckListIndex(index, GetCount());
+  RequireObject(fact, "fact");
   items_.At(static_cast<size_t>(index)) = fact;
 }
 
@@ -40,6 +38,7 @@ IFact TFacts::GetFactByID(int32_t id) const {
 }
 
 TFact* TFacts::FindDuplicate(const TFact& fact) const {
+  if (!fact.GetTemplate()) return nullptr;
   if (preserveIds_ || !cacheHashCodes_) {
     TFact* found = nullptr;
     items_.ForEach([&](const IFact& item) {
@@ -48,7 +47,8 @@ TFact* TFacts::FindDuplicate(const TFact& fact) const {
     return found;
   }
   if (fact.GetTemplate()->IsFuzzy()) {
-    const auto found = std::find_if(fuzzyCache_.begin(), fuzzyCache_.end(), [&](TFact* f) { return fact.Equals(f); });
+    const auto found =
+        std::find_if(fuzzyCache_.begin(), fuzzyCache_.end(), [&](TFact* f) { return fact.Equals(f); });
     return found == fuzzyCache_.end() ? nullptr : *found;
   }
   // Of several that print the same the youngest counts.
@@ -81,7 +81,8 @@ int TFacts::IndexOf(const TFact* fact) const {
   return found;
 }
 
-// --- Changing -------------------------------------------------------------------------------------------------------
+// --- Changing
+// -------------------------------------------------------------------------------------------------------
 
 void TFacts::AddToCache(TFact& fact) {
   if (!cacheHashCodes_) return;
@@ -101,6 +102,7 @@ void TFacts::RemoveFromCache(TFact& fact) {
 }
 
 int TFacts::Add(const IFact& fact) {
+  RequireObject(fact, "fact");
   if (IsOwnChange()) {
     items_.Append(fact);
     AddToCache(*fact);
@@ -121,7 +123,8 @@ int TFacts::Add(const IFact& fact) {
 }
 
 void TFacts::Insert(int index, const IFact& fact) {
-  if (index < 0 || index > GetCount()) throw EListError("List index out of bounds (" + std::to_string(index) + ")");
+  RequireObject(fact, "fact");
+  CheckListIndex(index, GetCount() + 1);
   if (IsOwnChange()) {
     items_.Insert(static_cast<size_t>(index), fact);
     AddToCache(*fact);
@@ -136,7 +139,7 @@ void TFacts::Insert(int index, const IFact& fact) {
 }
 
 void TFacts::Delete(int index) {
-  CheckIndex(index);
+  CheckListIndex(index, GetCount());
   if (!IsOwnChange()) {
     engine_->RetractFact(index);
     return;
@@ -204,7 +207,8 @@ std::vector<IFact> TFacts::Snapshot() const {
   return facts;
 }
 
-// --- Copies and text ------------------------------------------------------------------------------------------------
+// --- Copies and text
+// ------------------------------------------------------------------------------------------------
 
 IFact TFacts::CopyFact(TFact& source) const {
   const IFactTemplate& theirs = source.GetTemplate();
@@ -237,13 +241,16 @@ void TFacts::AssignLocal(const TFacts& source) {
 
 std::string TFacts::ToString() const {
   std::string text;
-  items_.ForEach([&](const IFact& fact) { text += (text.empty() ? "" : std::string(kLineEnd)) + fact->ToString(); });
+  items_.ForEach(
+      [&](const IFact& fact) { text += (text.empty() ? "" : std::string(kLineEnd)) + fact->ToString(); });
   return text;
 }
 
 std::string TFacts::GetToIDString() const {
   std::string text;
-  items_.ForEach([&](const IFact& fact) { text += (text.empty() ? "" : std::string(kLineEnd)) + fact->GetToIDString(); });
+  items_.ForEach([&](const IFact& fact) {
+    text += (text.empty() ? "" : std::string(kLineEnd)) + fact->GetToIDString();
+  });
   return text;
 }
 

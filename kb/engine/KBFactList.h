@@ -1,7 +1,8 @@
 // The facts of one module.
 //
-// Must keep: ascending order of ids (each new fact goes to the end), access by index, removal anywhere, search by id,
-// search for a duplicate. Hence an indexed sequence (logarithmic by index and by id) and an index of the printed form.
+// Must keep: ascending order of ids (each new fact goes to the end), access by index, removal anywhere,
+// search by id, search for a duplicate. Hence an indexed sequence (logarithmic by index and by id) and an
+// index of the printed form.
 #pragma once
 
 #include <memory>
@@ -16,8 +17,9 @@
 
 namespace kb {
 
-/// Fact list. A change made from outside (Add, Insert, Delete, Remove, Clear) is a request to the engine, which
-/// asserts or retracts with all that belongs to it; while the engine changes the list itself it holds TUpdating.
+/// Fact list. A change made from outside (Add, Insert, Delete, Remove, Clear) is a request to the engine,
+/// which asserts or retracts with all that belongs to it; while the engine changes the list itself it holds
+/// TUpdating.
 class TFacts : public TPersistent {
  public:
   /// Both may be null: a free-standing list only holds facts.
@@ -79,7 +81,9 @@ class TFacts : public TPersistent {
   /// Held by the engine around its own changes.
   class TUpdating {
    public:
-    explicit TUpdating(TFacts& facts) noexcept : facts_(facts), saved_(facts.updating_) { facts.updating_ = true; }
+    explicit TUpdating(TFacts& facts) noexcept : facts_(facts), saved_(facts.updating_) {
+      facts.updating_ = true;
+    }
     TUpdating(const TUpdating&) = delete;
     TUpdating& operator=(const TUpdating&) = delete;
     ~TUpdating() { facts_.updating_ = saved_; }
@@ -95,15 +99,14 @@ class TFacts : public TPersistent {
   void RemoveFromCache(TFact& fact);
   void CopyFacts(const TFacts& source);
   [[nodiscard]] IFact CopyFact(TFact& source) const;
-  void CheckIndex(int index) const;
 
   bool updating_ = false;
   bool preserveIds_ = false;
   int32_t maxId_ = 0;
   bool cacheHashCodes_ = true;
   TIndexedSequence<IFact> items_;
-  THashIndex<TFact> cache_;          // facts of plain templates by the hash of their printed form
-  std::vector<TFact*> fuzzyCache_;   // facts of fuzzy templates, in order of arrival
+  THashIndex<TFact> cache_;         // facts of plain templates by the hash of their printed form
+  std::vector<TFact*> fuzzyCache_;  // facts of fuzzy templates, in order of arrival
   TModule* module_;
   TInferenceEngine* engine_;
 };

@@ -29,7 +29,8 @@ bool Replaces(const TInferenceEngine* engine, TKBMessage error, std::string_view
 
 // Texts of constructs with a parent behind those without one, parents first.
 template <class Table, class Parent, class Text>
-std::string InheritanceOrder(const Table& table, TKBMessage error, const Parent& parentOf, const Text& textOf) {
+std::string InheritanceOrder(const Table& table, TKBMessage error, const Parent& parentOf,
+                             const Text& textOf) {
   struct Node : TGLinkedGraphNode {
     explicit Node(int i) : index(i) {}
     int index;
@@ -50,13 +51,15 @@ std::string InheritanceOrder(const Table& table, TKBMessage error, const Parent&
   }
   const auto order = graph.TopologicalOrder();
   if (static_cast<int>(order.size()) != graph.GetNodeCount()) throw EKBException(error);
-  for (const TGLinkedGraphNode* node : order) text += textOf(*table.GetValue(static_cast<const Node*>(node)->index));
+  for (const TGLinkedGraphNode* node : order)
+    text += textOf(*table.GetValue(static_cast<const Node*>(node)->index));
   return text;
 }
 
 }  // namespace
 
-// --- Rules ----------------------------------------------------------------------------------------------------------
+// --- Rules
+// ----------------------------------------------------------------------------------------------------------
 
 TRules::~TRules() = default;
 
@@ -76,8 +79,12 @@ bool TRules::Release(TRule& rule) {
   if (FindRule(rule.GetRuleName()) != &rule) return false;
   RawRemove(rule.GetRuleName());
   if (engine_ == nullptr) return true;
-  if (engine_->OnRemoveRule && !rule.IsDestroying()) engine_->OnRemoveRule(*engine_, rule);
+  TDelayedError error;
+  error.Run([&] {
+    if (engine_->OnRemoveRule) engine_->OnRemoveRule(*engine_, rule);
+  });
   if (module_->GetRete() != nullptr) module_->GetRete()->RemoveRule(rule);
+  error.Rethrow();
   return true;
 }
 
@@ -90,6 +97,7 @@ void TRules::Rekey(std::string_view oldName, std::string_view newName) {
 
 // Compiling first leaves the table as it was when the rule cannot be compiled.
 void TRules::DoAdd(std::string_view key, TRule* const& value) {
+  RequireObject(value, "rule");
   if (engine_ == nullptr) return RawAdd(key, value);
   value->AttachEngine(engine_);
   module_->GetRete()->AddRule(*value);
@@ -100,11 +108,31 @@ void TRules::DoAdd(std::string_view key, TRule* const& value) {
 }
 
 void TRules::DoSetValue(std::string_view key, TRule* const& value) {
-  if (FindRule(key) == value) return;
+  RequireObject(value, "rule");
+  TRule* const old = FindRule(key);
+  if (old == value) return;
   if (!Replaces(engine_, TKBMessage::DuplicateRules, key)) return;
+  if (engine_ == nullptr) return RawSet(key, value);
+  const TInferenceEngine::TFreeHold hold(*engine_);  // the old rule lives until the new one stands
   const std::string name(key);
-  DoRemove(name);
-  DoAdd(name, value);
+  try {
+    DoRemove(name);
+    DoAdd(name, value);
+  } catch (...) {
+    if (!ContainsKey(name)) PutBack(name, *old);
+    throw;
+  }
+}
+
+// The rule in whose place another one could not come.
+void TRules::PutBack(std::string_view name, TRule& old) {
+  engine_->ForgetConstruct(old);
+  try {
+    DoAdd(name, &old);
+  } catch (...) {
+    // The first exception is the one to tell. A rule that is not back leaves the engine.
+    if (!ContainsKey(name)) engine_->DropRule(old, nullptr);
+  }
 }
 
 void TRules::DoRemove(const std::string& key) {
@@ -145,11 +173,16 @@ void TRules::Assign(const TRules& source) {
   }
 }
 
-// --- Templates ------------------------------------------------------------------------------------------------------
+// --- Templates
+// ------------------------------------------------------------------------------------------------------
 
 TFactTemplates::~TFactTemplates() = default;
 
-void TFactTemplates::Add(const IFactTemplate& factTemplate) { Put(factTemplate->GetTemplateName(), factTemplate); }
+void TFactTemplates::Add(const IFactTemplate& factTemplate) {
+  RequireObject(factTemplate, "fact template");
+  if (factTemplate->GetTemplateName().Empty()) throw EKBException(TKBMessage::MissingName);
+  Put(factTemplate->GetTemplateName(), factTemplate);
+}
 
 TFactTemplate* TFactTemplates::FindTemplate(std::string_view name) const {
   const IFactTemplate* found = Find(name);
@@ -157,6 +190,7 @@ TFactTemplate* TFactTemplates::FindTemplate(std::string_view name) const {
 }
 
 void TFactTemplates::DoAdd(std::string_view key, const IFactTemplate& value) {
+  RequireObject(value, "fact template");
   if (value->GetSlotCount() == 0) value->AddMultiSlot(SDefaultSlotName, FCNilList);
   if (engine_ != nullptr && engine_->GetModules().GetCount() > 1) {
     if (const TKBDefinedType* type = engine_->GetDefinedTypes().FindUnsharedType(*value)) {
@@ -170,6 +204,7 @@ void TFactTemplates::DoAdd(std::string_view key, const IFactTemplate& value) {
 }
 
 void TFactTemplates::DoSetValue(std::string_view key, const IFactTemplate& value) {
+  RequireObject(value, "fact template");
   const IFactTemplate old = Get(key);
   if (old == value) return;
   if (!Replaces(engine_, TKBMessage::DuplicateTemplates, key)) return;
@@ -197,7 +232,8 @@ void TFactTemplates::Remove(std::string_view name, IFactTemplate& removed) {
 
 void TFactTemplates::Exchange(const IFactTemplate& oldTemplate, const IFactTemplate& newTemplate) {
   if (engine_ != nullptr) engine_->RemoveFactTemplate(oldTemplate);
-  if (FindTemplate(oldTemplate->GetTemplateName()) == oldTemplate.Get()) RemoveEntry(oldTemplate->GetTemplateName());
+  if (FindTemplate(oldTemplate->GetTemplateName()) == oldTemplate.Get())
+    RemoveEntry(oldTemplate->GetTemplateName());
   Add(newTemplate);
 }
 
@@ -231,11 +267,16 @@ std::string TFactTemplates::ToString() const {
       [](const TFactTemplate& t) { return std::string(kLineEnd) + t.ToString(); });
 }
 
-// --- Defined types --------------------------------------------------------------------------------------------------
+// --- Defined types
+// --------------------------------------------------------------------------------------------------
 
 TKBDefinedTypes::~TKBDefinedTypes() = default;
 
-void TKBDefinedTypes::Add(const IKBDefinedType& type) { Put(type->GetName(), type); }
+void TKBDefinedTypes::Add(const IKBDefinedType& type) {
+  RequireObject(type, "defined type");
+  if (type->GetName().empty()) throw EKBException(TKBMessage::MissingName);
+  Put(type->GetName(), type);
+}
 
 TKBDefinedType* TKBDefinedTypes::FindType(std::string_view name) const {
   const IKBDefinedType* found = Find(name);
@@ -260,6 +301,7 @@ TKBDefinedType* TKBDefinedTypes::FindUnsharedType(const TFactTemplate& factTempl
 }
 
 void TKBDefinedTypes::DoAdd(std::string_view key, const IKBDefinedType& value) {
+  RequireObject(value, "defined type");
   if (engine_ != nullptr && value->GetReasoner() != engine_) value->SetReasoner(engine_);
   value->AddImportModule(module_);
   RawAdd(key, value);
@@ -268,6 +310,7 @@ void TKBDefinedTypes::DoAdd(std::string_view key, const IKBDefinedType& value) {
 }
 
 void TKBDefinedTypes::DoSetValue(std::string_view key, const IKBDefinedType& value) {
+  RequireObject(value, "defined type");
   const IKBDefinedType old = Get(key);
   if (old == value) return;
   if (!Replaces(engine_, TKBMessage::DuplicateTypes, key)) return;
@@ -316,12 +359,13 @@ std::string TKBDefinedTypes::ToString() const {
       [](const TKBDefinedType& t) { return std::string(kLineEnd) + t.ToString(); });
 }
 
-// --- Fact sets ------------------------------------------------------------------------------------------------------
+// --- Fact sets
+// ------------------------------------------------------------------------------------------------------
 
 TFactSets::~TFactSets() = default;
 
 TFactSet& TFactSets::Get(int index) const {
-  if (index < 0 || index >= GetCount()) throw EListError("List index out of bounds (" + std::to_string(index) + ")");
+  CheckListIndex(index, GetCount());
   return *items_[static_cast<size_t>(index)];
 }
 
@@ -343,7 +387,7 @@ int TFactSets::Add(TFactSet& factSet) {
     TFactSet& old = Get(same);
     old.SetEngine(nullptr);
     std::erase(items_, &old);
-    if (engine_ != nullptr && old.GetOwner() == engine_) delete &old;
+    if (engine_ != nullptr && old.GetOwner() == engine_) engine_->FreeConstruct(old);
   }
   items_.push_back(&factSet);
   if (engine_ != nullptr && factSet.GetEngine() != engine_) factSet.SetEngineNoParse(engine_);
@@ -362,7 +406,7 @@ void TFactSets::Clear() {
   for (TFactSet* factSet : old) {
     const bool owned = engine_ != nullptr && factSet->GetOwner() == engine_;
     factSet->SetEngine(nullptr);
-    if (owned) delete factSet;
+    if (owned) engine_->FreeConstruct(*factSet);
   }
 }
 
@@ -372,10 +416,11 @@ std::string TFactSets::ToString() const {
   return text;
 }
 
-// --- Modules --------------------------------------------------------------------------------------------------------
+// --- Modules
+// --------------------------------------------------------------------------------------------------------
 
 const IModule& TModules::Get(int index) const {
-  if (index < 0 || index >= GetCount()) throw EListError("List index out of bounds (" + std::to_string(index) + ")");
+  CheckListIndex(index, GetCount());
   return items_[static_cast<size_t>(index)];
 }
 
@@ -399,7 +444,8 @@ const IModule& TModules::GetModule(std::string_view name) const {
   return items_[static_cast<size_t>(index)];
 }
 
-// Changes of the engine's own list are requests to the engine, unless the engine itself is at work on the module.
+// Changes of the engine's own list are requests to the engine, unless the engine itself is at work on the
+// module.
 bool TModules::ForwardsTo(const TModule* module) const noexcept {
   return engine_ != nullptr && engine_->modules_.get() == this && engine_->moduleOp_ != module;
 }
@@ -409,7 +455,8 @@ void TModules::CheckImports(const TModule& module) const {
   const int own = IndexOf(&module);
   for (int i = 0; i < module.GetImportModuleCount(); ++i) {
     const std::string& name = module.GetImportModule(i)->GetModuleName();
-    if (IndexOf(name) > own) throw EKBException(TKBMessage::InvalidModuleDependency, {module.GetName(), name});
+    if (IndexOf(name) > own)
+      throw EKBException(TKBMessage::InvalidModuleDependency, {module.GetName(), name});
   }
 }
 
@@ -420,11 +467,12 @@ int TModules::Add(const IModule& module) {
 }
 
 void TModules::Insert(int index, const IModule& module) {
+  RequireObject(module, "module");
   if (ForwardsTo(module.Get())) {
     engine_->AddModule(module);
     return;
   }
-  if (index < 0 || index > GetCount()) throw EListError("List index out of bounds (" + std::to_string(index) + ")");
+  CheckListIndex(index, GetCount() + 1);
   items_.insert(items_.begin() + index, module);
   try {
     CheckImports(*module);

@@ -1,6 +1,6 @@
-// The registries of constructs: named collections that know their engine and module, report additions and removals to
-// the engine and apply DuplicateConstructs. Those of a module share nothing with the engine but a back reference, which
-// the module clears before they go.
+// The registries of constructs: named collections that know their engine and module, report additions and
+// removals to the engine and apply DuplicateConstructs. Those of a module share nothing with the engine but a
+// back reference, which the module clears before they go.
 #pragma once
 
 #include <memory>
@@ -24,8 +24,8 @@ class TRules final : public TQDStringHashTable<TRule*> {
  public:
   TRules(TInferenceEngine* engine, TModule* module) noexcept : module_(module), engine_(engine) {}
   ~TRules() override;
-  /// Stores the rule under its name; a rule of that name is dealt with by DuplicateConstructs. A failure to compile
-  /// leaves the table unchanged.
+  /// Stores the rule under its name; a rule of that name is dealt with by DuplicateConstructs. A failure to
+  /// compile leaves the table unchanged.
   void Add(TRule& rule);
   using TQDStringHashTable<TRule*>::Remove;
   /// Removes the entry only if it holds that rule.
@@ -50,6 +50,7 @@ class TRules final : public TQDStringHashTable<TRule*> {
   void DoRemove(const std::string& key) override;
 
  private:
+  void PutBack(std::string_view name, TRule& old);
   bool sorted_ = true;
   TModule* module_;
   TInferenceEngine* engine_;
@@ -62,7 +63,8 @@ class TFactTemplates final : public TQDStringHashTable<IFactTemplate> {
   ~TFactTemplates() override;
   /// A template without slots gets the multislot "__Data".
   void Add(const IFactTemplate& factTemplate);
-  /// Removes with all that depends on it, in every module that shares it. `removed` is null when there was none.
+  /// Removes with all that depends on it, in every module that shares it. `removed` is null when there was
+  /// none.
   void Remove(std::string_view name, IFactTemplate& removed);
   /// The new template in place of the old one, with both events; facts and rules are not looked at.
   void Exchange(const IFactTemplate& oldTemplate, const IFactTemplate& newTemplate);
@@ -140,8 +142,8 @@ class TFactSets {
   TInferenceEngine* engine_;
 };
 
-/// A list of modules. The engine's own list turns additions and removals into AddModule and RemoveModule; any other,
-/// such as the focus stack, is a plain list.
+/// A list of modules. The engine's own list turns additions and removals into AddModule and RemoveModule; any
+/// other, such as the focus stack, is a plain list.
 class TModules {
  public:
   explicit TModules(TInferenceEngine* engine) noexcept : engine_(engine) {}
@@ -191,7 +193,8 @@ class TUserFunctions final : public TQDStringHashTable<Ref<IUserFunction>> {
   void DoRemove(const std::string& key) override;
 
  private:
-  void Attach(const Ref<IUserFunction>& function);
+  /// "Missing function", "Missing name", "Function names do not match: %s and %s".
+  static void CheckName(std::string_view key, const Ref<IUserFunction>& function);
   TInferenceEngine* engine_;
   int numInterpreted_ = 0;
 };

@@ -16,32 +16,44 @@ bool IsInterpreted(const Ref<IUserFunction>& function) {
 
 }  // namespace
 
-// --- Functions ------------------------------------------------------------------------------------------------------
+// --- Functions
+// ------------------------------------------------------------------------------------------------------
 
 TUserFunctions::~TUserFunctions() { Clear(); }
 
-void TUserFunctions::Add(const Ref<IUserFunction>& function) { Put(function->GetFunctionName(), function); }
+void TUserFunctions::Add(const Ref<IUserFunction>& function) {
+  RequireObject(function, "function");
+  Put(function->GetFunctionName(), function);
+}
 
-void TUserFunctions::Attach(const Ref<IUserFunction>& function) {
-  if (IsInterpreted(function)) ++numInterpreted_;
-  function->AddReasoner(engine_);
-  engine_->AddFunction(function);
+void TUserFunctions::CheckName(std::string_view key, const Ref<IUserFunction>& function) {
+  RequireObject(function, "function");
+  if (key.empty()) throw EKBException(TKBMessage::MissingName);
+  if (function->GetFunctionName() == key) return;
+  throw EKBException(TKBMessage::FunctionNamesDiffer,
+                     {std::string(key), function->GetFunctionName().ToString()});
 }
 
 void TUserFunctions::DoAdd(std::string_view key, const Ref<IUserFunction>& value) {
-  if (value->GetFunctionName() != key) {
-    throw EKBException(TKBMessage::FunctionNamesDiffer, {std::string(key), value->GetFunctionName().ToString()});
-  }
+  CheckName(key, value);
   RawAdd(key, value);
-  Attach(value);
+  if (IsInterpreted(value)) ++numInterpreted_;
+  try {
+    value->AddReasoner(engine_);
+    engine_->AddFunction(value);
+  } catch (...) {
+    // Function, package and registry agree again.
+    if (IsInterpreted(value)) --numInterpreted_;
+    RawRemove(key);
+    value->DeleteReasoner(engine_);
+    throw;
+  }
 }
 
 void TUserFunctions::DoSetValue(std::string_view key, const Ref<IUserFunction>& value) {
   const Ref<IUserFunction> old = Get(key);
   if (old == value) return;
-  if (value->GetFunctionName() != key) {
-    throw EKBException(TKBMessage::FunctionNamesDiffer, {std::string(key), value->GetFunctionName().ToString()});
-  }
+  CheckName(key, value);
   switch (engine_->GetDuplicateConstructs()) {
     case dcIgnore:
       return;
@@ -51,8 +63,14 @@ void TUserFunctions::DoSetValue(std::string_view key, const Ref<IUserFunction>& 
       break;
   }
   const std::string name(key);
-  DoRemove(name);
-  DoAdd(name, value);
+  try {
+    DoRemove(name);
+    DoAdd(name, value);
+  } catch (...) {
+    TDelayedError error;
+    if (!ContainsKey(name)) error.Run([&] { DoAdd(name, old); });
+    throw;
+  }
 }
 
 void TUserFunctions::DoRemove(const std::string& key) {
@@ -70,6 +88,7 @@ void TUserFunctions::Remove(std::string_view name, Ref<IUserFunction>& removed) 
 }
 
 void TUserFunctions::RemoveFunction(const Ref<IUserFunction>& function) {
+  RequireObject(function, "function");
   const Ref<IUserFunction>* found = Find(function->GetFunctionName());
   if (found != nullptr && *found == function) DoRemove(function->GetFunctionName().ToString());
 }
@@ -99,7 +118,8 @@ std::string TUserFunctions::ToString() const {
   return text;
 }
 
-// --- Named values ---------------------------------------------------------------------------------------------------
+// --- Named values
+// ---------------------------------------------------------------------------------------------------
 
 std::string TEngineVariables::ToString() const {
   std::string text;
@@ -136,7 +156,8 @@ void TGlobalVariables::Clear() {
   GetEngine()->GetGlobalContext().Clear();
 }
 
-// --- Streams --------------------------------------------------------------------------------------------------------
+// --- Streams
+// --------------------------------------------------------------------------------------------------------
 
 void TIOStreams::Add(std::string_view name, std::unique_ptr<TGTextStream> stream) {
   Put(name, stream.get());

@@ -49,10 +49,6 @@ void TFunctionCall::AddArgument(const IFunCall& call) { AddArgument(MakeRef<TKBV
 
 void TFunctionCall::AddArgument(const IValueVector& list) { AddArgument(MakeRef<TKBValue>(list)); }
 
-void TFunctionCall::RaiseBadIndex(int index) {
-  throw EListError("List index out of bounds (" + std::to_string(index) + ")");
-}
-
 void TFunctionCall::SetArgument(int index, const IKBValue& value) {
   static_cast<void>(GetArgument(index));
   arguments_[static_cast<size_t>(index)] = value;

@@ -38,7 +38,9 @@ TCustomUserFunction::TCustomUserFunction(TComponent* owner, std::string_view fun
 }
 
 TCustomUserFunction::~TCustomUserFunction() {
-  SetEngine(nullptr);
+  // What a handler of the removal raises must not pass a destructor.
+  TDelayedError error;
+  error.Run([this] { SetEngine(nullptr); });
   inner_->ClearOwner();  // calls that were bound earlier still hold the inner function
 }
 

@@ -15,9 +15,7 @@ constexpr TKBTypes kParameterTypes{dtAtom, dtVariable, dtMultiVariable};
 }
 
 const IKBValue& ItemAt(const std::vector<IKBValue>& items, int index) {
-  if (index < 0 || static_cast<size_t>(index) >= items.size()) {
-    throw EListError("List index out of bounds (" + std::to_string(index) + ")");
-  }
+  CheckListIndex(index, static_cast<long long>(items.size()));
   return items[static_cast<size_t>(index)];
 }
 

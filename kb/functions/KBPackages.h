@@ -1,12 +1,13 @@
-// The frame of functions: what can be called, the call itself, and the packages that bring functions to an engine.
+// The frame of functions: what can be called, the call itself, and the packages that bring functions to an
+// engine.
 //
 // Every operation of the language is an IUserFunction, and every call written in a rule or function is a
-// TFunctionCall, which holds its arguments unevaluated and, once it has run, the function. A function gets the call and
-// evaluates the arguments that it wants, when it wants them. Functions are attached to an engine by adding the engine
-// to the function's list of reasoners; the list's notification does the registering.
+// TFunctionCall, which holds its arguments unevaluated and, once it has run, the function. A function gets
+// the call and evaluates the arguments that it wants, when it wants them. Functions are attached to an engine
+// by adding the engine to the function's list of reasoners; the list's notification does the registering.
 //
-// Three ways for a host to add a function, shortest first: TInferenceEngine::RegisterFunction with a C++ callable, a
-// TUserFunction component with OnCall, a class derived from TKBUserFunction.
+// Three ways for a host to add a function, shortest first: TInferenceEngine::RegisterFunction with a C++
+// callable, a TUserFunction component with OnCall, a class derived from TKBUserFunction.
 #pragma once
 
 #include <functional>
@@ -41,14 +42,17 @@ class IReasoner {
   [[nodiscard]] virtual std::string PrettyPrint(const TKBDefinedType& type) = 0;
   [[nodiscard]] virtual std::string PrettyPrint(const TFactTemplate& factTemplate) = 0;
   [[nodiscard]] virtual std::string PrettyPrint(const TModule& module) = 0;
-  virtual void RenameDefinedType(TKBDefinedType& type, std::string_view oldName, std::string_view newName) = 0;
-  virtual void RenameFactTemplate(TFactTemplate& factTemplate, std::string_view oldName, std::string_view newName) = 0;
+  virtual void RenameDefinedType(TKBDefinedType& type, std::string_view oldName,
+                                 std::string_view newName) = 0;
+  virtual void RenameFactTemplate(TFactTemplate& factTemplate, std::string_view oldName,
+                                  std::string_view newName) = 0;
   virtual void RenameModule(std::string_view oldName, std::string_view newName) = 0;
   virtual void RenameRule(std::string_view oldName, std::string_view newName) = 0;
   virtual void AddUserFunction(const Ref<IUserFunction>& function) = 0;
   virtual void RemoveUserFunction(const Ref<IUserFunction>& function) = 0;
   [[nodiscard]] virtual bool ContainsUserFunction(std::string_view name) const = 0;
-  [[nodiscard]] virtual bool ContainsUserFunction(std::string_view name, Ref<IUserFunction>& function) const = 0;
+  [[nodiscard]] virtual bool ContainsUserFunction(std::string_view name,
+                                                  Ref<IUserFunction>& function) const = 0;
   [[nodiscard]] virtual std::vector<std::string> GetUserFunctions() const = 0;
   [[nodiscard]] virtual Ref<IUserFunction> GetUserFunction(std::string_view name) const = 0;
   virtual void SetUserFunction(std::string_view name, const Ref<IUserFunction>& function) = 0;
@@ -71,8 +75,8 @@ class IUserFunction : public RefCounted {
   [[nodiscard]] virtual const std::string& GetComment() const = 0;
   [[nodiscard]] virtual const TKBText& GetFunctionName() const = 0;
   [[nodiscard]] virtual std::string ToString(IReasoner& reasoner) const = 0;
-  /// Runs the function: argument counts are checked ("Too few arguments for %s", "Too many arguments for %s"), then
-  /// the body runs. Never gives a null value.
+  /// Runs the function: argument counts are checked ("Too few arguments for %s", "Too many arguments for
+  /// %s"), then the body runs. Never gives a null value.
   [[nodiscard]] virtual IKBValue Execute(TFunctionCall& call, TKBContext& context) = 0;
   virtual void SetArgumentString(std::string_view value) = 0;
   virtual void SetComment(std::string_view value) = 0;
@@ -81,8 +85,9 @@ class IUserFunction : public RefCounted {
   virtual void SetMinArgumentCount(int value) = 0;
 };
 
-/// Base of the built-in functions, of the functions of the language and of a host's own. A descendant overrides
-/// InitMetaData (name, comment, syntax, counts) and Call. Make objects with MakeRef, which runs InitMetaData.
+/// Base of the built-in functions, of the functions of the language and of a host's own. A descendant
+/// overrides InitMetaData (name, comment, syntax, counts) and Call. Make objects with MakeRef, which runs
+/// InitMetaData.
 class TKBUserFunction : public TPersistent, public IUserFunction {
  public:
   TKBUserFunction() = default;
@@ -132,8 +137,8 @@ class TKBUserFunction : public TPersistent, public IUserFunction {
   std::string argumentString_;
 };
 
-/// One call: a name, arguments as written, and the function once it has been found. The function is looked up at the
-/// first execution and kept, so a call may name a function that is defined later.
+/// One call: a name, arguments as written, and the function once it has been found. The function is looked up
+/// at the first execution and kept, so a call may name a function that is defined later.
 class TFunctionCall : public TPersistent, public RefCounted, public TPooled {
  public:
   using TPooled::operator new;
@@ -154,7 +159,7 @@ class TFunctionCall : public TPersistent, public RefCounted, public TPooled {
   [[nodiscard]] int GetArgumentCount() const noexcept { return static_cast<int>(arguments_.size()); }
   /// Raises EListError for a bad index.
   [[nodiscard]] const IKBValue& GetArgument(int index) const {
-    if (static_cast<size_t>(index) >= arguments_.size()) RaiseBadIndex(index);
+    if (static_cast<size_t>(index) >= arguments_.size()) RaiseListIndex(index);
     return arguments_[static_cast<size_t>(index)];
   }
   void SetArgument(int index, const IKBValue& value);
@@ -175,8 +180,8 @@ class TFunctionCall : public TPersistent, public RefCounted, public TPooled {
   [[nodiscard]] const std::string& GetComment() const noexcept { return comment_; }
   void SetComment(std::string_view comment) { comment_ = comment; }
 
-  /// Finds the function if it is not known yet ("Function is unimplemented or unassigned: %s") and runs it. Very deep
-  /// recursion ends in ERecursionError.
+  /// Finds the function if it is not known yet ("Function is unimplemented or unassigned: %s") and runs it.
+  /// Very deep recursion ends in ERecursionError.
   [[nodiscard]] virtual IKBValue Execute(TKBContext& context);
   /// Without the lookup.
   [[nodiscard]] virtual IKBValue SimpleExecute(TKBContext& context);
@@ -192,7 +197,6 @@ class TFunctionCall : public TPersistent, public RefCounted, public TPooled {
   void SetTag(int32_t tag) noexcept { tag_ = tag; }
 
  private:
-  [[noreturn]] static void RaiseBadIndex(int index);
   void FindFunction();
   [[nodiscard]] IKBValue Run(TKBContext& context);
   IReasoner* reasoner_ = nullptr;
@@ -203,15 +207,16 @@ class TFunctionCall : public TPersistent, public RefCounted, public TPooled {
   std::string comment_;
 };
 
-/// A function of the language: parameters and a body of values. The calls in its body hold the functions that they have
-/// found, itself among them if it is recursive; so they forget them when the last reasoner lets the function go.
+/// A function of the language: parameters and a body of values. The calls in its body hold the functions that
+/// they have found, itself among them if it is recursive; so they forget them when the last reasoner lets the
+/// function go.
 class TInterpretedFunction final : public TKBUserFunction {
  public:
   static const TClassInfo& StaticClass() noexcept;
   [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
 
-  /// `type` is dtVariable (one argument), dtMultiVariable (all the rest as a list) or dtAtom (a local that starts as
-  /// nil); else "Invalid argument type for deffunction: "%s".  Expected %s".
+  /// `type` is dtVariable (one argument), dtMultiVariable (all the rest as a list) or dtAtom (a local that
+  /// starts as nil); else "Invalid argument type for deffunction: "%s".  Expected %s".
   void AddArgument(std::string_view name, TKBType type);
   void AddStatement(const IFunCall& call);
   void AddStatement(const IKBValue& value);
@@ -285,8 +290,8 @@ class TCustomReasonerOwner : public TComponent {
   std::vector<IReasoner*> reasoners_;
 };
 
-/// A component that registers a set of functions with its engine. A descendant overrides CreateFunctions; make
-/// packages with CreatePackage, which runs it. Owned by the engine or by the host.
+/// A component that registers a set of functions with its engine. A descendant overrides CreateFunctions;
+/// make packages with CreatePackage, which runs it. Owned by the engine or by the host.
 class TUserPackage : public TCustomReasonerOwner {
  public:
   /// An owner that is an engine becomes the package's reasoner.
@@ -326,8 +331,8 @@ class TUserPackage : public TCustomReasonerOwner {
   std::vector<Ref<IUserFunction>> functions_;
 };
 
-/// Makes a package of class T under `owner`, which may be null, and creates its functions. With an owner it belongs to
-/// that.
+/// Makes a package of class T under `owner`, which may be null, and creates its functions. With an owner it
+/// belongs to that.
 template <class T>
 TComponent* NewPackage(TComponent* owner) {
   auto package = std::make_unique<T>(owner);
@@ -340,7 +345,8 @@ T& CreatePackage(TComponent& owner) {
 }
 
 class TCustomUserFunction;
-using TCallEvent = std::function<void(TObject& sender, TFunctionCall& call, TKBContext& context, IKBValue& result)>;
+using TCallEvent =
+    std::function<void(TObject& sender, TFunctionCall& call, TKBContext& context, IKBValue& result)>;
 
 /// The function object behind a function component.
 class TKBInnerFunction final : public TKBUserFunction {

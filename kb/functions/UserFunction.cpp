@@ -57,9 +57,7 @@ int TKBUserFunction::IndexOfReasoner(const IReasoner* reasoner) const {
 }
 
 IReasoner* TKBUserFunction::GetReasoner(int index) const {
-  if (index < 0 || index >= GetReasonerCount()) {
-    throw EListError("List index out of bounds (" + std::to_string(index) + ")");
-  }
+  CheckListIndex(index, GetReasonerCount());
   return reasoners_[static_cast<size_t>(index)];
 }
 

@@ -39,9 +39,11 @@ TUserPackage::TUserPackage(TComponent* owner) : TCustomReasonerOwner(owner) {
   AddReasoner(dynamic_cast<IReasoner*>(owner));
 }
 
+// What a handler of the removals raises must not pass a destructor.
 TUserPackage::~TUserPackage() {
-  ClearReasoners();
-  ClearFunctions();
+  TDelayedError error;
+  while (!GetReasoners().empty()) error.Run([this] { ClearReasoners(); });
+  error.Run([this] { ClearFunctions(); });
 }
 
 int TUserPackage::AddFunction(const Ref<IUserFunction>& function) {
@@ -65,7 +67,10 @@ void TUserPackage::RemoveFunction(const Ref<IUserFunction>& function) {
 void TUserPackage::ClearFunctions() {
   std::vector<Ref<IUserFunction>> functions;
   functions.swap(functions_);
-  for (const Ref<IUserFunction>& function : functions) FunctionNotification(function, lnRemoved);
+  TDelayedError error;
+  for (const Ref<IUserFunction>& function : functions)
+    error.Run([&] { FunctionNotification(function, lnRemoved); });
+  error.Rethrow();
 }
 
 int TUserPackage::IndexOf(std::string_view name) const {
@@ -126,8 +131,8 @@ void TUserPackage::FunctionNotification(const Ref<IUserFunction>& function, TLis
 
 void TUserPackage::ReasonerNotification(IReasoner* reasoner, TListNotification action) {
   if (action == lnAdded) return AddFunctions(reasoner);
-  RemoveFunctions(reasoner);
   if (engine_ != nullptr && reasoner == static_cast<IReasoner*>(engine_)) engine_ = nullptr;
+  RemoveFunctions(reasoner);
 }
 
 void TUserPackage::AddFunctions(IReasoner* reasoner) {
@@ -147,9 +152,11 @@ void TUserPackage::RemoveReasoners(const Ref<IUserFunction>& function) {
 
 void TUserPackage::RemoveFunctions(IReasoner* reasoner) {
   const std::vector<Ref<IUserFunction>> functions = functions_;
+  TDelayedError error;
   for (const Ref<IUserFunction>& function : functions) {
-    if (function) function->DeleteReasoner(reasoner);
+    if (function) error.Run([&] { function->DeleteReasoner(reasoner); });
   }
+  error.Rethrow();
 }
 
 }  // namespace kb

@@ -38,6 +38,11 @@ std::string Shorten(std::string text) {
 
 uint16_t SlotArgument(int value) { return static_cast<uint16_t>(std::clamp(value, 0, kLastSlotArgument)); }
 
+/// Empty while no module is current.
+std::string CurrentModuleName(const TInferenceEngine& engine) {
+  return engine.GetCurrentModule() ? engine.GetCurrentModule()->GetName() : std::string();
+}
+
 /// Takes the return state of a call at top level out of the root context again, however the call ends.
 class TReturnStateScope {
  public:
@@ -326,11 +331,11 @@ void TKBClipsParser::AddConstruct(TOutcome& outcome) {
 void TKBClipsParser::AddRule(TOutcome& outcome) {
   TInferenceEngine& engine = GetOwner();
   std::unique_ptr<TRule> rule(ParseRule());
-  const bool ignored = engine.GetDuplicateConstructs() == dcIgnore &&
-                       engine.GetRules().FindRule(rule->GetRuleName()) != nullptr;
-  engine.GetRules().Add(*rule);
-  if (ignored) return;  // nobody keeps it
-  outcome.object = rule.release();
+  TDelayedError error;
+  error.Run([&] { engine.GetRules().Add(*rule); });
+  // Under dcIgnore nobody keeps it; a handler that raises does not take it out again.
+  if (engine.IsRegistered(*rule)) outcome.object = rule.release();
+  error.Rethrow();
 }
 
 void TKBClipsParser::AddFactSet(TOutcome& outcome) {
@@ -408,7 +413,7 @@ TKBClipsParser::THeader TKBClipsParser::ParsePlainHeader(std::string_view keywor
 
 void TKBClipsParser::EnterModule(std::string& module) {
   TInferenceEngine& engine = GetOwner();
-  const std::string& current = engine.GetCurrentModule()->GetName();
+  const std::string current = CurrentModuleName(engine);
   if (GetUseCurrentModule() || module.empty()) {
     module = current;
   } else if (module != current) {
@@ -448,8 +453,7 @@ std::string TKBClipsParser::ParseFullName(std::string& name) {
   name = text.substr(separator + SModuleSeparator.size());
   if (name.empty()) ParseError(kWhere, TKBMessage::MissingName);
   const TInferenceEngine& engine = GetOwner();
-  if (!module.empty() && module != engine.GetCurrentModule()->GetName() &&
-      engine.GetModules().IndexOf(module) < 0) {
+  if (!module.empty() && module != CurrentModuleName(engine) && engine.GetModules().IndexOf(module) < 0) {
     ParseError(kWhere, TKBMessage::NoSuchModule, {module});
   }
   return module;

@@ -30,6 +30,23 @@ void TKBParser::Assign(const TPersistent& source) {
   maxErrors_ = parser->maxErrors_;
 }
 
+void TKBParser::ClearEvents() noexcept {
+  OnParse = nullptr;
+  OnParseDefinedType = nullptr;
+  OnParseFact = nullptr;
+  OnParseFactSet = nullptr;
+  OnParseFactTemplate = nullptr;
+  OnParseFunction = nullptr;
+  OnParseFunCall = nullptr;
+  OnParseFuzzySet = nullptr;
+  OnParseFuzzyVariable = nullptr;
+  OnParseSingletons = nullptr;
+  OnParseVariable = nullptr;
+  OnParsePattern = nullptr;
+  OnParseRule = nullptr;
+  OnParseModule = nullptr;
+}
+
 void TKBParser::Clear() {
   if (stream_ != nullptr) stream_->Clear();
 }

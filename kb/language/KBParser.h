@@ -109,6 +109,9 @@ class TKBParser : public TPersistent {
   TParsedEvent<TRule&> OnParseRule;
   TParsedEvent<const IModule&> OnParseModule;
 
+  /// Takes all events away.
+  void ClearEvents() noexcept;
+
   // Small operations.
   /// Clears the stream, if there is one.
   virtual void Clear();

@@ -14,9 +14,11 @@ const TClassInfo& TKBPattern::StaticClass() noexcept {
 }
 
 TKBPattern::TKBPattern(TComponent* owner, const IFactTemplate& factTemplate)
-    : TKBPattern(owner, factTemplate, factTemplate ? factTemplate->GetTemplateName().View() : std::string_view(), 0) {}
+    : TKBPattern(owner, factTemplate,
+                 factTemplate ? factTemplate->GetTemplateName().View() : std::string_view(), 0) {}
 
-TKBPattern::TKBPattern(TComponent* owner, const IFactTemplate& factTemplate, std::string_view name, int negatedCount)
+TKBPattern::TKBPattern(TComponent* owner, const IFactTemplate& factTemplate, std::string_view name,
+                       int negatedCount)
     : template_(factTemplate), negatedCount_(negatedCount), name_(name), owner_(owner) {
   InitializeClass();
 }
@@ -31,7 +33,8 @@ TKBPattern::TKBPattern(TComponent* owner, const TKBPattern& source, std::string_
     slots_[i].length = source.GetSlotLength(sourceSlot);
     for (const auto& test : source.GetSlotTests(sourceSlot)) {
       auto copy = std::make_unique<TKBPatternMatchTest>(*test);
-      if (engine != nullptr && copy->IsVariable() && copy->GetSlotValue()->TextView().starts_with(SBlankPrefix)) {
+      if (engine != nullptr && copy->IsVariable() &&
+          copy->GetSlotValue()->TextView().starts_with(SBlankPrefix)) {
         const TKBText fresh = engine->GenerateSymbol(SBlankPrefix);
         copy->SetSlotValue(MakeRef<TKBValue>(fresh, copy->GetSlotValue()->GetDType()));
       }
@@ -80,11 +83,13 @@ void TKBPattern::SetName(std::string_view name) {
 }
 
 const TKBPatternMatchTest& TKBPattern::GetSlotTest(int slot, int test) const {
-  return *GetSlotTests(slot).at(static_cast<size_t>(test));
+  CheckListIndex(test, GetSlotTestCount(slot));
+  return *GetSlotTests(slot)[static_cast<size_t>(test)];
 }
 
 TKBPatternMatchTest& TKBPattern::GetSlotTest(int slot, int test) {
-  return *GetSlotTests(slot).at(static_cast<size_t>(test));
+  CheckListIndex(test, GetSlotTestCount(slot));
+  return *GetSlotTests(slot)[static_cast<size_t>(test)];
 }
 
 int TKBPattern::IndexOfSlotName(std::string_view name) const noexcept {
@@ -106,25 +111,37 @@ void TKBPattern::SetSlotLength(std::string_view slotName, int length) {
   Change();
 }
 
-TKBPatternMatchTest& TKBPattern::AddTest(std::string_view slotName, const IKBValue& value, int subIndex, bool negated,
-                                         bool conjunction) {
-  return AddTest(slotName, std::make_unique<TKBPatternMatchTest>(negated ? sttNotEquals : sttEquals, subIndex, value,
-                                                                 conjunction));
+TKBPatternMatchTest& TKBPattern::AddTest(std::string_view slotName, const IKBValue& value, int subIndex,
+                                         bool negated, bool conjunction) {
+  return AddTest(slotName, std::make_unique<TKBPatternMatchTest>(negated ? sttNotEquals : sttEquals, subIndex,
+                                                                 value, conjunction));
 }
 
-TKBPatternMatchTest& TKBPattern::AddTest(std::string_view slotName, std::unique_ptr<TKBPatternMatchTest> test) {
+TKBPatternMatchTest& TKBPattern::AddTest(std::string_view slotName,
+                                         std::unique_ptr<TKBPatternMatchTest> test) {
+  RequireObject(test, "test");
   Slot& slot = FindSlot(slotName);
   test->SetPattern(this);
+  TKBPatternMatchTest& result = *test;
   slot.tests.push_back(std::move(test));
-  Change();
-  return *slot.tests.back();
+  try {
+    Change();
+  } catch (...) {
+    std::erase_if(slot.tests, [&](const auto& t) { return t.get() == &result; });
+    TDelayedError error;
+    error.Run([this] { Change(); });
+    throw;
+  }
+  return result;
 }
 
-// --- Or-constraints -------------------------------------------------------------------------------------------------
+// --- Or-constraints
+// -------------------------------------------------------------------------------------------------
 
 void TKBPattern::FixTests() {
   for (Slot& slot : slots_) {
-    const bool hasOr = std::any_of(slot.tests.begin(), slot.tests.end(), [](const auto& t) { return !t->GetConjunction(); });
+    const bool hasOr =
+        std::any_of(slot.tests.begin(), slot.tests.end(), [](const auto& t) { return !t->GetConjunction(); });
     if (hasOr) slot.tests = FixSlot(slot);
   }
 }
@@ -143,7 +160,8 @@ TSlotTests TKBPattern::FixSlot(Slot& slot) {
     if (hasOr) {
       FixRun(slot, begin, end, result);
     } else {
-      for (size_t i = begin; i < end; ++i) result.push_back(std::make_unique<TKBPatternMatchTest>(*slot.tests[i]));
+      for (size_t i = begin; i < end; ++i)
+        result.push_back(std::make_unique<TKBPatternMatchTest>(*slot.tests[i]));
     }
     begin = end;
   }
@@ -151,7 +169,8 @@ TSlotTests TKBPattern::FixSlot(Slot& slot) {
   return result;
 }
 
-// A run becomes a test on a variable and one on a call of `or`, with a call of `and` for each group of several.
+// A run becomes a test on a variable and one on a call of `or`, with a call of `and` for each group of
+// several.
 void TKBPattern::FixRun(const Slot& slot, size_t begin, size_t end, TSlotTests& result) {
   TRule* rule = GetRule();
   const TKBPatternMatchTest& first = *slot.tests[begin];
@@ -184,10 +203,12 @@ void TKBPattern::FixRun(const Slot& slot, size_t begin, size_t end, TSlotTests& 
     disjunction->AddArgument(member);
     begin = next;
   }
-  result.push_back(std::make_unique<TKBPatternMatchTest>(sttEquals, subIndex, MakeRef<TKBValue>(IFunCall(disjunction))));
+  result.push_back(
+      std::make_unique<TKBPatternMatchTest>(sttEquals, subIndex, MakeRef<TKBValue>(IFunCall(disjunction))));
 }
 
-// --- Owner and change -----------------------------------------------------------------------------------------------
+// --- Owner and change
+// -----------------------------------------------------------------------------------------------
 
 TRule* TKBPattern::GetRule() const noexcept { return dynamic_cast<TRule*>(owner_); }
 
@@ -205,7 +226,14 @@ void TKBPattern::TestChange() { Change(); }
 
 void TKBPattern::Change() {
   if (updates_ > 0) return;
-  if (TRule* rule = GetRule()) rule->Change();
+  TRule* rule = GetRule();
+  if (rule != nullptr && rule->GetEngine() != nullptr) {
+    const TInferenceEngine::TFreeHold hold(*rule->GetEngine());  // a handler may remove the rule
+    rule->Change();
+    if (OnChange) OnChange(*this);
+    return;
+  }
+  if (rule != nullptr) rule->Change();
   if (OnChange) OnChange(*this);
 }
 

@@ -1,13 +1,24 @@
 #include "kb/language/KBPatternTest.h"
 
 #include <typeinfo>
+#include <utility>
 
 #include "kb/functions/KBPackages.h"
 #include "kb/language/KBRule.h"
 
 namespace kb {
+namespace {
 
-bool TKBSlotTest::Equals(const TKBSlotTest& other) const { return typeid(*this) == typeid(other) && type_ == other.type_; }
+IKBValue CloneOf(const IKBValue& value) {
+  RequireObject(value, "slot value");
+  return value->Clone();
+}
+
+}  // namespace
+
+bool TKBSlotTest::Equals(const TKBSlotTest& other) const {
+  return typeid(*this) == typeid(other) && type_ == other.type_;
+}
 
 std::string TKBSlotTest::ToString() const { return type_ == sttEquals ? "=" : "<>"; }
 
@@ -16,8 +27,9 @@ const TClassInfo& TKBPatternMatchTest::StaticClass() noexcept {
   return info;
 }
 
-TKBPatternMatchTest::TKBPatternMatchTest(TSlotTestType type, int subIndex, const IKBValue& value, bool conjunction)
-    : TKBSlotTest(type), value_(value->Clone()), subIndex_(subIndex), conjunction_(conjunction) {}
+TKBPatternMatchTest::TKBPatternMatchTest(TSlotTestType type, int subIndex, const IKBValue& value,
+                                         bool conjunction)
+    : TKBSlotTest(type), value_(CloneOf(value)), subIndex_(subIndex), conjunction_(conjunction) {}
 
 TKBPatternMatchTest::TKBPatternMatchTest(const TKBPatternMatchTest& other)
     : TKBSlotTest(other.GetSlotTestType()),
@@ -25,27 +37,44 @@ TKBPatternMatchTest::TKBPatternMatchTest(const TKBPatternMatchTest& other)
       subIndex_(other.subIndex_),
       conjunction_(other.conjunction_) {}
 
+template <class Setter, class T>
+void TKBPatternMatchTest::Change(Setter&& set, T old, T value) {
+  set(std::move(value));
+  if (pattern_ == nullptr) return;
+  try {
+    pattern_->TestChange();
+  } catch (...) {
+    set(std::move(old));
+    TDelayedError error;
+    error.Run([this] { pattern_->TestChange(); });
+    throw;
+  }
+}
+
+void TKBPatternMatchTest::SetSlotTestType(TSlotTestType type) {
+  if (GetSlotTestType() == type) return;
+  Change([this](TSlotTestType t) { TKBSlotTest::SetSlotTestType(t); }, GetSlotTestType(), type);
+}
+
 void TKBPatternMatchTest::SetSlotValue(const IKBValue& value) {
-  value_ = value->Clone();
-  if (pattern_ != nullptr) pattern_->TestChange();
+  Change([this](IKBValue v) { value_ = std::move(v); }, value_, CloneOf(value));
 }
 
 void TKBPatternMatchTest::SetMultiSlotSubIndex(int value) {
   if (subIndex_ == value) return;
-  subIndex_ = value;
-  if (pattern_ != nullptr) pattern_->TestChange();
+  Change([this](int v) { subIndex_ = v; }, subIndex_, value);
 }
 
 void TKBPatternMatchTest::SetConjunction(bool value) {
   if (conjunction_ == value) return;
-  conjunction_ = value;
-  if (pattern_ != nullptr) pattern_->TestChange();
+  Change([this](bool v) { conjunction_ = v; }, conjunction_, value);
 }
 
 bool TKBPatternMatchTest::Equals(const TKBSlotTest& other) const {
   if (!TKBSlotTest::Equals(other)) return false;
   const auto& test = static_cast<const TKBPatternMatchTest&>(other);
-  return subIndex_ == test.subIndex_ && conjunction_ == test.conjunction_ && value_->Equals(test.value_.Get());
+  return subIndex_ == test.subIndex_ && conjunction_ == test.conjunction_ &&
+         value_->Equals(test.value_.Get());
 }
 
 bool TKBPatternMatchTest::Equals(bool isEquals, int subIndex, const TKBValue& value) const {

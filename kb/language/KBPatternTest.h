@@ -17,7 +17,7 @@ class TKBSlotTest : public TPersistent {
  public:
   explicit TKBSlotTest(TSlotTestType type) noexcept : type_(type) {}
   [[nodiscard]] TSlotTestType GetSlotTestType() const noexcept { return type_; }
-  void SetSlotTestType(TSlotTestType type) noexcept { type_ = type; }
+  virtual void SetSlotTestType(TSlotTestType type) { type_ = type; }
   /// Same class and same content.
   [[nodiscard]] virtual bool Equals(const TKBSlotTest& other) const;
   /// "=" or "<>" with the descendant's diagnostic text.
@@ -37,6 +37,8 @@ class TKBPatternMatchTest final : public TKBSlotTest {
   static const TClassInfo& StaticClass() noexcept;
   [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
 
+  // Each setter tells the pattern; a test with which its rule cannot be compiled stays as it was.
+  void SetSlotTestType(TSlotTestType type) override;
   /// The test's own clone of the value.
   [[nodiscard]] const IKBValue& GetSlotValue() const noexcept { return value_; }
   void SetSlotValue(const IKBValue& value);
@@ -59,6 +61,8 @@ class TKBPatternMatchTest final : public TKBSlotTest {
   [[nodiscard]] IFunCall ConvertToFunCall(IReasoner* reasoner, const IKBValue& variable) const;
 
  private:
+  template <class Setter, class T>
+  void Change(Setter&& set, T old, T value);
   IKBValue value_;
   int subIndex_;
   bool conjunction_;

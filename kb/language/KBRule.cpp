@@ -1,6 +1,7 @@
 #include "kb/language/KBRule.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
@@ -49,14 +50,18 @@ TRule::TRule(TComponent* owner)
 
 TRule::TRule(TComponent* owner, std::string_view name, std::string_view module) : TRule(owner) {
   module_ = module;
-  SetRuleName(name);
+  if (!name.empty()) SetRuleName(name);
 }
 
 TRule::~TRule() {
   OnFire = nullptr;
   OnChange = nullptr;
   TellRemoval();
-  if (engine_ != nullptr && !engine_->IsDestroying()) engine_->ForgetRule(*this);
+  if (auto* owner = dynamic_cast<TInferenceEngine*>(GetOwner())) owner->ForgetConstruct(*this);
+  if (engine_ == nullptr || engine_->IsDestroying()) return;
+  // What a handler of the removal raises must not pass a destructor.
+  TDelayedError error;
+  error.Run([this] { engine_->ForgetRule(*this); });
 }
 
 void TRule::Notification(TComponent& component, TOperation operation) {
@@ -64,12 +69,14 @@ void TRule::Notification(TComponent& component, TOperation operation) {
   if (operation == opRemove && &component == engine_) engine_ = nullptr;
 }
 
-// --- Properties -----------------------------------------------------------------------------------------------------
+// --- Properties
+// -----------------------------------------------------------------------------------------------------
 
 void TRule::SetRuleName(std::string_view name) {
   if (name_ == name) return;
+  if (name.empty()) throw EKBException(TKBMessage::MissingName);
   CheckConstructName(name);
-  if (engine_ != nullptr && !IsUpdating()) {
+  if (engine_ != nullptr) {
     IModule previous;
     FocusModule(false, previous);
     try {
@@ -86,6 +93,7 @@ void TRule::SetRuleName(std::string_view name) {
 void TRule::SetComment(std::string_view comment) {
   if (comment_ == comment) return;
   comment_ = comment;
+  TellChange();
 }
 
 void TRule::SetModule(std::string_view name) {
@@ -97,30 +105,63 @@ void TRule::SetModule(std::string_view name) {
   }
   if (!name.empty() && name != SMainModule) (void)engine->GetModules().GetModule(name);
   const bool registered = engine->IsRegistered(*this);
-  if (registered) engine->ForgetRule(*this);
-  module_ = name;
-  engine_ = engine;
-  if (registered) engine->RegisterRule(*this);
+  TDelayedError error;
+  if (registered) error.Run([&] { engine->ForgetRule(*this); });
+  const std::string old = std::exchange(module_, std::string(name));
+  if (!registered) return;
+  try {
+    engine->RegisterRule(*this);
+  } catch (...) {
+    module_ = old;
+    error.Run([&] { engine->RegisterRule(*this); });
+    throw;
+  }
+  error.Rethrow();
 }
 
 void TRule::SetEngine(TInferenceEngine* engine) {
   if (engine_ == engine) return;
-  if (engine_ != nullptr) engine_->ForgetRule(*this);
-  engine_ = engine;
-  if (engine_ == nullptr) return;
+  TInferenceEngine* const old = engine_;
+  const bool registered = old != nullptr && old->IsRegistered(*this);
+  TDelayedError error;
+  if (registered) error.Run([&] { old->ForgetRule(*this); });
+  AttachEngine(engine);
+  if (engine_ == nullptr) return error.Rethrow();
   id_ = engine_->NewRuleId();
-  engine_->RegisterRule(*this);
+  try {
+    engine_->RegisterRule(*this);
+  } catch (...) {
+    AttachEngine(old);
+    if (registered) error.Run([&] { old->RegisterRule(*this); });
+    throw;
+  }
+  error.Rethrow();
+}
+
+// A rule that the engine does not own asks to be told of its end.
+void TRule::AttachEngine(TInferenceEngine* engine) {
+  if (engine_ == engine) return;
+  if (engine_ != nullptr && GetOwner() != engine_) engine_->RemoveFreeNotification(*this);
+  engine_ = engine;
+  if (engine_ != nullptr && GetOwner() != engine_) engine_->FreeNotification(*this);
 }
 
 void TRule::SetSalience(const IKBValue& value) {
-  salienceValue_ = value->Clone();
-  EvaluateSalience();
-  Change();
+  RequireObject(value, "salience");
+  IKBValue old = std::exchange(salienceValue_, value->Clone());
+  try {
+    EvaluateSalience();
+  } catch (...) {
+    salienceValue_ = std::move(old);
+    throw;
+  }
+  TellChange();
 }
 
 void TRule::SetSalienceInteger(int32_t value) {
   salience_ = value;
   salienceValue_ = MakeInteger(value);
+  TellChange();
 }
 
 int32_t TRule::EvaluateSalience() {
@@ -136,16 +177,23 @@ int32_t TRule::EvaluateSalience() {
 void TRule::SetOneShot(bool value) {
   if (oneShot_ == value) return;
   oneShot_ = value;
-  Change();
+  TellChange();
+}
+
+void TRule::SetEnabled(bool value) {
+  if (enabled_ == value) return;
+  enabled_ = value;
+  TellChange();
 }
 
 void TRule::SetAutoFocus(bool value) {
   if (autoFocus_ == value) return;
   autoFocus_ = value;
-  Change();
+  TellChange();
 }
 
-// --- Patterns and bindings ------------------------------------------------------------------------------------------
+// --- Patterns and bindings
+// ------------------------------------------------------------------------------------------
 
 int TRule::IndexOfPattern(const TFactTemplate* factTemplate) const noexcept {
   for (size_t i = 0; i < patterns_.size(); ++i) {
@@ -155,7 +203,9 @@ int TRule::IndexOfPattern(const TFactTemplate* factTemplate) const noexcept {
 }
 
 TKBPattern& TRule::AddPattern(std::unique_ptr<TKBPattern> pattern) {
+  RequireObject(pattern, "pattern");
   if (engine_ == nullptr) throw EKBException(TKBMessage::UndefinedEngine);
+  if (!pattern->GetFactTemplate()) throw EKBException(TKBMessage::FactTemplateMissing);
   TKBPattern& result = *pattern;
   const size_t patterns = patterns_.size();
   const size_t bindings = bindings_.size();
@@ -195,16 +245,18 @@ void TRule::AnalysePattern(size_t index) {
   pattern->BeginUpdate();
   pattern->SetOwner(this);
   // What begins with a negation, a test or a goal matches from the initial fact.
-  const bool needsInitial = pattern->GetNegatedCount() > 0 || pattern->IsTest() ||
-                            (pattern->GetFactTemplate() && pattern->GetFactTemplate()->IsBackwardChaining());
+  const bool needsInitial =
+      pattern->GetNegatedCount() > 0 || pattern->IsTest() || pattern->GetFactTemplate()->IsBackwardChaining();
   if (patterns_.size() == 1 && needsInitial && engine_->GetInitialFactPattern() != nullptr) {
     patterns_.insert(patterns_.begin(), engine_->GetInitialFactPattern()->Clone(engine_));
     AnalysePattern(0);
     ++index;
   }
   const int position = FactPosition(index);
-  if (pattern->IsGoal() && pattern->GetBoundName().empty()) pattern->SetBoundName(engine_->GenerateSymbol(SFactPrefix));
-  if (!pattern->GetBoundName().empty()) AddBinding(pattern->GetBoundName(), position, SPatternBinding, NoSubIndex);
+  if (pattern->IsGoal() && pattern->GetBoundName().empty())
+    pattern->SetBoundName(engine_->GenerateSymbol(SFactPrefix));
+  if (!pattern->GetBoundName().empty())
+    AddBinding(pattern->GetBoundName(), position, SPatternBinding, NoSubIndex);
   BindVariables(*pattern, position);
   pattern->FixTests();
   pattern->EndUpdate();
@@ -247,41 +299,48 @@ void TRule::AppendGoalNegation(const TKBPattern& goal) {
 }
 
 void TRule::SetPatterns(const TRule& source) {
+  std::vector<std::unique_ptr<TKBPattern>> clones;
+  for (size_t i = 0; i < source.patterns_.size(); ++i) {
+    if (i > 0 && source.patterns_[i - 1]->IsGoal()) continue;
+    clones.push_back(source.patterns_[i]->Clone(engine_));
+  }
+  auto patterns = std::exchange(patterns_, {});
+  auto bindings = std::exchange(bindings_, {});
   BeginUpdate();
   try {
-    ClearPatterns();
-    for (size_t i = 0; i < source.patterns_.size(); ++i) {
-      if (i > 0 && source.patterns_[i - 1]->IsGoal()) continue;
-      AddPattern(source.patterns_[i]->Clone(engine_));
-    }
+    for (auto& clone : clones) AddPattern(std::move(clone));
   } catch (...) {
+    patterns_ = std::move(patterns);
+    bindings_ = std::move(bindings);
     --updates_;
     throw;
   }
+  std::move(patterns.begin(), patterns.end(), std::back_inserter(retired_));
   EndUpdate();
 }
 
 void TRule::ClearPatterns() {
   bindings_.clear();
+  std::move(patterns_.begin(), patterns_.end(), std::back_inserter(retired_));
   patterns_.clear();
   Change();
 }
 
 void TRule::AddAction(const IFunCall& action) {
+  RequireObject(action, "action");
   actions_.push_back(action);
   Change();
 }
 
-void TRule::DeleteAction(int index) {
-  if (index < 0 || index >= GetActionCount()) {
-    throw EListError("List index out of bounds (" + std::to_string(index) + ")");
-  }
-  actions_.erase(actions_.begin() + index);
+void TRule::SetActions(std::vector<IFunCall> actions) {
+  for (const IFunCall& action : actions) RequireObject(action, "action");
+  actions_ = std::move(actions);
   Change();
 }
 
-void TRule::ClearActions() {
-  actions_.clear();
+void TRule::DeleteAction(int index) {
+  CheckListIndex(index, GetActionCount());
+  actions_.erase(actions_.begin() + index);
   Change();
 }
 
@@ -306,7 +365,8 @@ TBinding* TRule::GetBindingByName(const TKBText& name) const noexcept {
   return index < 0 ? nullptr : bindings_[static_cast<size_t>(index)].get();
 }
 
-// --- Firing ---------------------------------------------------------------------------------------------------------
+// --- Firing
+// ---------------------------------------------------------------------------------------------------------
 
 IKBValue TRule::BindingValue(const TBinding& binding, TKBToken& token) const {
   const TFact* fact = token.Facts(binding.GetFactIndex());
@@ -334,6 +394,7 @@ void TRule::Fire(TKBToken& token) {
   if (engine_ == nullptr) throw EKBException(TKBMessage::UndefinedEngine);
   const IReteToken guard(&token);
   TInferenceEngine& engine = *engine_;
+  const TInferenceEngine::TFreeHold hold(engine);
   TKBContext context(&engine.GetGlobalContext(), &engine);
   Prepare(token, context);
   fired_ = true;
@@ -348,7 +409,8 @@ void TRule::Fire(TKBToken& token) {
   for (const auto& binding : bindings_) binding->SetValue(nullptr);
 }
 
-// --- Change and copies ----------------------------------------------------------------------------------------------
+// --- Change and copies
+// ----------------------------------------------------------------------------------------------
 
 void TRule::EndUpdate() {
   if (updates_ > 0 && --updates_ == 0) Change();
@@ -356,8 +418,15 @@ void TRule::EndUpdate() {
 
 void TRule::Change() {
   if (updates_ > 0) return;
-  if (engine_ != nullptr && !IsDestroying()) engine_->RuleChange(*this);
-  if (OnChange) OnChange(*this);
+  if (engine_ == nullptr || IsDestroying()) return TellChange();
+  const TInferenceEngine::TFreeHold hold(*engine_);  // a handler may remove the rule
+  engine_->RuleChange(*this);
+  retired_.clear();
+  TellChange();
+}
+
+void TRule::TellChange() {
+  if (updates_ == 0 && OnChange) OnChange(*this);
 }
 
 void TRule::FocusModule(bool force, IModule& previous) {
@@ -374,28 +443,34 @@ void TRule::FocusModule(bool force, IModule& previous) {
 void TRule::Assign(const TPersistent& source) {
   const auto* other = dynamic_cast<const TRule*>(&source);
   if (other == nullptr) return TPersistent::Assign(source);
+  if (other == this) return;
   if (engine_ == nullptr) throw EKBException(TKBMessage::UndefinedEngine);
   if (other->engine_ != engine_) {
     const std::unique_ptr<TRule> parsed(engine_->ParseRule(other->ToString()));
     Assign(*parsed);
     return;
   }
+  std::vector<IFunCall> actions;
+  for (const IFunCall& action : other->actions_) actions.push_back(action->Clone());
+  IKBValue salience = other->salienceValue_->Clone();
+  const TKBName oldName = name_;
+  SetRuleName(other->name_);
   BeginUpdate();
   try {
-    SetRuleName(other->name_);
-    autoFocus_ = other->autoFocus_;
-    enabled_ = other->enabled_;
-    comment_ = other->comment_;
-    oneShot_ = other->oneShot_;
     SetPatterns(*other);
-    actions_.clear();
-    for (const IFunCall& action : other->actions_) actions_.push_back(action->Clone());
-    salienceValue_ = other->salienceValue_->Clone();
-    salience_ = other->salience_;
   } catch (...) {
     --updates_;
+    TDelayedError error;
+    error.Run([&] { SetRuleName(oldName); });
     throw;
   }
+  autoFocus_ = other->autoFocus_;
+  enabled_ = other->enabled_;
+  comment_ = other->comment_;
+  oneShot_ = other->oneShot_;
+  actions_ = std::move(actions);
+  salienceValue_ = std::move(salience);
+  salience_ = other->salience_;
   EndUpdate();
 }
 

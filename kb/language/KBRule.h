@@ -1,8 +1,8 @@
 // Rules and their patterns.
 //
-// Adding a pattern to a rule runs the binding analysis: which slot of which pattern gives each variable, hidden
-// patterns, private names for anonymous variables, and or-constraints rewritten into calls. The parser and a host that
-// builds rules by hand meet the same code; the network compiler takes the result unchanged.
+// Adding a pattern to a rule runs the binding analysis: which slot of which pattern gives each variable,
+// hidden patterns, private names for anonymous variables, and or-constraints rewritten into calls. The parser
+// and a host that builds rules by hand meet the same code; the network compiler takes the result unchanged.
 #pragma once
 
 #include <functional>
@@ -23,8 +23,8 @@ namespace kb {
 /// One conditional element of a rule.
 class TKBPattern : public TPersistent {
  public:
-  /// A pattern named as its template, with an empty test list for each slot of the template. `owner` is the rule or
-  /// the engine; it may be null.
+  /// A pattern named as its template, with an empty test list for each slot of the template. `owner` is the
+  /// rule or the engine; it may be null.
   TKBPattern(TComponent* owner, const IFactTemplate& factTemplate);
   TKBPattern(TComponent* owner, const IFactTemplate& factTemplate, std::string_view name, int negatedCount);
   /// Copies the tests of `source`; anonymous variables get new names.
@@ -52,21 +52,23 @@ class TKBPattern : public TPersistent {
   [[nodiscard]] bool IsTest() const noexcept { return name_ == STestCE; }
   [[nodiscard]] bool IsGoal() const noexcept { return name_.starts_with(SBackChainPrefix); }
 
-  // Slots stand in the order of their names, without regard to case.
+  // Slots stand in the order of their names, without regard to case. A bad index raises EListError.
   [[nodiscard]] int GetSlotCount() const noexcept { return static_cast<int>(slots_.size()); }
-  [[nodiscard]] const TKBText& GetSlotName(int slot) const { return slots_.at(static_cast<size_t>(slot)).name; }
+  [[nodiscard]] const TKBText& GetSlotName(int slot) const { return SlotAt(slot).name; }
   [[nodiscard]] int GetSlotTestCount(int slot) const { return static_cast<int>(GetSlotTests(slot).size()); }
   [[nodiscard]] const TKBPatternMatchTest& GetSlotTest(int slot, int test) const;
   [[nodiscard]] TKBPatternMatchTest& GetSlotTest(int slot, int test);
-  [[nodiscard]] const TSlotTests& GetSlotTests(int slot) const { return slots_.at(static_cast<size_t>(slot)).tests; }
+  [[nodiscard]] const TSlotTests& GetSlotTests(int slot) const { return SlotAt(slot).tests; }
   /// Number of fields written in a multislot, -1 when not set.
-  [[nodiscard]] int GetSlotLength(int slot) const { return slots_.at(static_cast<size_t>(slot)).length; }
+  [[nodiscard]] int GetSlotLength(int slot) const { return SlotAt(slot).length; }
   virtual void SetSlotLength(std::string_view slotName, int length);
   /// -1 if absent.
   [[nodiscard]] int IndexOfSlotName(std::string_view name) const noexcept;
-  /// "Fact Template is missing", "No such slot name: "%s"".
-  virtual TKBPatternMatchTest& AddTest(std::string_view slotName, const IKBValue& value, int subIndex = NoSubIndex,
-                                       bool negated = false, bool conjunction = true);
+  /// "Fact Template is missing", "No such slot name: "%s"". A registered rule is compiled anew; one that
+  /// cannot be with the new test is left without it.
+  virtual TKBPatternMatchTest& AddTest(std::string_view slotName, const IKBValue& value,
+                                       int subIndex = NoSubIndex, bool negated = false,
+                                       bool conjunction = true);
   virtual TKBPatternMatchTest& AddTest(std::string_view slotName, std::unique_ptr<TKBPatternMatchTest> test);
   /// Rewrites the or-constraints of each slot into a variable and a call of `or`. "Rule missing for pattern".
   virtual void FixTests();
@@ -96,6 +98,10 @@ class TKBPattern : public TPersistent {
     TSlotTests tests;
     int length = -1;
   };
+  [[nodiscard]] const Slot& SlotAt(int slot) const {
+    CheckListIndex(slot, GetSlotCount());
+    return slots_[static_cast<size_t>(slot)];
+  }
   void InitializeClass();
   [[nodiscard]] Slot& FindSlot(std::string_view name);
   [[nodiscard]] TSlotTests FixSlot(Slot& slot);
@@ -115,8 +121,13 @@ class TKBPattern : public TPersistent {
 
 using TRuleFireEvent = std::function<void(TRule& rule, TKBContext& context)>;
 
-/// A rule. A component: the engine owns the rules that the parser made, a host its own. A rule is built between
-/// BeginUpdate and EndUpdate, whose change tells the engine.
+/// A rule. A component: the engine owns the rules that the parser made, a host its own. A rule is built
+/// between BeginUpdate and EndUpdate, whose change tells the engine.
+///
+/// Patterns and actions are what is compiled: a change of them compiles a registered rule anew, which
+/// withdraws its activations and makes those of the facts that stand now. Comment, salience, one shot,
+/// auto-focus and enabled take effect without that: activations that wait on the agenda stay where they are,
+/// and only OnChange fires.
 class TRule : public TComponent {
  public:
   /// An owner that is an engine becomes the rule's engine, without registration.
@@ -128,22 +139,25 @@ class TRule : public TComponent {
 
   [[nodiscard]] int32_t GetId() const noexcept { return id_; }
   [[nodiscard]] const TKBName& GetRuleName() const noexcept { return name_; }
-  /// ""%s" contains unexpected character: "%s""; a registered rule is renamed in its registry.
+  /// ""%s" contains unexpected character: "%s"", "Missing name"; a registered rule is renamed in its
+  /// registry.
   virtual void SetRuleName(std::string_view name);
   [[nodiscard]] const std::string& GetComment() const noexcept { return comment_; }
   void SetComment(std::string_view comment);
   /// Module name; empty means MAIN.
   [[nodiscard]] const std::string& GetModule() const noexcept { return module_; }
+  /// A registered rule moves to the rules of that module. On an exception it stays where it was.
   void SetModule(std::string_view name);
   [[nodiscard]] TInferenceEngine* GetEngine() const noexcept { return engine_; }
-  /// Leaves the old engine's rules and joins the new engine's, with a new id.
+  /// Leaves the old engine's rules and joins the new engine's, with a new id. On an exception it stays where
+  /// it was.
   virtual void SetEngine(TInferenceEngine* engine);
   /// Called by the registry when it takes or drops the rule; registers nothing.
-  void AttachEngine(TInferenceEngine* engine) noexcept { engine_ = engine; }
+  void AttachEngine(TInferenceEngine* engine);
 
   [[nodiscard]] int32_t GetSalience() const noexcept { return salience_; }
   [[nodiscard]] const IKBValue& GetSalienceValue() const noexcept { return salienceValue_; }
-  /// Stores the value and evaluates it at once.
+  /// Stores the value and evaluates it at once; one that gives no integer changes nothing and raises.
   virtual void SetSalience(const IKBValue& value);
   /// Stores the integer and puts it in place of the expression.
   void SetSalienceInteger(int32_t value);
@@ -153,33 +167,45 @@ class TRule : public TComponent {
   void SetOneShot(bool value);
   [[nodiscard]] bool GetEnabled() const noexcept { return enabled_; }
   /// Without recompiling: an enabled rule activates for what matches from now on.
-  void SetEnabled(bool value) { enabled_ = value; }
+  void SetEnabled(bool value);
   [[nodiscard]] bool GetAutoFocus() const noexcept { return autoFocus_; }
   void SetAutoFocus(bool value);
   /// True from the first firing to the next Reset.
   [[nodiscard]] bool HasFired() const noexcept { return fired_; }
 
   [[nodiscard]] int GetPatternCount() const noexcept { return static_cast<int>(patterns_.size()); }
-  [[nodiscard]] TKBPattern& GetPattern(int index) const { return *patterns_.at(static_cast<size_t>(index)); }
+  /// Raises EListError for a bad index, as GetAction and GetBinding do.
+  [[nodiscard]] TKBPattern& GetPattern(int index) const {
+    CheckListIndex(index, GetPatternCount());
+    return *patterns_[static_cast<size_t>(index)];
+  }
   /// First pattern on that template, or -1.
   [[nodiscard]] int IndexOfPattern(const TFactTemplate* factTemplate) const noexcept;
-  /// Appends the pattern and runs the analysis. "Unknown/Undefined Inference Engine", "First Use of Variable is
-  /// negated, variable name is %s"; the pattern is then not in the rule.
+  /// Appends the pattern and runs the analysis. "Unknown/Undefined Inference Engine", "Fact Template is
+  /// missing", "First Use of Variable is negated, variable name is %s"; the pattern is then not in the rule.
   TKBPattern& AddPattern(std::unique_ptr<TKBPattern> pattern);
-  /// Replaces the patterns by clones; the negated pattern behind a goal pattern is made anew, not copied.
+  /// Replaces the patterns by clones; the negated pattern behind a goal pattern is made anew, not copied. On
+  /// an exception of the analysis the rule keeps its patterns.
   void SetPatterns(const TRule& source);
   void ClearPatterns();
   [[nodiscard]] int GetActionCount() const noexcept { return static_cast<int>(actions_.size()); }
-  [[nodiscard]] const IFunCall& GetAction(int index) const { return actions_.at(static_cast<size_t>(index)); }
+  [[nodiscard]] const IFunCall& GetAction(int index) const {
+    CheckListIndex(index, GetActionCount());
+    return actions_[static_cast<size_t>(index)];
+  }
   void AddAction(const IFunCall& action);
   void DeleteAction(int index);
-  void ClearActions();
+  void SetActions(std::vector<IFunCall> actions);
+  void ClearActions() { SetActions({}); }
 
   /// Position in the token of the last pattern that takes one.
   [[nodiscard]] int GetLastFactPosition() const noexcept;
   virtual TBinding& AddBinding(std::string_view name, int factIndex, std::string_view slotName, int subIndex);
   [[nodiscard]] int GetBindingCount() const noexcept { return static_cast<int>(bindings_.size()); }
-  [[nodiscard]] TBinding& GetBinding(int index) const { return *bindings_.at(static_cast<size_t>(index)); }
+  [[nodiscard]] TBinding& GetBinding(int index) const {
+    CheckListIndex(index, GetBindingCount());
+    return *bindings_[static_cast<size_t>(index)];
+  }
   [[nodiscard]] int IndexOfBinding(const TKBText& name) const noexcept;
   [[nodiscard]] TBinding* GetBindingByName(const TKBText& name) const noexcept;
 
@@ -200,7 +226,8 @@ class TRule : public TComponent {
 
   /// Makes the rule's module current; `previous` receives the module that was, if the focus moved.
   void FocusModule(bool force, IModule& previous);
-  /// Within one engine a copy; between engines through the text.
+  /// Within one engine a copy of all but the module; between engines through the text. On an exception of the
+  /// copying nothing has changed.
   void Assign(const TPersistent& source) override;
   [[nodiscard]] std::string ToString() const;
   void Notification(TComponent& component, TOperation operation) override;
@@ -215,6 +242,8 @@ class TRule : public TComponent {
   virtual void AnalysePattern(size_t index);
 
  private:
+  /// A property changed that is not compiled.
+  void TellChange();
   void BindVariables(TKBPattern& pattern, int position);
   void AppendGoalNegation(const TKBPattern& goal);
   [[nodiscard]] int FactPosition(size_t index) const noexcept;
@@ -227,6 +256,8 @@ class TRule : public TComponent {
   IKBValue salienceValue_;
   std::vector<IFunCall> actions_;
   std::vector<std::unique_ptr<TKBPattern>> patterns_;
+  std::vector<std::unique_ptr<TKBPattern>>
+      retired_;  // replaced ones, which the network may read until the change
   std::vector<std::unique_ptr<TBinding>> bindings_;
   TInferenceEngine* engine_ = nullptr;
   int updates_ = 0;

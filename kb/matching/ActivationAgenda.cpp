@@ -41,8 +41,10 @@ TActivation::TActivation(TRule* rule, const IReteToken& token, TPatternMatchTerm
   CountLive(1);
 }
 
+// What a handler of the removal raises must not pass a destructor.
 TActivation::~TActivation() {
-  Detach();
+  TDelayedError error;
+  error.Run([this] { Detach(); });
   CountLive(-1);
 }
 
@@ -71,7 +73,10 @@ std::string TActivation::ToString(int32_t salience) const {
          FloatToString(static_cast<double>(strength_)) + ")";
 }
 
-TActivationAgenda::~TActivationAgenda() { Clear(); }
+TActivationAgenda::~TActivationAgenda() {
+  TDelayedError error;
+  error.Run([this] { Clear(); });
+}
 
 uint32_t TActivationAgenda::HashOf(const TActivation* activation) noexcept {
   const auto address = reinterpret_cast<uintptr_t>(activation) >> 3;
@@ -80,11 +85,12 @@ uint32_t TActivationAgenda::HashOf(const TActivation* activation) noexcept {
 }
 
 TActivationAgenda::TEntry* TActivationAgenda::EntryAt(int index) const {
-  if (index < 0) throw EListError("List index out of bounds (" + std::to_string(index) + ")");
+  CheckListIndex(index, GetCount());
   return entries_.At(static_cast<size_t>(index));
 }
 
 int TActivationAgenda::Add(const Ref<TActivation>& activation) {
+  RequireObject(activation, "activation");
   const int place = FindInsertion(*activation);
   const size_t index = place < 0 ? entries_.Size() : static_cast<size_t>(place);
   auto entry = std::make_unique<TEntry>();
@@ -135,7 +141,9 @@ void TActivationAgenda::Clear() {
   entries_.Clear();
   index_.Clear();
   if (!freeData_) return;
-  for (const Ref<TActivation>& activation : old) activation->Detach();
+  TDelayedError error;
+  for (const Ref<TActivation>& activation : old) error.Run([&] { activation->Detach(); });
+  error.Rethrow();
 }
 
 std::vector<Ref<TActivation>> TActivationAgenda::Snapshot() const {

@@ -31,7 +31,8 @@ int64_t TKBToken::LiveCount() noexcept {
 }
 
 TKBToken::TKBToken(TTokenAction tag, const IFact& fact)
-    : count_(1), fact_(fact), sortCode_(fact->GetID()), hash_(MixBits(IdOf(fact))), tag_(tag) {
+    : count_(1), fact_(fact), sortCode_(static_cast<int32_t>(IdOf(fact))), hash_(MixBits(IdOf(fact))), tag_(tag) {
+  if (!fact) throw EKBException(TKBMessage::InvalidTokenAction);
   CountLive(1);
 }
 

@@ -21,7 +21,7 @@ class TKBToken final : public RefCounted, public TPooled {
  public:
   /// The clear token: no fact, tag taClear, count 0.
   TKBToken() = default;
-  /// A chain of one fact.
+  /// A chain of one fact. "Invalid Token Action" without one.
   TKBToken(TTokenAction tag, const IFact& fact);
   /// The parent's chain and one more fact; tag and strength from the parent. `fact` may be none.
   TKBToken(const IReteToken& parent, const IFact& fact);

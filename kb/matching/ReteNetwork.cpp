@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
@@ -17,6 +18,7 @@ TReteNetwork::~TReteNetwork() { Clear(); }
 
 void TReteNetwork::AddRule(TRule& rule) {
   if (!enabled_) return;
+  const TWalk walk(*this);  // a handler may remove the rule while it is primed
   if (rule.GetPatternCount() == 0 && engine_ != nullptr && engine_->GetInitialFactPattern() != nullptr) {
     rule.BeginUpdate();
     try {
@@ -26,9 +28,9 @@ void TReteNetwork::AddRule(TRule& rule) {
       throw;
     }
     rule.EndUpdate();
+    if (ContainsRule(rule)) return;  // the rule's own change has compiled it
   }
-  // The rule's own change may have compiled it by now.
-  if (ContainsRule(rule)) RemoveRule(rule);
+  RemoveRule(rule);
   rule.SetCompileTrace(rule.GetRuleName() + ": ");
   ruleNodes_[&rule];
   try {
@@ -93,6 +95,12 @@ void TReteNetwork::SetMinActivationStrength(float value) noexcept {
   minActivationStrength_ = std::isnan(value) ? 0.0F : std::clamp(value, 0.0F, 1.0F);
 }
 
+void TReteNetwork::ClearEvents() noexcept {
+  OnActivation = nullptr;
+  OnDeactivation = nullptr;
+  OnRuleFired = nullptr;
+}
+
 void TReteNetwork::AddRoot(TReteNode& node) {
   if (node.IsDead()) return;
   roots_.push_back(&node);
@@ -140,6 +148,7 @@ bool TReteNetwork::ProcessToken(const IReteToken& token) {
   if (tag == taClear) {
     const std::vector<TReteNode*> roots = roots_;
     for (TReteNode* root : roots) passed |= root->CallNode(token, ctSingle);
+    RaiseClearError();
     return passed;
   }
   const TRoots roots = RootsOf(*token->GetFact()->GetTemplate());
@@ -149,8 +158,12 @@ bool TReteNetwork::ProcessToken(const IReteToken& token) {
 
 bool TReteNetwork::ProcessTokenOneNode(const IReteToken& token, TReteNode& node) {
   const TWalk walk(*this);
-  return node.CallNode(token, ctSingle);
+  const bool passed = node.CallNode(token, ctSingle);
+  RaiseClearError();
+  return passed;
 }
+
+void TReteNetwork::RaiseClearError() { std::exchange(clearError_, {}).Rethrow(); }
 
 // On a root that older rules share an add token alone would meet equal tokens in their joins and stop there.
 // So each fact is taken out first; older matches below the root are withdrawn and made anew.
@@ -158,6 +171,7 @@ void TReteNetwork::UpdateNodes(const std::vector<TReteNode*>& nodes) {
   if (engine_ == nullptr) return;
   const TWalk walk(*this);
   for (const IFact& fact : engine_->GetFacts().Snapshot()) {
+    if (engine_->GetFacts().IndexOf(fact.Get()) < 0) continue;  // a handler retracted it
     for (const TTokenAction tag : {taRemove, taAdd}) {
       const auto token = MakeRef<TKBToken>(tag, fact);
       for (TReteNode* node : nodes) node->CallNode(token, ctSingle);

@@ -68,6 +68,10 @@ class TReteNetwork final : public TGGraph {
   TActivationEvent OnActivation;
   TActivationEvent OnDeactivation;
   TActivationEvent OnRuleFired;
+  void ClearEvents() noexcept;
+
+  /// The clear token must reach every node: what a handler raises on its way waits here for the end of the walk.
+  [[nodiscard]] TDelayedError& GetClearError() noexcept { return clearError_; }
 
   // Kept by the nodes.
   void AddRoot(TReteNode& node);
@@ -93,6 +97,7 @@ class TReteNetwork final : public TGGraph {
   [[nodiscard]] TRoots RootsOf(const TFactTemplate& factTemplate);
   void InvalidateRoots() noexcept { rootsByLayout_.clear(); }
   void Discard(TReteNode& node);
+  void RaiseClearError();
   void ReleaseNodes(std::vector<TReteNode*>& nodes);
   TReteNode& Insert(std::unique_ptr<TReteNode> node, TRule& rule);
 
@@ -107,6 +112,7 @@ class TReteNetwork final : public TGGraph {
   uint64_t rootsEpoch_ = 0;
   int walks_ = 0;
   std::vector<std::unique_ptr<TGLinkedGraphNode>> graveyard_;
+  TDelayedError clearError_;
 };
 
 }  // namespace kb

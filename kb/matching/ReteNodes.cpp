@@ -291,9 +291,7 @@ bool TTestNode::PerformTests() const {
 }
 
 void TTestNode::DeleteTest(int index) {
-  if (index < 0 || index >= GetTestCount()) {
-    throw EListError("List index out of bounds (" + std::to_string(index) + ")");
-  }
+  CheckListIndex(index, GetTestCount());
   tests_.erase(tests_.begin() + index);
 }
 
@@ -354,7 +352,7 @@ bool TPatternMatchTerminalNode::CallNode(const IReteToken& token, TCallType /*ca
   if (IsDead()) return false;
   switch (token->GetTag()) {
     case taClear:
-      StandDown();
+      GetRete().GetClearError().Run([this] { StandDown(); });
       break;
     case taRemove:
       StandDown(*token);
@@ -409,8 +407,10 @@ bool TPatternMatchTerminalNode::Unlink(TActivation& activation) noexcept {
 void TPatternMatchTerminalNode::Deactivate(TActivation& activation) {
   if (!Unlink(activation)) return;
   const Ref<TActivation> guard(&activation);
-  GetRete().Deactivate(activation);
+  TDelayedError error;
+  error.Run([&] { GetRete().Deactivate(activation); });
   if (!IsFiring(activation)) activation.ClearNode();
+  error.Rethrow();
 }
 
 void TPatternMatchTerminalNode::Replace(TActivation& old, TActivation& clone) {
@@ -424,10 +424,12 @@ void TPatternMatchTerminalNode::RuleFired(TActivation& activation) {
 }
 
 void TPatternMatchTerminalNode::StandDown() {
+  TDelayedError error;
   while (last_ != nullptr) {
     const Ref<TActivation> activation(last_);
-    Deactivate(*activation);
+    error.Run([&] { Deactivate(*activation); });
   }
+  error.Rethrow();
 }
 
 void TPatternMatchTerminalNode::StandDown(const TKBToken& token) {

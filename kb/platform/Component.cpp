@@ -43,9 +43,7 @@ void TComponent::TellRemoval() {
 }
 
 TComponent* TComponent::GetComponent(int index) const {
-  if (index < 0 || index >= GetComponentCount()) {
-    throw EListError("List index out of bounds (" + std::to_string(index) + ")");
-  }
+  CheckListIndex(index, GetComponentCount());
   return components_[static_cast<size_t>(index)];
 }
 

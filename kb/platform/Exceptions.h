@@ -33,6 +33,15 @@ class EListError : public EException {
   using EException::EException;
 };
 
+[[noreturn]] inline void RaiseListIndex(long long index) {
+  throw EListError("List index out of bounds (" + std::to_string(index) + ")");
+}
+
+/// Raises EListError "List index out of bounds (%d)" unless `index` is one of the places 0 to `count` - 1.
+inline void CheckListIndex(long long index, long long count) {
+  if (index < 0 || index >= count) RaiseListIndex(index);
+}
+
 /// Removal from an empty hash table.
 class EGHashtableError : public EException {
  public:
@@ -73,6 +82,27 @@ class EDivByZero : public EMathError {
 class ERecursionError : public EException {
  public:
   using EException::EException;
+};
+
+/// Lets work that has begun go on past an exception of a step, such as one of a host's handler: the first
+/// exception is kept, and goes on when all is done.
+class TDelayedError {
+ public:
+  template <class Step>
+  void Run(Step&& step) {
+    try {
+      step();
+    } catch (...) {
+      if (!error_) error_ = std::current_exception();
+    }
+  }
+  [[nodiscard]] explicit operator bool() const noexcept { return error_ != nullptr; }
+  void Rethrow() const {
+    if (error_) std::rethrow_exception(error_);
+  }
+
+ private:
+  std::exception_ptr error_;
 };
 
 /// Base of the exceptions of the knowledge-base library proper.

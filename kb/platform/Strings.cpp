@@ -116,10 +116,7 @@ void TStrings::Changed() {
   }
 }
 
-void TStrings::CheckIndex(int index, int count) const {
-  if (index >= 0 && index < count) return;
-  throw EListError(FormatText("List index out of bounds (%d)", {IntegerToString(index)}));
-}
+void TStrings::CheckIndex(int index, int count) const { CheckListIndex(index, count); }
 
 // ---- TCustomStringList ----
 

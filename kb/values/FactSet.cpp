@@ -71,11 +71,7 @@ TFactSets* TFactSet::ListIn(TInferenceEngine& engine) const {
   return index >= 0 ? modules.Get(index)->GetFactSets() : nullptr;
 }
 
-void TFactSet::CheckIndex(int index) const {
-  if (index < 0 || index >= GetFactCount()) {
-    throw EListError("List index out of bounds (" + IntegerToString(index) + ")");
-  }
-}
+void TFactSet::CheckIndex(int index) const { CheckListIndex(index, GetFactCount()); }
 
 // ---- engine and module
 
@@ -217,9 +213,10 @@ void TFactSet::SetFacts(const std::vector<std::string>& texts) {
 void TFactSet::Reset() {
   if (inferenceEngine_ == nullptr) return;
   TInferenceEngine& engine = *inferenceEngine_;
+  const TInferenceEngine::TFreeHold hold(engine);
   const TModuleScope scope(*this, true);
-  // By index: what the facts call and fire may change the set.
-  for (int i = 0; i < GetFactCount(); ++i) {
+  // By index: what the facts call and fire may change the set, or remove it.
+  for (int i = 0; i < GetFactCount() && inferenceEngine_ == &engine; ++i) {
     IFact fact;
     try {
       if (const IFact kept = GetFact(i)) fact = kept->Clone();

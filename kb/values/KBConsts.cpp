@@ -78,6 +78,9 @@ constexpr auto kMessages = std::to_array<TMessage>({
      "Warning: Implementation of this function requires a blocking mechanism, \r\n"
      "such as ShowModal, or the use of threads"},
     {UndefinedEngine, "Unknown/Undefined Inference Engine"},
+    {MissingObject, "Missing %s"},
+    {ParserBusy, "The parser is at work"},
+    {NotLocked, "The engine is not locked by this thread"},
     // functions
     {TooFewArguments, "Too few arguments for %s"},
     {TooManyArguments, "Too many arguments for %s"},

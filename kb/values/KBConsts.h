@@ -62,8 +62,8 @@ inline constexpr std::string_view STypeFactKeyword = "FACT";
 inline constexpr std::string_view STypeFactIdKeyword = "FACTID";
 inline constexpr std::string_view STypeVariableKeyword = "?VARIABLE";
 
-/// Identifies a message of the table; a host branches on it instead of on the text. New messages go to the end of
-/// their group, with their text in KBConsts.cpp.
+/// Identifies a message of the table; a host branches on it instead of on the text. New messages go to the
+/// end of their group, with their text in KBConsts.cpp.
 enum class TKBMessage {
   None,
   // values and contexts
@@ -79,112 +79,115 @@ enum class TKBMessage {
   NotFuzzyFact,
   // templates, slots, facts, types
   BadSlotType,
-  InvalidDefaultSlotValue,    // value
+  InvalidDefaultSlotValue,  // value
   MultislotIsNotSlot,
-  InvalidDefaultMultislot,    // value
-  BadSlotName,                // name
+  InvalidDefaultMultislot,  // value
+  BadSlotName,              // name
   SlotIsNotMultislot,
-  NoSuchSlotName,             // name
-  SlotIndexMismatch,          // index, name
-  UnexpectedCharacter,        // name, character
-  ValueIsNotValid,            // value, reason or slot
+  NoSuchSlotName,       // name
+  SlotIndexMismatch,    // index, name
+  UnexpectedCharacter,  // name, character
+  ValueIsNotValid,      // value, reason or slot
   CannotMixFuzzy,
-  InvalidForSlot,             // message, slot
+  InvalidForSlot,  // message, slot
   FactTemplateMissing,
-  FactTemplatesDiffer,        // name, name
-  UnableToFindFact,           // id
-  NoTypeConstraints,          // type name, kind
-  CannotContainConstraint,    // type name, kind
-  TypeInheritanceLoop,        // name
-  MultislotCardinality,       // min, max
+  FactTemplatesDiffer,      // name, name
+  UnableToFindFact,         // id
+  NoTypeConstraints,        // type name, kind
+  CannotContainConstraint,  // type name, kind
+  TypeInheritanceLoop,      // name
+  MultislotCardinality,     // min, max
   InvalidFuzzyValue,
   NotInAllowedValues,
-  RangeError,                 // min, max
+  RangeError,  // min, max
   // registries and modules
-  DuplicateRules,             // name
-  DuplicateTemplates,         // name
-  DuplicateTypes,             // name
-  DuplicateFunctions,         // name
-  DuplicateModules,           // name
-  DuplicateStreams,           // name
-  InvalidStreamName,          // name
-  FunctionNamesDiffer,        // name, name
-  NonImportedType,            // template, type
+  DuplicateRules,       // name
+  DuplicateTemplates,   // name
+  DuplicateTypes,       // name
+  DuplicateFunctions,   // name
+  DuplicateModules,     // name
+  DuplicateStreams,     // name
+  InvalidStreamName,    // name
+  FunctionNamesDiffer,  // name, name
+  NonImportedType,      // template, type
   TemplatesCorrupted,
   TypesCorrupted,
-  NoSuchModule,               // name
+  NoSuchModule,  // name
   ReservedModuleName,
-  InvalidModuleDependency,    // module, import
+  InvalidModuleDependency,  // module, import
   // engine
-  UnableToParseType,          // type
-  FunctionUnassigned,         // name
-  EventUnassigned,            // name
+  UnableToParseType,   // type
+  FunctionUnassigned,  // name
+  EventUnassigned,     // name
   UndefinedEngine,
+  MissingObject,  // what
+  ParserBusy,
+  NotLocked,
   // functions
-  TooFewArguments,            // name
-  TooManyArguments,           // name
-  InvalidArgumentType,        // type, expected
+  TooFewArguments,      // name
+  TooManyArguments,     // name
+  InvalidArgumentType,  // type, expected
   InvalidDestruction,
-  SyntaxError,                // text
+  SyntaxError,  // text
   MissingThen,
   MissingCatch,
-  CannotWatch,                // text
-  CannotUnwatch,              // text
-  InvalidMultifieldRange,     // begin, end
-  CannotBackchain,            // name
-  ExpectedNumeric,            // function
-  InvalidSubstring,           // begin, end
+  CannotWatch,             // text
+  CannotUnwatch,           // text
+  InvalidMultifieldRange,  // begin, end
+  CannotBackchain,         // name
+  ExpectedNumeric,         // function
+  InvalidSubstring,        // begin, end
   // parser
-  ParsingError,               // message, where, line, text
-  ErrorsParsingStream,        // list
-  UnexpectedSymbol,           // text
+  ParsingError,         // message, where, line, text
+  ErrorsParsingStream,  // list
+  UnexpectedSymbol,     // text
   UnterminatedString,
-  InvalidTokenHint,           // number
-  ExpectedConstruct,          // keyword
+  InvalidTokenHint,   // number
+  ExpectedConstruct,  // keyword
   MissingName,
   UnexpectedEndOfStream,
   ExpectedOpen,
   ExpectedClose,
-  ExpectedAtom,               // "( <atom>"
-  BadArgument,                // text
+  ExpectedAtom,  // "( <atom>"
+  BadArgument,   // text
   EqualsInFact,
-  BadSlotValue,               // text
+  BadSlotValue,  // text
   FuzzyTypeNeeded,
-  InvalidFuzzyExpression,     // text
+  InvalidFuzzyExpression,  // text
   ExpectedValueMissing,
   ExpectedCoordinate,
-  BadVariableName,            // name
-  ExpectedToken,              // text
-  UnknownFactTemplate,        // name
+  BadVariableName,      // name
+  ExpectedToken,        // text
+  UnknownFactTemplate,  // name
   MissingParentTemplate,
   MissingTemplateType,
-  UnknownTypeName,            // name
+  UnknownTypeName,  // name
   ExpectedTemplateBody,
-  InvalidSlotType,            // text
-  InvalidSlotQualifier,       // text
+  InvalidSlotType,       // text
+  InvalidSlotQualifier,  // text
   FuzzyTypeUnmodifiable,
   MissingRange,
-  ExpectedIntegerFor,         // word
-  ExpectedAllowedValue,       // text
-  MissingKeyword,             // word
+  ExpectedIntegerFor,    // word
+  ExpectedAllowedValue,  // text
+  MissingKeyword,        // word
   MultipleInheritance,
-  InvalidModuleKeyword,       // text
-  ModuleDoesNotExist,         // name
-  MissingExportKeyword,       // text
-  InvalidNameInList,          // text
+  InvalidModuleKeyword,         // text
+  ModuleDoesNotExist,           // name
+  MissingExportKeyword,         // text
+  InvalidNameInList,            // text
   UnexpectedFunctionCharacter,  // character
   ExpectedRuleProperty,
   ExpectedArrow,
   ExpectedBindArrow,
   CannotBindNot,
-  SlotNotMultislot,           // name
+  SlotNotMultislot,  // name
   // rules and matching
-  FirstUseNegated,            // name
+  FirstUseNegated,  // name
   CannotBindNegated,
   RuleMissing,
   InvalidTokenAction,
-  FunctionInBackchain,        // name
-  InvalidCallType,            // name
+  FunctionInBackchain,  // name
+  InvalidCallType,      // name
   InvalidBackchainPattern,
   // limits
   RecursionTooDeep,
@@ -209,5 +212,11 @@ class EKBException : public EQDException {
  private:
   TKBMessage id_;
 };
+
+/// Raises "Missing %s" when a caller gives nothing where an object is needed; `what` names it.
+template <class Handle>
+void RequireObject(const Handle& handle, std::string_view what) {
+  if (!handle) throw EKBException(TKBMessage::MissingObject, {std::string(what)});
+}
 
 }  // namespace kb

@@ -24,9 +24,7 @@ constexpr TKBType kTypes[] = {dtAtom, dtString, dtInteger, dtFloat};
 
 template <class T>
 [[nodiscard]] const T& ElementAt(const std::vector<T>& list, int index) {
-  if (index < 0 || static_cast<size_t>(index) >= list.size()) {
-    throw EListError("List index out of bounds (" + IntegerToString(index) + ")");
-  }
+  CheckListIndex(index, static_cast<long long>(list.size()));
   return list[static_cast<size_t>(index)];
 }
 
@@ -189,9 +187,7 @@ void TKBDefinedType::RemoveConstraint(const TKBValue& value) {
 
 void TKBDefinedType::DeleteConstraint(int index, TValueConstraint kind) {
   CheckConstraint(kind);
-  if (index < 0 || index >= GetConstraintCount(kind)) {
-    throw EListError("List index out of bounds (" + IntegerToString(index) + ")");
-  }
+  CheckListIndex(index, GetConstraintCount(kind));
   EraseConstraint(index, kind);
 }
 

@@ -8,7 +8,8 @@
 
 namespace kb {
 
-// --- Imports and exports --------------------------------------------------------------------------------------------
+// --- Imports and exports
+// --------------------------------------------------------------------------------------------
 
 const TClassInfo& TModuleImportExport::StaticClass() noexcept {
   static const TClassInfo info{"TModuleImportExport", &TPersistent::StaticClass(), nullptr, nullptr};
@@ -58,7 +59,8 @@ void TModuleImportExport::Assign(const TPersistent& source) {
   moduleName_ = other->moduleName_;
 }
 
-// --- Module ---------------------------------------------------------------------------------------------------------
+// --- Module
+// ---------------------------------------------------------------------------------------------------------
 
 const TClassInfo& TModule::StaticClass() noexcept {
   static const TClassInfo info{"TModule", &TPersistent::StaticClass(), nullptr, nullptr};
@@ -96,9 +98,7 @@ IModuleImport TModule::AddImport(std::string_view moduleName) {
 }
 
 const IModuleImport& TModule::GetImportModule(int index) const {
-  if (index < 0 || index >= GetImportModuleCount()) {
-    throw EListError("List index out of bounds (" + std::to_string(index) + ")");
-  }
+  CheckListIndex(index, GetImportModuleCount());
   return imports_[static_cast<size_t>(index)];
 }
 
@@ -148,7 +148,9 @@ void TModule::ImportEngine() {
   nullFact_ = owner_->GetNullFact();
 }
 
-void TModule::SetInitialFactPattern(std::unique_ptr<TKBPattern> pattern) { initialFactPattern_ = std::move(pattern); }
+void TModule::SetInitialFactPattern(std::unique_ptr<TKBPattern> pattern) {
+  initialFactPattern_ = std::move(pattern);
+}
 
 // The objects no longer know the engine while they go, so that nothing calls it.
 void TModule::Release() {

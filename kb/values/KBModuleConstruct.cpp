@@ -23,9 +23,7 @@ const TClassInfo& TModuleConstruct::StaticClass() noexcept {
 }
 
 TModule* TModuleConstruct::GetImportModule(int index) const {
-  if (index < 0 || index >= GetImportModuleCount()) {
-    throw EListError("List index out of bounds (" + IntegerToString(index) + ")");
-  }
+  CheckListIndex(index, GetImportModuleCount());
   return imports_[static_cast<size_t>(index)];
 }
 

@@ -448,7 +448,7 @@ IKBValue TKBValue::ResolveBinding(const TBindingInfo& binding, TKBContext& conte
   const int index = binding.GetFactIndex();
   const TFact* fact = index == count ? context.GetFact() : nullptr;
   if (fact == nullptr && token != nullptr && index >= 0) fact = token->Facts(index);
-  if (fact == nullptr) throw EListError("List index out of bounds (" + IntegerToString(index) + ")");
+  if (fact == nullptr) RaiseListIndex(index);
   if (binding.IsPatternBinding()) return MakeFactId(fact->GetID());
   TKBValue* value = fact->FindValue(binding.SlotRef());
   if (value == nullptr) throw EKBException(TKBMessage::NoSuchSlotName, {binding.GetSlotIndex().ToString()});

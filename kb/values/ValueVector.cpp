@@ -19,11 +19,7 @@ namespace {
 
 }  // namespace
 
-void TValueVector::CheckIndex(int index) const {
-  if (index < 0 || index >= GetValueCount()) {
-    throw EListError("List index out of bounds (" + IntegerToString(index) + ")");
-  }
-}
+void TValueVector::CheckIndex(int index) const { CheckListIndex(index, GetValueCount()); }
 
 void TValueVector::CheckMutable() const {
   if (IsImmortal()) throw EKBException(TKBMessage::SharedConstant);
