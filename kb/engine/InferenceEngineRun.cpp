@@ -182,6 +182,7 @@ void TInferenceEngine::AddActivation(const Ref<TActivation>& activation) {
   rule.EvaluateSalience();
   const bool autoFocus = rule.GetAutoFocus();  // a handler may remove the rule
   const int index = agenda_->Add(activation);
+  if (TPatternMatchTerminalNode* node = activation->GetNode()) node->Adopt(*activation);
   if (IsWatched(cwActivation)) PrintOut("==> Activation: " + activation->ToString() + std::string(kLineEnd));
   if (OnAddActivation) OnAddActivation(*this, index, *activation);
   if (autoFocus && PeekFocus()) PushFocus(currentModule_);

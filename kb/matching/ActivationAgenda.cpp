@@ -53,7 +53,7 @@ void TActivation::SetStrength(float value) noexcept {
 }
 
 void TActivation::Detach() {
-  if (node_ != nullptr) node_->Deactivate(*this);
+  if (node_ != nullptr && IsListed()) node_->Deactivate(*this);
 }
 
 Ref<TActivation> TActivation::Clone() const { return MakeRef<TActivation>(rule_, token_, node_, strength_); }

@@ -41,6 +41,8 @@ class TActivation : public TPersistent, public RefCounted, public TPooled {
   [[nodiscard]] TPatternMatchTerminalNode* GetNode() const noexcept { return node_; }
   /// The terminal lets go of the activation, or goes away.
   void ClearNode() noexcept { node_ = nullptr; }
+  /// Whether the terminal lists it: a clone, or one that a host made, is not listed until the engine adds it.
+  [[nodiscard]] bool IsListed() const noexcept { return order_ != 0; }
   [[nodiscard]] float GetStrength() const noexcept { return strength_; }
   void SetStrength(float value) noexcept;
 
@@ -65,7 +67,7 @@ class TActivation : public TPersistent, public RefCounted, public TPooled {
   // Links of the terminal's list, in order of arrival.
   TActivation* previous_ = nullptr;
   TActivation* next_ = nullptr;
-  uint64_t order_ = 0;
+  uint64_t order_ = 0;  // 0 while it is in no list
 };
 
 /// An ordered list of activations.

@@ -401,6 +401,7 @@ bool TPatternMatchTerminalNode::Unlink(TActivation& activation) noexcept {
   (activation.next_ == nullptr ? last_ : activation.next_->previous_) = activation.previous_;
   activation.previous_ = nullptr;
   activation.next_ = nullptr;
+  activation.order_ = 0;
   return true;
 }
 
@@ -411,6 +412,10 @@ void TPatternMatchTerminalNode::Deactivate(TActivation& activation) {
   error.Run([&] { GetRete().Deactivate(activation); });
   if (!IsFiring(activation)) activation.ClearNode();
   error.Rethrow();
+}
+
+void TPatternMatchTerminalNode::Adopt(TActivation& activation) noexcept {
+  if (!activation.IsListed()) Link(activation);
 }
 
 void TPatternMatchTerminalNode::Replace(TActivation& old, TActivation& clone) {

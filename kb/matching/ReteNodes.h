@@ -232,6 +232,8 @@ class TPatternMatchTerminalNode final : public TReteNode {
   Ref<TActivation> AddActivation(const IReteToken& token);
   /// Takes the activation from the list and tells the network.
   void Deactivate(TActivation& activation);
+  /// Lists an activation that the terminal has not made, so that a retraction finds it.
+  void Adopt(TActivation& activation) noexcept;
   /// The clone takes the place of `old` in the list.
   void Replace(TActivation& old, TActivation& clone);
   void RuleFired(TActivation& activation);

@@ -1,0 +1,202 @@
+// The inference cycle as a host sees it: the order of everything that shows, and what is left when something
+// raises.
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "kb/common/Helpers.h"
+#include "kb/engine/InferenceEngine.h"
+#include "kb/matching/ReteNetwork.h"
+
+namespace kb {
+namespace {
+
+using TLines = std::vector<std::string>;
+
+class Inference : public testing::Test {
+ protected:
+  Inference() {
+    engine.OnPrintOut = [this](TInferenceEngine&, std::string_view, std::string_view text) {
+      log.emplace_back(TrimRight(text));
+    };
+  }
+  void LogEvents() {
+    engine.OnAddActivation = [this](TInferenceEngine&, int i, TActivation&) {
+      Log("add " + std::to_string(i));
+    };
+    engine.OnRemoveActivation = [this](TInferenceEngine&, int i, TActivation&) {
+      Log("remove " + std::to_string(i));
+    };
+    engine.OnAssertion = [this](TInferenceEngine&, const IFact& fact) {
+      Log("assertion " + fact->ToString());
+    };
+    engine.OnRuleFired = [this](TInferenceEngine&, TRule& rule) { Log("fired " + rule.GetRuleName()); };
+    engine.OnStartInference = [this](TInferenceEngine&) { Log("start"); };
+    engine.OnEndInference = [this](TInferenceEngine&, int32_t n) { Log("end " + std::to_string(n)); };
+    engine.OnPushFocus = [this](TInferenceEngine&, const IModule& m) { Log("push " + m->GetName()); };
+    engine.OnPopFocus = [this](TInferenceEngine&, const IModule& m) { Log("pop " + m->GetName()); };
+    engine.OnChangeCurrentModule = [this](TInferenceEngine&) { Log("module"); };
+    engine.GetRete().OnActivation = [this](TReteNetwork&, TActivation&) { Log("network add"); };
+    engine.GetRete().OnDeactivation = [this](TReteNetwork&, TActivation&) { Log("network remove"); };
+    engine.GetRete().OnRuleFired = [this](TReteNetwork&, TActivation&) { Log("network fired"); };
+  }
+  void Log(std::string line) { log.push_back(std::move(line)); }
+  TLines Taken() { return std::exchange(log, {}); }
+
+  TInferenceEngine engine;
+  TLines log;
+};
+
+TEST_F(Inference, OneAssertAndOneFiringEndToEnd) {
+  engine.Parse("(defrule r (a ?x) => (printout t \"action\" crlf))", true);
+  LogEvents();
+  engine.GetRules().FindRule("r")->OnFire = [this](TRule&, TKBContext&) { Log("fire"); };
+  engine.SetWatch({cwActivation, cwFact, cwRule, cwFocus});
+  engine.Assert("(a 1)");
+  EXPECT_EQ(Taken(), TLines({"==> Activation: 0 r : f-1 (1.0000)", "add 0", "network add", " ==> f-1 (a 1 )",
+                             "assertion (a 1 )"}));
+  EXPECT_EQ(engine.Run(), 1);
+  EXPECT_EQ(Taken(),
+            TLines({"start", "FIRE 0 r f-1", "fire", "action", "fired r", "remove 0",
+                    "<== Activation: r : f-1", "network fired", "<== Focus MAIN", "pop MAIN", "end 1"}));
+  EXPECT_EQ(engine.Run(), 0);
+  EXPECT_EQ(Taken(), TLines({"start", "==> Focus MAIN", "module", "push MAIN", "<== Focus MAIN", "pop MAIN",
+                             "end 0"}));
+  EXPECT_FALSE(engine.IsRunning());
+}
+
+TEST_F(Inference, LimitsLeaveFocusAndAgendaToTheNextRun) {
+  engine.Parse("(defrule r (a ?x) =>) (assert (a 1)) (assert (a 2))", true);
+  LogEvents();
+  log.clear();
+  EXPECT_EQ(engine.Run(0), 0);
+  EXPECT_EQ(engine.Run(-5), 0);
+  EXPECT_EQ(Taken(), TLines({"start", "end 0", "start", "end 0"}));
+  EXPECT_EQ(engine.Run(1), 1);
+  EXPECT_EQ(Taken(), TLines({"start", "fired r", "remove 0", "network fired", "end 1"}));
+  // The agenda is empty when the limit is reached: the focus goes all the same.
+  EXPECT_EQ(engine.Run(1), 1);
+  EXPECT_EQ(Taken(), TLines({"start", "fired r", "remove 0", "network fired", "pop MAIN", "end 1"}));
+}
+
+TEST_F(Inference, StatisticsAreCountedAfterEachFiringWhenWatched) {
+  engine.Parse("(defrule r (a ?x) => (assert (b ?x))) (assert (a 1)) (assert (a 2))", true);
+  engine.Run(1);
+  EXPECT_EQ(engine.GetStatMeanFacts(), 0.0F);
+  EXPECT_GT(engine.GetStatRunTime(), 1e9);
+  engine.SetWatch(cwStatistics);
+  engine.Assert("(a 3)");
+  log.clear();
+  EXPECT_EQ(engine.Run(), 2);
+  EXPECT_EQ(engine.GetStatMaxFacts(), 7);
+  EXPECT_EQ(engine.GetStatMeanFacts(), 6.5F);
+  EXPECT_EQ(engine.GetStatMaxActivations(), 2);
+  EXPECT_EQ(engine.GetStatMeanActivations(), 0.5F);
+  EXPECT_LT(engine.GetStatRunTime(), 1000);
+  ASSERT_EQ(log.size(), 4U);
+  EXPECT_TRUE(log[0].starts_with("2 rules fired.     Run time is 0.")) << log[0];
+  EXPECT_TRUE(log[0].ends_with(" seconds")) << log[0];
+  EXPECT_TRUE(log[1].ends_with(" rules per second")) << log[1];
+  EXPECT_EQ(log[2], "6.5000 mean number of facts (7 maximum)");
+  EXPECT_EQ(log[3], "0.5000 mean number of activations (2 maximum)");
+  log.clear();
+  engine.Run();
+  EXPECT_EQ(log, TLines());
+}
+
+TEST_F(Inference, AFailedFiringLeavesTheAgendaWithItsEvent) {
+  engine.Parse("(defrule r (a ?x) => (assert (b ?x)) (throw \"no\")) (assert (a 1))", true);
+  LogEvents();
+  engine.SetWatch(cwActivation);
+  log.clear();
+  EXPECT_THROW(engine.Run(), EException);
+  EXPECT_EQ(Taken(),
+            TLines({"start", "assertion (b 1 )", "remove 0", "<== Activation: r : f-1", "network remove"}));
+  EXPECT_EQ(engine.GetAgendaCount(), 0);
+  EXPECT_EQ(engine.GetStatNumRulesFired(), 0);
+  EXPECT_TRUE(engine.IsRunning());
+  EXPECT_EQ(engine.GetCurrentAgendaItem(), nullptr);
+  EXPECT_EQ(engine.GetFocusStack().GetCount(), 1);
+}
+
+TEST_F(Inference, AHandlerThatRaisesEndsTheRunAndLosesNothing) {
+  engine.Parse("(defrule r (a ?x) => (printout t ?x)) (assert (a 1)) (assert (a 2))", true);
+  log.clear();
+  engine.OnRuleFired = [](TInferenceEngine&, TRule&) { throw std::runtime_error("host"); };
+  EXPECT_THROW(engine.Run(), std::runtime_error);
+  EXPECT_EQ(engine.GetAgendaCount(), 1);
+  EXPECT_EQ(engine.GetStatNumRulesFired(), 0);
+  engine.OnRuleFired = nullptr;
+  engine.OnRemoveActivation = [](TInferenceEngine&, int, TActivation&) { throw std::runtime_error("host"); };
+  EXPECT_THROW(engine.Run(), std::runtime_error);
+  EXPECT_EQ(engine.GetAgendaCount(), 0);
+  EXPECT_EQ(log, TLines({"2", "1"}));
+}
+
+TEST_F(Inference, AnActionMayChangeTheStrategyWithoutFiringAgain) {
+  engine.RegisterFunction("breadth", [](TFunctionArguments& arguments) {
+    arguments.Engine().SetStrategy(ssBreadthFirst);
+    return FCTrue;
+  });
+  engine.Parse("(defrule r (a ?x) => (breadth) (printout t ?x)) (assert (a 1)) (assert (a 2)) (assert (a 3))",
+               true);
+  log.clear();
+  EXPECT_EQ(engine.Run(), 3);
+  // The agenda stood as 3 2 1, and the rebuild keeps that order under the other strategy.
+  EXPECT_EQ(log, TLines({"3", "2", "1"}));
+}
+
+TEST_F(Inference, ARebuildThatRaisesKeepsEveryEntry) {
+  engine.SetEvalSalience(sEveryTime);
+  engine.Parse(
+      "(defglobal ?*s* = 0) (deffunction s () (if (eq ?*s* bad) then (throw \"bad\") else ?*s*))"
+      "(defrule up (declare (salience 100)) (go) => (bind ?*s* bad))"
+      "(defrule r (declare (salience (s))) (a ?x) => (printout t ?x))"
+      "(assert (a 1)) (assert (a 2)) (assert (go))",
+      true);
+  log.clear();
+  EXPECT_THROW(engine.Run(), EException);
+  EXPECT_EQ(engine.GetAgendaCount(), 2);
+  engine.Parse("(bind ?*s* 7)", true);
+  engine.Retract(1);
+  log.clear();
+  EXPECT_EQ(engine.Run(), 1);
+  EXPECT_EQ(log, TLines({"2"}));
+}
+
+TEST_F(Inference, ARebuildFollowsWhatItsHandlersRetract) {
+  engine.Parse("(defrule r (a ?x) => (printout t ?x)) (assert (a 1)) (assert (a 2)) (assert (a 3))", true);
+  engine.OnAddActivation = [](TInferenceEngine& e, int, TActivation&) { e.Retract(1); };
+  engine.SetStrategy(ssBreadthFirst);
+  engine.OnAddActivation = nullptr;
+  log.clear();
+  EXPECT_EQ(engine.Run(), 2);
+  EXPECT_EQ(log, TLines({"3", "2"}));
+}
+
+TEST_F(Inference, ActivationsOfAHostFireAndGoWithTheirFacts) {
+  engine.Parse("(defrule r (a ?x) => (printout t ?x)) (assert (a 1)) (assert (a 2))", true);
+  const Ref<TActivation> copy = engine.GetActivation(1)->Clone();
+  EXPECT_EQ(engine.Run(), 2);
+  engine.PushFocus("MAIN");
+  engine.AddActivation(copy);
+  EXPECT_EQ(engine.GetAgendaCount(), 1);
+  engine.Retract(1);
+  EXPECT_EQ(engine.GetAgendaCount(), 0);
+  engine.AddActivation(engine.GetAgendaCount() > 0 ? copy : copy->Clone());
+  engine.Clear();
+  EXPECT_EQ(engine.GetAgendaCount(), 0);
+}
+
+TEST_F(Inference, ExpertSystemTextReplacesEverything) {
+  engine.Parse("(defrule old (a) =>) (assert (a))", true);
+  engine.SetExpertSystem("(deffacts s (b 1)) (defrule new (b ?x) => (printout t ?x))");
+  EXPECT_FALSE(engine.GetRules().ContainsKey("old"));
+  EXPECT_EQ(engine.GetFacts().ToString(), "(b 1 )\r\n(Initial-Fact)");
+  EXPECT_EQ(engine.Run(), 1);
+}
+
+}  // namespace
+}  // namespace kb

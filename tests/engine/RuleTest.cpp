@@ -1,0 +1,171 @@
+// Rules in a host's hands: properties, copies, moves between modules and engines, and their end.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "kb/engine/InferenceEngine.h"
+#include "kb/matching/ReteNetwork.h"
+
+namespace kb {
+namespace {
+
+std::string Agenda(TInferenceEngine& engine) {
+  std::string text;
+  for (int i = 0; i < engine.GetAgendaCount(); ++i) text += engine.GetAgenda().GetText(i) + "; ";
+  return text;
+}
+
+TRule& RuleOf(TInferenceEngine& engine, std::string_view name) { return *engine.GetRules().FindRule(name); }
+
+std::unique_ptr<TRule> HostRule(TInferenceEngine& engine, std::string_view name) {
+  auto rule = std::make_unique<TRule>(nullptr, name, "");
+  rule->BeginUpdate();
+  rule->SetEngine(&engine);
+  rule->AddPattern(std::make_unique<TKBPattern>(rule.get(), engine.CreateFactTemplate("a")));
+  rule->EndUpdate();
+  return rule;
+}
+
+TEST(Rule, PropertiesTakeEffectWithoutCompiling) {
+  TInferenceEngine engine;
+  engine.Parse("(defrule r (a ?x) =>) (defrule s (a ?x) =>) (assert (a 1)) (assert (a 2))", true);
+  engine.Run(1);
+  const std::string before = Agenda(engine);
+  const TRule& s = RuleOf(engine, "s");
+  TRule& r = RuleOf(engine, "r");
+  int changes = 0;
+  r.OnChange = [&](TRule&) { ++changes; };
+  r.SetSalienceInteger(50);
+  r.SetSalience(MakeInteger(60));
+  r.SetAutoFocus(true);
+  r.SetOneShot(true);
+  r.SetEnabled(false);
+  r.SetEnabled(false);
+  r.SetComment("c");
+  EXPECT_EQ(Agenda(engine), before);
+  EXPECT_EQ(changes, 6);
+  engine.Assert("(a 3)");
+  EXPECT_EQ(engine.GetAgendaCount(), 4);  // the disabled rule has no part in it
+  EXPECT_EQ(engine.GetActivation(3)->GetRule(), &s);
+  r.SetEnabled(true);
+  r.Reset();
+  engine.Assert("(a 4)");
+  EXPECT_EQ(engine.GetAgenda().GetText(0), "60 r : f-4 (1.0000)");
+  // What is compiled is compiled anew: the facts that stand now activate both rules.
+  r.AddAction(engine.ParseFunCall("(halt)"));
+  EXPECT_EQ(changes, 8);
+  EXPECT_EQ(engine.GetAgendaCount(), 8);
+  EXPECT_EQ(engine.GetAgenda().GetText(3), "60 r : f-1 (1.0000)");
+}
+
+TEST(Rule, ARefusedSalienceKeepsTheOldOne) {
+  TInferenceEngine engine;
+  engine.Parse("(defglobal ?*s* = 3) (defrule r (declare (salience ?*s*)) (a) =>)", true);
+  TRule& rule = RuleOf(engine, "r");
+  EXPECT_THROW(rule.SetSalience(engine.ParseValue("(throw no)")), EException);
+  EXPECT_THROW(rule.SetSalience(MakeRef<TKBValue>(TKBText("unbound"), dtVariable)), EKBException);
+  engine.Parse("(bind ?*s* 4)", true);
+  EXPECT_EQ(rule.EvaluateSalience(), 4);
+  rule.SetSalienceInteger(9);
+  engine.Assert("(a)");
+  EXPECT_EQ(Agenda(engine), "9 r : f-1 (1.0000); ");
+}
+
+TEST(Rule, MovesBetweenEnginesOrStaysWhereItWas) {
+  TInferenceEngine first;
+  TInferenceEngine second;
+  const auto rule = HostRule(first, "r");
+  first.Assert("(a)");
+  EXPECT_EQ(first.GetAgendaCount(), 1);
+  second.Parse("(assert (a)) (defrule r (b) =>)", true);
+  second.SetDuplicateConstructs(dcError);
+  EXPECT_THROW(rule->SetEngine(&second), EKBException);
+  EXPECT_EQ(rule->GetEngine(), &first);
+  EXPECT_EQ(first.GetAgendaCount(), 1);
+  rule->SetRuleName("t");
+  rule->SetEngine(&second);
+  EXPECT_FALSE(first.GetRules().ContainsKey("t"));
+  EXPECT_EQ(first.GetAgendaCount(), 0);
+  EXPECT_EQ(second.GetAgendaCount(), 1);
+}
+
+TEST(Rule, GoesFromItsEngineWhenItsOwnerFreesIt) {
+  TInferenceEngine engine;
+  std::string removed;
+  engine.OnRemoveRule = [&](TInferenceEngine&, TRule& rule) {
+    removed += rule.GetRuleName();
+    throw std::runtime_error("host");
+  };
+  engine.Assert("(a)");
+  auto rule = HostRule(engine, "r");
+  EXPECT_EQ(engine.GetAgendaCount(), 1);
+  rule.reset();
+  EXPECT_EQ(removed, "r");
+  EXPECT_FALSE(engine.GetRules().ContainsKey("r"));
+  EXPECT_EQ(engine.GetAgendaCount(), 0);
+}
+
+TEST(Rule, ForgetsAnEngineThatNeverTookIt) {
+  TRule rule(nullptr, "r", "");
+  {
+    TInferenceEngine engine;
+    engine.Parse("(defrule r (a) =>)", true);
+    engine.SetDuplicateConstructs(dcIgnore);
+    rule.SetEngine(&engine);
+    EXPECT_FALSE(engine.IsRegistered(rule));
+    EXPECT_EQ(rule.GetEngine(), &engine);
+  }
+  EXPECT_EQ(rule.GetEngine(), nullptr);
+}
+
+TEST(Rule, ANameIsChangedInTheRegistryAlsoDuringAnUpdate) {
+  TInferenceEngine engine;
+  engine.Parse("(defrule r (a) =>) (defrule s (a) =>)", true);
+  TRule& rule = RuleOf(engine, "r");
+  rule.BeginUpdate();
+  EXPECT_THROW(rule.SetRuleName("s"), EKBException);
+  rule.SetRuleName("t");
+  rule.EndUpdate();
+  EXPECT_EQ(engine.GetRules().FindRule("t"), &rule);
+  EXPECT_FALSE(engine.GetRules().ContainsKey("r"));
+}
+
+TEST(Rule, ACopyThatFailsLeavesTheTargetAsItWas) {
+  TInferenceEngine engine;
+  engine.Parse(
+      "(deftemplate p (slot x)) (defrule good (declare (salience 3) (oneshot TRUE)) (p (x ?v)) => (halt))",
+      true);
+  TRule target(&engine, "target", "");  // of the engine, and not registered
+  target.Assign(RuleOf(engine, "good"));
+  EXPECT_EQ(target.GetRuleName(), "good");
+  target.Assign(target);
+  target.SetPatterns(target);
+  EXPECT_EQ(target.GetPatternCount(), 1);
+  EXPECT_EQ(target.GetBindingCount(), 1);
+  // Its pattern negates a variable that nothing binds, which only shows when the pattern comes to a rule.
+  TRule bad(&engine, "bad", "");
+  bad.AddPattern(std::make_unique<TKBPattern>(&engine, engine.FindFactTemplate("p")));
+  bad.GetPattern(bad.GetPatternCount() - 1)
+      .AddTest("x", MakeRef<TKBValue>(TKBText("free"), dtVariable), NoSubIndex, true);
+  EXPECT_THROW(target.Assign(bad), EKBException);
+  EXPECT_EQ(target.GetRuleName(), "good");
+  EXPECT_EQ(target.GetSalience(), 3);
+  EXPECT_EQ(target.GetPattern(0).ToString(), "(p (x ?v) )");
+  EXPECT_EQ(target.GetActionCount(), 1);
+}
+
+TEST(Rule, WithoutPatternsItWaitsForTheInitialFactOnce) {
+  TInferenceEngine engine;
+  engine.Parse("(defrule r (a) =>)", true);
+  int added = 0;
+  engine.OnAddActivation = [&](TInferenceEngine&, int, TActivation&) { ++added; };
+  RuleOf(engine, "r").ClearPatterns();
+  EXPECT_EQ(RuleOf(engine, "r").GetPatternCount(), 1);
+  EXPECT_EQ(added, 1);
+  EXPECT_EQ(engine.GetAgendaCount(), 1);
+}
+
+}  // namespace
+}  // namespace kb
