@@ -97,7 +97,7 @@ class Ref {
     if (object_ != nullptr) object_->RefCounted::Release();
   }
 
-  Ref& operator=(const Ref& other) noexcept {
+  Ref& operator=(const Ref& other) noexcept {  // NOLINT(bugprone-unhandled-self-assignment): copies and swaps
     Ref(other).Swap(*this);
     return *this;
   }

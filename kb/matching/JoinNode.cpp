@@ -205,15 +205,14 @@ void TJoinNode::RunTestsVaryLeft(const IReteToken& token, const TMemoryKey& key)
 
 // A blocker comes or goes.
 void TJoinNode::Block(const IReteToken& left, const IReteToken& blocker) {
-  const IReteToken chain = left;
-  const float strength = std::min(chain->GetStrength(), blocker->GetStrength());
+  const float strength = std::min(left->GetStrength(), blocker->GetStrength());
   if (blocker->GetTag() != taRemove) {
-    PassNull(chain, taRemove, strength);
-    chain->SetNegatedCount(chain->GetNegatedCount() + 1);
+    PassNull(left, taRemove, strength);
+    left->SetNegatedCount(left->GetNegatedCount() + 1);
     return;
   }
-  chain->SetNegatedCount(chain->GetNegatedCount() - 1);
-  if (chain->GetNegatedCount() == 0) PassNull(chain, chain->GetTag(), strength);
+  left->SetNegatedCount(left->GetNegatedCount() - 1);
+  if (left->GetNegatedCount() == 0) PassNull(left, left->GetTag(), strength);
 }
 
 namespace {
