@@ -97,7 +97,6 @@ void TRules::Rekey(std::string_view oldName, std::string_view newName) {
 
 // Compiling first leaves the table as it was when the rule cannot be compiled.
 void TRules::DoAdd(std::string_view key, TRule* const& value) {
-  RequireObject(value, "rule");
   if (engine_ == nullptr) return RawAdd(key, value);
   value->AttachEngine(engine_);
   module_->GetRete()->AddRule(*value);
@@ -108,7 +107,6 @@ void TRules::DoAdd(std::string_view key, TRule* const& value) {
 }
 
 void TRules::DoSetValue(std::string_view key, TRule* const& value) {
-  RequireObject(value, "rule");
   TRule* const old = FindRule(key);
   if (old == value) return;
   if (!Replaces(engine_, TKBMessage::DuplicateRules, key)) return;
@@ -190,7 +188,6 @@ TFactTemplate* TFactTemplates::FindTemplate(std::string_view name) const {
 }
 
 void TFactTemplates::DoAdd(std::string_view key, const IFactTemplate& value) {
-  RequireObject(value, "fact template");
   if (value->GetSlotCount() == 0) value->AddMultiSlot(SDefaultSlotName, FCNilList);
   if (engine_ != nullptr && engine_->GetModules().GetCount() > 1) {
     if (const TKBDefinedType* type = engine_->GetDefinedTypes().FindUnsharedType(*value)) {
@@ -204,7 +201,6 @@ void TFactTemplates::DoAdd(std::string_view key, const IFactTemplate& value) {
 }
 
 void TFactTemplates::DoSetValue(std::string_view key, const IFactTemplate& value) {
-  RequireObject(value, "fact template");
   const IFactTemplate old = Get(key);
   if (old == value) return;
   if (!Replaces(engine_, TKBMessage::DuplicateTemplates, key)) return;
@@ -301,7 +297,6 @@ TKBDefinedType* TKBDefinedTypes::FindUnsharedType(const TFactTemplate& factTempl
 }
 
 void TKBDefinedTypes::DoAdd(std::string_view key, const IKBDefinedType& value) {
-  RequireObject(value, "defined type");
   if (engine_ != nullptr && value->GetReasoner() != engine_) value->SetReasoner(engine_);
   value->AddImportModule(module_);
   RawAdd(key, value);
@@ -310,7 +305,6 @@ void TKBDefinedTypes::DoAdd(std::string_view key, const IKBDefinedType& value) {
 }
 
 void TKBDefinedTypes::DoSetValue(std::string_view key, const IKBDefinedType& value) {
-  RequireObject(value, "defined type");
   const IKBDefinedType old = Get(key);
   if (old == value) return;
   if (!Replaces(engine_, TKBMessage::DuplicateTypes, key)) return;

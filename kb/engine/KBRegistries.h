@@ -50,6 +50,7 @@ class TRules final : public TQDStringHashTable<TRule*> {
   void DoRemove(const std::string& key) override;
 
  private:
+  using TQDStringHashTable<TRule*>::Put;  // the key is the name: Add
   void PutBack(std::string_view name, TRule& old);
   bool sorted_ = true;
   TModule* module_;
@@ -86,6 +87,7 @@ class TFactTemplates final : public TQDStringHashTable<IFactTemplate> {
   void DoRemove(const std::string& key) override;
 
  private:
+  using TQDStringHashTable<IFactTemplate>::Put;  // the key is the name: Add
   TModule* module_;
   int importCount_ = 0;
   TInferenceEngine* engine_;
@@ -114,6 +116,7 @@ class TKBDefinedTypes final : public TQDStringHashTable<IKBDefinedType> {
   void DoRemove(const std::string& key) override;
 
  private:
+  using TQDStringHashTable<IKBDefinedType>::Put;  // the key is the name: Add
   TModule* module_;
   int importCount_ = 0;
   TInferenceEngine* engine_;

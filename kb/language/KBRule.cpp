@@ -390,12 +390,32 @@ void TRule::Prepare(TKBToken& token, TKBContext& context) {
   context.AddLocalBinding(TKBText(SRuleBinding), MakeString(name_));
 }
 
+namespace {
+
+// The values of a firing must not outlive it in the rule.
+class TBoundValues {
+ public:
+  explicit TBoundValues(const std::vector<std::unique_ptr<TBinding>>& bindings) noexcept
+      : bindings_(bindings) {}
+  TBoundValues(const TBoundValues&) = delete;
+  TBoundValues& operator=(const TBoundValues&) = delete;
+  ~TBoundValues() {
+    for (const auto& binding : bindings_) binding->SetValue(nullptr);
+  }
+
+ private:
+  const std::vector<std::unique_ptr<TBinding>>& bindings_;
+};
+
+}  // namespace
+
 void TRule::Fire(TKBToken& token) {
   if (engine_ == nullptr) throw EKBException(TKBMessage::UndefinedEngine);
   const IReteToken guard(&token);
   TInferenceEngine& engine = *engine_;
   const TInferenceEngine::TFreeHold hold(engine);
   TKBContext context(&engine.GetGlobalContext(), &engine);
+  const TBoundValues values(bindings_);
   Prepare(token, context);
   fired_ = true;
   if (OnFire) OnFire(*this, context);
@@ -405,8 +425,6 @@ void TRule::Fire(TKBToken& token) {
   }
   if (context.IsReturning() && context.GetReturnValue() == FCPopFocus) engine.PopFocus();
   context.ClearReturnValue();
-  // The values of this firing must not outlive it in the rule.
-  for (const auto& binding : bindings_) binding->SetValue(nullptr);
 }
 
 // --- Change and copies

@@ -98,10 +98,8 @@ const std::vector<TWrongCall> kAgendaCalls{
 
 const std::vector<TWrongCall> kConstructCalls{
     {"Missing fact template", [](auto& e) { e.GetFactTemplates().Add(IFactTemplate()); }},
-    {"Missing fact template", [](auto& e) { e.GetFactTemplates().Put("x", IFactTemplate()); }},
     {"Missing name", [](auto& e) { (void)e.CreateFactTemplate(""); }},
     {"Missing defined type", [](auto& e) { e.GetDefinedTypes().Add(IKBDefinedType()); }},
-    {"Missing rule", [](auto& e) { e.GetRules().Put("x", nullptr); }},
     {"List index out of bounds (5)", [](auto& e) { (void)e.GetRules().GetValue(5); }},
     {"List index out of bounds (5)", [](auto& e) { (void)e.GetFactSets().Get(5); }},
     {"List index out of bounds (5)", [](auto& e) { (void)e.GetModules().Get(5); }},
