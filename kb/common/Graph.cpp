@@ -7,6 +7,8 @@
 namespace kb {
 
 TGGraphEdge& TGLinkedGraphNode::AddEdge(std::unique_ptr<TGGraphEdge> edge) {
+  if (edge == nullptr || &edge->GetFrom() != this)
+    throw EListError("An edge is added to the node that it leaves");
   TGLinkedGraphNode& to = edge->GetTo();
   to.AddingEdgeFrom(*this);
   to.in_.push_back(edge.get());
@@ -32,6 +34,7 @@ void TGLinkedGraphNode::RemoveEdges() {
 TGGraph::~TGGraph() = default;
 
 TGLinkedGraphNode& TGGraph::AddNode(std::unique_ptr<TGLinkedGraphNode> node) {
+  if (node == nullptr) throw EListError("A graph takes no missing node");
   node->graph_ = this;
   nodes_.push_back(std::move(node));
   return *nodes_.back();

@@ -4,6 +4,8 @@
 #include <memory>
 #include <vector>
 
+#include "kb/platform/Exceptions.h"
+
 namespace kb {
 
 class TGGraph;
@@ -33,12 +35,14 @@ class TGLinkedGraphNode {
   virtual ~TGLinkedGraphNode() = default;
 
   [[nodiscard]] TGGraph* GetGraph() const noexcept { return graph_; }
+  /// Raises EListError for a missing edge and for one that leaves another node.
   TGGraphEdge& AddEdge(std::unique_ptr<TGGraphEdge> edge);
   void RemoveEdge(TGGraphEdge& edge);
   /// Takes away all edges that leave or enter.
   void RemoveEdges();
   [[nodiscard]] int GetEdgeCount() const noexcept { return static_cast<int>(out_.size()); }
-  [[nodiscard]] TGGraphEdge& GetEdge(int index) const { return *out_[static_cast<size_t>(index)]; }
+  /// Raises EListError for a bad index.
+  [[nodiscard]] TGGraphEdge& GetEdge(int index) const { return *ItemAt(out_, index); }
   [[nodiscard]] int GetOutDegree() const noexcept { return GetEdgeCount(); }
   [[nodiscard]] int GetInDegree() const noexcept { return static_cast<int>(in_.size()); }
 
@@ -62,17 +66,21 @@ class TGGraph {
   TGGraph& operator=(const TGGraph&) = delete;
   virtual ~TGGraph();
 
+  /// Raises EListError for a missing node.
   virtual TGLinkedGraphNode& AddNode(std::unique_ptr<TGLinkedGraphNode> node);
   /// Takes the node out with all its edges and gives it to the caller. Linear in the nodes behind it.
   virtual std::unique_ptr<TGLinkedGraphNode> Extract(TGLinkedGraphNode& node);
   virtual void RemoveNode(TGLinkedGraphNode& node);
   /// Index of the node or -1.
   [[nodiscard]] int FindNode(const TGLinkedGraphNode& node) const noexcept;
-  [[nodiscard]] TGLinkedGraphNode& GetNode(int index) const { return *nodes_.at(static_cast<size_t>(index)); }
+  /// Raises EListError for a bad index.
+  [[nodiscard]] TGLinkedGraphNode& GetNode(int index) const { return *ItemAt(nodes_, index); }
   [[nodiscard]] int GetNodeCount() const noexcept { return static_cast<int>(nodes_.size()); }
   virtual void Clear();
 
-  [[nodiscard]] bool IsAcyclic() const { return static_cast<int>(TopologicalOrder().size()) == GetNodeCount(); }
+  [[nodiscard]] bool IsAcyclic() const {
+    return static_cast<int>(TopologicalOrder().size()) == GetNodeCount();
+  }
   /// Nodes so that each edge leads forward, otherwise in order of addition; nodes on cycles are left out.
   [[nodiscard]] std::vector<TGLinkedGraphNode*> TopologicalOrder() const;
 

@@ -100,7 +100,12 @@ void TInferenceEngine::Retract(std::string_view text) {
 
 void TInferenceEngine::RetractFact(int index) {
   const IFact fact = GetFacts().Get(index);
-  if (OnRetraction) OnRetraction(*this, fact);
+  if (OnRetraction) {
+    OnRetraction(*this, fact);
+    // The handler may have retracted the fact itself, or made other changes.
+    if (index >= facts_->GetCount() || facts_->Get(index) != fact) index = facts_->IndexOf(fact.Get());
+    if (index < 0) return;
+  }
   RemoveFactFromModule(index, fact, nullptr);
   const IFactTemplate& factTemplate = fact->GetTemplate();
   const IModule home = currentModule_;
@@ -125,6 +130,8 @@ void TInferenceEngine::RetractFacts() {
 
 void TInferenceEngine::AddPendingFact(const IFact& fact, bool assertIt) {
   RequireObject(fact, "fact");
+  if (!fact->GetTemplate()) throw EKBException(TKBMessage::FactTemplateMissing);
+  RequireOwnTemplate(*fact);
   RequireFocus();
   factsPending_->emplace_back(assertIt, fact);
 }
@@ -152,10 +159,15 @@ void TInferenceEngine::BeginFactModify(const IFact& fact) {
   RequireObject(fact, "fact");
   const int index = GetFacts().IndexOf(fact.Get());
   modifyingFact_ = true;
-  if (index >= 0) {
-    RetractFact(index);
-  } else {
-    Retract(fact);
+  try {
+    if (index >= 0) {
+      RetractFact(index);
+    } else {
+      Retract(fact);
+    }
+  } catch (...) {
+    modifyingFact_ = false;
+    throw;
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
+#include "kb/platform/Strings.h"
 #include "kb/values/KBConsts.h"
 
 namespace kb {
@@ -22,8 +23,11 @@ IFact TFacts::Get(int index) const {
 
 void TFacts::Put(int index, const IFact& fact) {
   CheckListIndex(index, GetCount());
-  RequireObject(fact, "fact");
-  items_.At(static_cast<size_t>(index)) = fact;
+  CheckFact(fact);
+  IFact& entry = items_.At(static_cast<size_t>(index));
+  // The index of duplicates holds plain pointers.
+  RemoveFromCache(*entry);
+  entry = fact;
 }
 
 int TFacts::FindFact(int32_t id) const {
@@ -39,7 +43,7 @@ IFact TFacts::GetFactByID(int32_t id) const {
 
 TFact* TFacts::FindDuplicate(const TFact& fact) const {
   if (!fact.GetTemplate()) return nullptr;
-  if (preserveIds_ || !cacheHashCodes_) {
+  if (!cacheHashCodes_) {
     TFact* found = nullptr;
     items_.ForEach([&](const IFact& item) {
       if (found == nullptr && item->Equals(&fact)) found = item.Get();
@@ -81,6 +85,32 @@ int TFacts::IndexOf(const TFact* fact) const {
   return found;
 }
 
+/// The engine's next fact gets the given id. What comes behind it gets higher ids than any so far: from the
+/// moment when the fact enters the list, since its network pass and its event may assert on, or, if it does
+/// not get that far, from the end of the scope.
+class TFacts::TIdScope {
+ public:
+  TIdScope(TFacts& facts, int32_t id) : facts_(facts), saved_(facts.engine_->GetFactIdCounter()), id_(id) {
+    facts_.idScope_ = this;
+    facts_.engine_->SetFactIdCounter(id);
+  }
+  TIdScope(const TIdScope&) = delete;
+  TIdScope& operator=(const TIdScope&) = delete;
+  ~TIdScope() {
+    if (facts_.idScope_ == this) End();
+  }
+  void End() noexcept {
+    facts_.idScope_ = nullptr;
+    facts_.maxId_ = std::max(facts_.maxId_, id_);
+    facts_.engine_->SetFactIdCounter(std::max(saved_, facts_.maxId_ + 1));
+  }
+
+ private:
+  TFacts& facts_;
+  int32_t saved_;
+  int32_t id_;
+};
+
 // --- Changing
 // -------------------------------------------------------------------------------------------------------
 
@@ -101,21 +131,35 @@ void TFacts::RemoveFromCache(TFact& fact) {
   if (!cache_.Erase(fact.GetCacheHash(), &fact)) std::erase(fuzzyCache_, &fact);
 }
 
-int TFacts::Add(const IFact& fact) {
+void TFacts::CheckFact(const IFact& fact) {
   RequireObject(fact, "fact");
-  if (IsOwnChange()) {
+  if (!fact->GetTemplate()) throw EKBException(TKBMessage::FactTemplateMissing);
+}
+
+/// Where a fact goes that the engine adds: at the end, but for one that came with a lower id of its own.
+void TFacts::Enter(const IFact& fact) {
+  if (idScope_ != nullptr) idScope_->End();
+  const bool last = items_.Empty() || items_.Back()->GetID() < fact->GetID();
+  if (last || engine_ == nullptr || !preserveIds_) {
     items_.Append(fact);
-    AddToCache(*fact);
+  } else {
+    const int32_t id = fact->GetID();
+    items_.Insert(items_.PartitionPoint([id](const IFact& item) { return item->GetID() < id; }), fact);
+  }
+  AddToCache(*fact);
+}
+
+int TFacts::Add(const IFact& fact) {
+  CheckFact(fact);
+  if (IsOwnChange()) {
+    Enter(fact);
     return GetCount() - 1;
   }
   const int32_t id = fact->GetID();
-  if (preserveIds_ && id != -1 && FindFact(id) < 0) {
-    const int32_t counter = engine_->GetFactIdCounter();
-    engine_->SetFactIdCounter(id);
+  const bool keepsId = preserveIds_ && id >= 0 && id < INT32_MAX && FindFact(id) < 0;
+  if (keepsId) {
+    const TIdScope keep(*this, id);
     engine_->Assert(fact);
-    maxId_ = std::max(maxId_, id);
-    engine_->SetFactIdCounter(std::max(counter, maxId_ + 1));
-    SortByID();
   } else {
     maxId_ = std::max(maxId_, engine_->Assert(fact));
   }
@@ -123,7 +167,7 @@ int TFacts::Add(const IFact& fact) {
 }
 
 void TFacts::Insert(int index, const IFact& fact) {
-  RequireObject(fact, "fact");
+  CheckFact(fact);
   CheckListIndex(index, GetCount() + 1);
   if (IsOwnChange()) {
     items_.Insert(static_cast<size_t>(index), fact);
@@ -163,18 +207,26 @@ void TFacts::Clear() {
   if (engine_ != nullptr) engine_->RetractFacts();
 }
 
-void TFacts::Clear(TConstructScope scope) {
-  for (const IFact& fact : Snapshot()) {
-    const bool local = fact->GetTemplate()->GetModule() == module_;
+// Calls `visit` with index and fact of each local, or each imported, fact, from the last to the first. The
+// calls may change the list.
+template <class F>
+void TFacts::ForEachOf(TConstructScope scope, F&& visit) {
+  const std::vector<IFact> facts = Snapshot();
+  for (auto fact = facts.rbegin(); fact != facts.rend(); ++fact) {
+    const bool local = (*fact)->GetTemplate()->GetModule() == module_;
     if (local != (scope == csLocal)) continue;
-    const int index = IndexOf(fact.Get());
-    if (index < 0) continue;
+    if (const int index = IndexOf(fact->Get()); index >= 0) visit(index, *fact);
+  }
+}
+
+void TFacts::Clear(TConstructScope scope) {
+  ForEachOf(scope, [this](int index, const IFact& fact) {
     if (engine_ != nullptr) {
       engine_->RemoveFactFromModule(index, fact, nullptr);
     } else {
       Delete(index);
     }
-  }
+  });
 }
 
 void TFacts::SortByID() {
@@ -235,8 +287,17 @@ void TFacts::Assign(const TPersistent& source) {
 }
 
 void TFacts::AssignLocal(const TFacts& source) {
-  Clear(csLocal);
+  if (&source == this) return;
+  ForEachOf(csLocal, [this](int index, const IFact&) { Delete(index); });
   CopyFacts(source);
+}
+
+void TFacts::AssignTo(TPersistent& target) const {
+  auto* strings = dynamic_cast<TStrings*>(&target);
+  if (strings == nullptr) return TPersistent::AssignTo(target);
+  TStringList texts;
+  ForEach([&](const TFact& fact) { texts.Add(fact.ToString()); });
+  strings->Assign(texts);
 }
 
 std::string TFacts::ToString() const {

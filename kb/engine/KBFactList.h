@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kb/common/HashIndex.h"
@@ -29,7 +30,7 @@ class TFacts : public TPersistent {
   [[nodiscard]] int GetCount() const noexcept { return static_cast<int>(items_.Size()); }
   /// Raises EListError for a bad index.
   [[nodiscard]] IFact Get(int index) const;
-  /// Replaces the entry; the duplicate index is not touched.
+  /// Replaces the entry behind the engine's back; no duplicate of the new one is found.
   void Put(int index, const IFact& fact);
   /// The fact of that id, or null. Logarithmic.
   [[nodiscard]] IFact GetFactByID(int32_t id) const;
@@ -42,6 +43,10 @@ class TFacts : public TPersistent {
   /// By identity; by id when the fact has one.
   [[nodiscard]] int IndexOf(const TFact* fact) const;
 
+  // A null handle raises EKBException, a fact without template "Fact Template is missing".
+
+  /// From outside: asserts. With PreserveIDs a fact keeps an id that is free, and later facts get higher
+  /// ones.
   int Add(const IFact& fact);
   void Insert(int index, const IFact& fact);
   void Delete(int index);
@@ -61,6 +66,7 @@ class TFacts : public TPersistent {
   [[nodiscard]] int32_t GetMaxID() const noexcept { return maxId_; }
 
   void Assign(const TPersistent& source) override;
+  /// Only the local facts give way, each by a retraction.
   virtual void AssignLocal(const TFacts& source);
   [[nodiscard]] std::string ToString() const;
   [[nodiscard]] std::string GetToIDString() const;
@@ -94,6 +100,13 @@ class TFacts : public TPersistent {
   };
 
  private:
+  class TIdScope;
+
+  void AssignTo(TPersistent& target) const override;
+  static void CheckFact(const IFact& fact);
+  void Enter(const IFact& fact);
+  template <class F>
+  void ForEachOf(TConstructScope scope, F&& visit);
   [[nodiscard]] bool IsOwnChange() const noexcept { return updating_ || engine_ == nullptr; }
   void AddToCache(TFact& fact);
   void RemoveFromCache(TFact& fact);
@@ -103,6 +116,7 @@ class TFacts : public TPersistent {
   bool updating_ = false;
   bool preserveIds_ = false;
   int32_t maxId_ = 0;
+  TIdScope* idScope_ = nullptr;  // of the fact that is to keep its id and is not yet in the list
   bool cacheHashCodes_ = true;
   TIndexedSequence<IFact> items_;
   THashIndex<TFact> cache_;         // facts of plain templates by the hash of their printed form

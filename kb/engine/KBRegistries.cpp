@@ -113,10 +113,12 @@ void TRules::DoSetValue(std::string_view key, TRule* const& value) {
   if (engine_ == nullptr) return RawSet(key, value);
   const TInferenceEngine::TFreeHold hold(*engine_);  // the old rule lives until the new one stands
   const std::string name(key);
+  const uint64_t order = OrderOf(name);
   try {
     DoRemove(name);
     DoAdd(name, value);
   } catch (...) {
+    const TPlaceScope place(*this, name, order);
     if (!ContainsKey(name)) PutBack(name, *old);
     throw;
   }
@@ -154,7 +156,10 @@ void TRules::Clear() {
 std::string TRules::ToString() const {
   std::vector<std::string> texts;
   for (int i = 0; i < GetCount(); ++i) texts.push_back(GetValue(i)->ToString());
-  if (sorted_) std::sort(texts.begin(), texts.end());
+  if (sorted_) {
+    std::stable_sort(texts.begin(), texts.end(),
+                     [](const std::string& a, const std::string& b) { return CompareText(a, b) < 0; });
+  }
   std::string result;
   for (const std::string& text : texts) result += text + std::string(kLineEnd);
   return result;

@@ -16,6 +16,7 @@
 #include "kb/values/KBDefinedType.h"
 #include "kb/values/KBModule.h"
 #include "kb/values/KBTypes.h"
+#include "kb/values/ValueHashTable.h"
 
 namespace kb {
 
@@ -203,10 +204,11 @@ class TUserFunctions final : public TQDStringHashTable<Ref<IUserFunction>> {
 };
 
 /// Free-standing named values of the host and of the storage functions.
-class TEngineVariables : public TQDStringHashTable<IKBValue> {
+class TEngineVariables : public TValueHashTable {
  public:
   explicit TEngineVariables(TInferenceEngine* engine) noexcept : engine_(engine) {}
-  [[nodiscard]] std::string ToString() const;
+  /// Each variable as the language writes it, with its line end.
+  [[nodiscard]] std::string ToString() const override;
 
  protected:
   [[nodiscard]] TInferenceEngine* GetEngine() const noexcept { return engine_; }
@@ -237,7 +239,7 @@ class TIOStreams final : public TQDStringHashTable<TGTextStream*> {
   /// The stream, or null.
   [[nodiscard]] TGTextStream* FindStream(std::string_view name) const;
   /// "Invalid stream name: %s" for an unknown name.
-  void RemoveStream(std::string_view name);
+  void Remove(std::string_view name);
   /// Frees every stream, whatever FreeStream says.
   void Clear() override;
   [[nodiscard]] bool GetFreeStream() const noexcept { return freeStream_; }

@@ -63,6 +63,7 @@ void TUserFunctions::DoSetValue(std::string_view key, const Ref<IUserFunction>& 
       break;
   }
   const std::string name(key);
+  const TPlaceScope place(*this, name, OrderOf(name));
   try {
     DoRemove(name);
     DoAdd(name, value);
@@ -160,6 +161,7 @@ void TGlobalVariables::Clear() {
 // --------------------------------------------------------------------------------------------------------
 
 void TIOStreams::Add(std::string_view name, std::unique_ptr<TGTextStream> stream) {
+  RequireObject(stream, "stream");
   Put(name, stream.get());
   // Under dcIgnore the table keeps the old stream, and the new one goes.
   if (FindStream(name) == stream.get()) (void)stream.release();
@@ -170,7 +172,7 @@ TGTextStream* TIOStreams::FindStream(std::string_view name) const {
   return found == nullptr ? nullptr : *found;
 }
 
-void TIOStreams::RemoveStream(std::string_view name) {
+void TIOStreams::Remove(std::string_view name) {
   if (!ContainsKey(name)) throw EKBException(TKBMessage::InvalidStreamName, {std::string(name)});
   DoRemove(std::string(name));
 }

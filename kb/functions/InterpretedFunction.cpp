@@ -14,11 +14,6 @@ constexpr TKBTypes kParameterTypes{dtAtom, dtVariable, dtMultiVariable};
   throw EKBException(TKBMessage::TooFewArguments, {name.ToString()});
 }
 
-const IKBValue& ItemAt(const std::vector<IKBValue>& items, int index) {
-  CheckListIndex(index, static_cast<long long>(items.size()));
-  return items[static_cast<size_t>(index)];
-}
-
 // Calls of functions of the language that may be under way within each other on one thread. The stack would
 // allow many more, but a variable of an outer context is found through the contexts of all calls, so that an
 // endless recursion would take very long to reach its end.

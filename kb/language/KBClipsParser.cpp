@@ -8,6 +8,7 @@
 
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
+#include "kb/language/ParserPlace.h"
 #include "kb/values/FactSet.h"
 #include "kb/values/KBContext.h"
 #include "kb/values/KBModule.h"
@@ -16,6 +17,7 @@ namespace kb {
 
 namespace {
 
+constexpr std::string_view kWhole = "Parse";  // the routine of faults that no other one names
 constexpr int kLastSlotArgument = 65535;
 constexpr size_t kLongExpression = 255;  // in characters; longer ones are shown by their two ends
 constexpr size_t kShownEnd = 128;
@@ -34,6 +36,13 @@ std::string Shorten(std::string text) {
   result.append("... ").append(kLineEnd);
   result.append(text, CodePointOffset(text, count - kShownEnd));
   return result;
+}
+
+/// The message of a fault with routine, line and the expression so far.
+std::string FramedFault(const std::string& message, std::string_view where, int line,
+                        const TKBClipsStream& stream) {
+  return FormatMessage(TKBMessage::ParsingError,
+                       {message, std::string(where), IntegerToString(line), Shorten(stream.ToString())});
 }
 
 uint16_t SlotArgument(int value) { return static_cast<uint16_t>(std::clamp(value, 0, kLastSlotArgument)); }
@@ -133,6 +142,16 @@ TKBClipsStream& TKBClipsParser::Stream() const {
   return *clipsStream_;
 }
 
+// The reader names only the line of its faults.
+IStreamToken TKBClipsParser::Next() {
+  try {
+    return Stream().NextToken();
+  } catch (const EKBParseException& fault) {
+    throw EKBParseException(fault.Id(), FramedFault(fault.Message(), kWhole, fault.GetLineNumber(), Stream()),
+                            fault.GetLineNumber());
+  }
+}
+
 bool TKBClipsParser::NextIsOpen() {
   const IStreamToken token = Next();
   Back(token);
@@ -162,11 +181,7 @@ void TKBClipsParser::ParseError(std::string_view where, TKBMessage message,
 void TKBClipsParser::ParseErrorText(std::string_view where, TKBMessage message, const std::string& text) {
   TKBClipsStream& stream = Stream();
   const int line = stream.GetCurrentToken()->GetLineNumber();
-  throw EKBParseException(
-      message,
-      FormatMessage(TKBMessage::ParsingError,
-                    {text, std::string(where), IntegerToString(line), Shorten(stream.ToString())}),
-      line);
+  throw EKBParseException(message, FramedFault(text, where, line, stream), line);
 }
 
 // A fault that no parse routine worded, such as one of a function that the text called.
@@ -174,7 +189,7 @@ std::string TKBClipsParser::DescribeFault(std::string_view message) {
   TKBClipsStream& stream = Stream();
   const int line = stream.GetCurrentToken()->GetLineNumber();
   return FormatMessage(TKBMessage::ParsingError,
-                       {std::string(message), "Parse", IntegerToString(line), stream.ToString()});
+                       {std::string(message), std::string(kWhole), IntegerToString(line), stream.ToString()});
 }
 
 // Kinds of expressions, told by the first token and, behind a parenthesis, the first word. A string is
@@ -277,7 +292,7 @@ bool TKBClipsParser::ParseExpression(bool executeFunCalls) {
 void TKBClipsParser::ParseTopLevel(const IStreamToken& token, bool execute, TOutcome& outcome) {
   switch (outcome.type) {
     case ptValue:
-      outcome.value = token->Value(&Context());
+      outcome.value = Placed(kWhole, [&] { return token->Value(&Context()); });
       return;
     case ptFunCall:
       outcome.value = execute ? ParseNExecuteFunCall() : MakeRef<TKBValue>(ParseFunCall());
@@ -286,7 +301,7 @@ void TKBClipsParser::ParseTopLevel(const IStreamToken& token, bool execute, TOut
       outcome.value = FCEOF;
       return;
     default:
-      AddConstruct(outcome);
+      Placed(kWhole, [&] { AddConstruct(outcome); });
   }
 }
 
@@ -364,7 +379,8 @@ bool TKBClipsParser::LoadFacts() {
 }
 
 IKBValue TKBClipsParser::ParseNExecuteFunCall() {
-  const IFunCall call = ParseFunCall();
+  // What the call does when it runs is no fault of the text.
+  const IFunCall call = Placed(kWhole, [&] { return ParseFunCall(); });
   const TReturnStateScope scope(Context());
   return call->Execute(Context());
 }

@@ -202,13 +202,15 @@ IStreamToken TKBClipsStream::BuildAtom(char32_t first) {
 // A backslash gives the character behind it, so that quotes and backslashes can stand in a string; there are
 // no further escapes. Line ends are kept.
 void TKBClipsStream::ReadString() {
+  const int begin = lineNumber_;
   for (;;) {
     char32_t c = GetChar();
     if (!HitEnd() && c == U'"') return;
     if (!HitEnd() && c == U'\\') c = GetChar();
     if (HitEnd()) {
+      // Where it begins is of more use than the end of the text.
       throw EKBParseException(TKBMessage::UnterminatedString, FormatMessage(TKBMessage::UnterminatedString),
-                              lineNumber_);
+                              begin);
     }
     Append(c);
   }
@@ -335,9 +337,23 @@ void TKBClipsStream::PrepareSExp() {
       if (token->Is(kTokenClose)) --depth;
     } while (depth != 0);
   } catch (...) {
+    SpellAhead();
     DropAhead();  // an expression is taken whole or not at all
     throw;
   }
+}
+
+/// Makes what was read of a faulty expression its text, for the message: the tokens and the string that did
+/// not end.
+void TKBClipsStream::SpellAhead() {
+  int line = ahead_.empty() ? 0 : ahead_.front().lineNumber;
+  for (const TAhead& ahead : ahead_) {
+    const TSpelled piece{MakeRef<TKBStreamToken>(ahead.dataType, ahead.lineNumber, ahead.text, ahead.number),
+                         line < ahead.lineNumber};
+    piece.AppendTo(spelledHead_);
+    line = ahead.lineNumber;
+  }
+  spelledHead_.append("\"").append(buffer_);
 }
 
 IStreamToken TKBClipsStream::TakeToken() {
@@ -364,6 +380,7 @@ IStreamToken TKBClipsStream::NextToken() {
 }
 
 void TKBClipsStream::PutBackToken(const IStreamToken& token) {
+  RequireObject(token, "token");
   CutSpelled(token);
   putBack_.push_back(token);
   current_ = token;

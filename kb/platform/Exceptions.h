@@ -2,6 +2,7 @@
 // `try` in the language catches all of it except EAbort.
 #pragma once
 
+#include <cstddef>
 #include <exception>
 #include <string>
 #include <utility>
@@ -40,6 +41,13 @@ class EListError : public EException {
 /// Raises EListError "List index out of bounds (%d)" unless `index` is one of the places 0 to `count` - 1.
 inline void CheckListIndex(long long index, long long count) {
   if (index < 0 || index >= count) RaiseListIndex(index);
+}
+
+/// The item at `index`; raises EListError for a bad one.
+template <class Items>
+[[nodiscard]] auto& ItemAt(Items& items, long long index) {
+  CheckListIndex(index, static_cast<long long>(items.size()));
+  return items[static_cast<size_t>(index)];
 }
 
 /// Removal from an empty hash table.

@@ -210,8 +210,15 @@ void TFact::AssignValues(const TFact& other) {
 void TFact::SetValues(const TFact& other) {
   if (&other == this) return;
   const std::vector<TKBText> names = other.GetSlotNames();
-  ClearValues();
-  for (const TKBText& name : names) SetValue(name, other.GetValue(name)->Clone());
+  const int32_t formerCapacity = std::exchange(capacity_, 0);
+  std::unique_ptr<IKBValue[]> former = std::move(values_);
+  try {
+    for (const TKBText& name : names) SetValue(name, other.GetValue(name)->Clone());
+  } catch (...) {
+    capacity_ = formerCapacity;
+    values_ = std::move(former);
+    throw;
+  }
 }
 
 IFact TFact::ShallowClone(const TSlotRef& slot, const IKBValue& value) const {

@@ -51,7 +51,8 @@ class TFact : public TPersistent, public RefCounted, public TPooled {
   [[nodiscard]] std::vector<TKBText> GetSlotNames() const;
   /// Their values, in the same order.
   [[nodiscard]] std::vector<IKBValue> GetSlotValues() const;
-  /// Clears the values and stores clones of those of `other`, each through SetValue.
+  /// Puts clones of the values of `other` in place of the values, each through SetValue; one that is refused
+  /// leaves the fact as it was.
   void SetValues(const TFact& other);
 
   /// Clones of the values of a fact of the same template; "Unable to assign slot values, fact templates are

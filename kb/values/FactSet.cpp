@@ -21,39 +21,52 @@
 #include "kb/values/KBModule.h"
 
 namespace kb {
-namespace {
 
-/// The set's module current for the time of a scope.
-class TModuleScope {
+/// The set's module, or another one, current for the time of a scope.
+class TFactSet::TModuleScope {
  public:
-  TModuleScope(TFactSet& set, bool force) { set.FocusModule(force, previous_); }
+  TModuleScope(TFactSet& set, bool force) : TModuleScope(set, force, set.module_) {}
+  TModuleScope(TFactSet& set, bool force, std::string_view module) {
+    set.FocusNamed(module, force, previous_);
+  }
   TModuleScope(const TModuleScope&) = delete;
   TModuleScope& operator=(const TModuleScope&) = delete;
   ~TModuleScope() {
-    if (previous_) previous_->FocusModule();
+    // A module that went meanwhile has no objects to show.
+    if (previous_ && previous_->GetAgenda() != nullptr) previous_->FocusModule();
   }
 
  private:
   IModule previous_;
 };
 
-}  // namespace
+void TFactSetFacts::Put(int index, std::string_view line) {
+  Update([&] {
+    TDataStringList<IFact>::Put(index, line);
+    PutData(index, nullptr);
+  });
+}
 
 TFactSet::TFactSet(TComponent* owner) : TFactSet(owner, {}, {}) {}
 
 TFactSet::TFactSet(TComponent* owner, std::string_view name, std::string_view module)
     : TComponent(owner), module_(module) {
   if (!name.empty()) name_ = name;
-  if (auto* engine = dynamic_cast<TInferenceEngine*>(owner)) {
-    SetEngine(engine);
-  } else if (owner != nullptr && IsDesigning()) {
-    SetEngine(FindComponentType<TInferenceEngine>(*owner));
-  }
+  JoinOwner();
 }
 
 TFactSet::~TFactSet() {
   // Without force: the module of the set may be gone already.
   ChangeEngine(nullptr, false);
+}
+
+void TFactSet::JoinOwner() {
+  TComponent* owner = GetOwner();
+  if (auto* engine = dynamic_cast<TInferenceEngine*>(owner)) {
+    SetEngine(engine);
+  } else if (owner != nullptr && IsDesigning()) {
+    SetEngine(FindComponentType<TInferenceEngine>(*owner));
+  }
 }
 
 const TClassInfo& TFactSet::StaticClass() noexcept {
@@ -70,8 +83,6 @@ TFactSets* TFactSet::ListIn(TInferenceEngine& engine) const {
   const int index = modules.IndexOf(module_.empty() ? SMainModule : std::string_view(module_));
   return index >= 0 ? modules.Get(index)->GetFactSets() : nullptr;
 }
-
-void TFactSet::CheckIndex(int index) const { CheckListIndex(index, GetFactCount()); }
 
 // ---- engine and module
 
@@ -107,7 +118,7 @@ void TFactSet::ChangeEngine(TComponent* engine, bool force) {
 void TFactSet::SetEngine(TComponent* engine) {
   if (engine == engine_) return;
   SetEngineNoParse(engine);
-  for (Entry& entry : entries_) entry.fact = nullptr;
+  ClearParsed();
   if (inferenceEngine_ == nullptr || inferenceEngine_->IsLoading() || IsLoading()) return;
   std::optional<TModuleScope> scope;
   try {
@@ -117,19 +128,21 @@ void TFactSet::SetEngine(TComponent* engine) {
     throw;
   }
   inferenceEngine_->GetFactSets().Add(*this);
-  for (size_t i = 0; !IsDesigning() && i < entries_.size(); ++i) ParseEntry(i);
+  if (!IsDesigning()) ParseEntries();
 }
 
-void TFactSet::FocusModule(bool force, IModule& previous) {
+void TFactSet::FocusModule(bool force, IModule& previous) { FocusNamed(module_, force, previous); }
+
+void TFactSet::FocusNamed(std::string_view module, bool force, IModule& previous) {
   previous = nullptr;
   if (inferenceEngine_ == nullptr) return;
   TModules& modules = inferenceEngine_->GetModules();
-  if (!force && !module_.empty() && modules.IndexOf(module_) < 0) return;
-  const std::string_view name = module_.empty() ? SMainModule : std::string_view(module_);
+  if (!force && !module.empty() && modules.IndexOf(module) < 0) return;
+  const std::string_view name = module.empty() ? SMainModule : module;
   const IModule current = inferenceEngine_->GetCurrentModule();
   if (current && current->GetName() == name) return;
-  const IModule module = modules.GetModule(name);
-  module->FocusModule();
+  const IModule target = modules.GetModule(name);
+  target->FocusModule();
   previous = current;
 }
 
@@ -149,65 +162,66 @@ void TFactSet::SetModule(std::string_view name) {
   SetEngine(engine);
 }
 
-// ---- entries
-
-void TFactSet::ParseEntry(size_t index) {
-  // Parsing may call the host, which may change the entries.
-  const std::string text = entries_[index].text;
-  const IFact fact = inferenceEngine_->ParseFact(text + std::string(kLineEnd));
-  if (index < entries_.size() && entries_[index].text == text) entries_[index].fact = fact;
+void TFactSet::SetFactSetName(std::string_view name) {
+  if (name.empty()) throw EKBException(TKBMessage::MissingName);
+  name_ = name;
 }
 
-const std::string& TFactSet::GetFactText(int index) const {
-  CheckIndex(index);
-  return entries_[static_cast<size_t>(index)].text;
+// ---- entries
+
+void TFactSet::ParseEntry(int index) {
+  // Parsing may call the host, which may change the entries.
+  const std::string text = facts_.Get(index);
+  const IFact fact = inferenceEngine_->ParseFact(text + std::string(kLineEnd));
+  if (index < GetFactCount() && facts_.Get(index) == text) facts_.PutData(index, fact);
+}
+
+void TFactSet::ParseEntries() {
+  for (int i = 0; i < GetFactCount(); ++i) ParseEntry(i);
+}
+
+void TFactSet::ClearParsed() {
+  for (int i = 0; i < GetFactCount(); ++i) facts_.PutData(i, nullptr);
 }
 
 IFact TFactSet::GetFact(int index) {
-  CheckIndex(index);
-  const auto place = static_cast<size_t>(index);
-  if (!entries_[place].fact && inferenceEngine_ != nullptr && !inferenceEngine_->IsLoading()) {
+  if (!PeekFact(index) && inferenceEngine_ != nullptr && !inferenceEngine_->IsLoading()) {
     const TModuleScope scope(*this, true);
-    ParseEntry(place);
+    ParseEntry(index);
   }
   return PeekFact(index);
 }
 
-const IFact& TFactSet::PeekFact(int index) const {
-  CheckIndex(index);
-  return entries_[static_cast<size_t>(index)].fact;
-}
-
-void TFactSet::SetFact(int index, const IFact& fact) {
-  CheckIndex(index);
-  entries_[static_cast<size_t>(index)].fact = fact;
-}
-
 int TFactSet::AddFact(const IFact& fact) {
-  entries_.push_back({fact ? fact->ToString() : std::string(), fact});
-  return GetFactCount() - 1;
+  RequireObject(fact, "fact");
+  return facts_.AddData(fact->ToString(), fact);
 }
 
 int TFactSet::IndexOf(const TFact* fact) const noexcept {
-  for (size_t i = 0; i < entries_.size(); ++i) {
-    if (entries_[i].fact == fact) return static_cast<int>(i);
+  for (int i = 0; i < GetFactCount(); ++i) {
+    if (PeekFact(i) == fact) return i;
   }
   return -1;
 }
 
 int TFactSet::Remove(const TFact* fact) {
   const int index = IndexOf(fact);
-  if (index >= 0) entries_.erase(entries_.begin() + index);
+  if (index >= 0) facts_.Delete(index);
   return index;
 }
 
-void TFactSet::SetFacts(const std::vector<std::string>& texts) {
-  std::vector<Entry> entries;
-  for (const std::string& text : texts) entries.push_back({text, nullptr});
-  entries_ = std::move(entries);
+void TFactSet::SetFacts(const TStrings& texts) {
+  facts_.Assign(texts);
+  ClearParsed();
   if (inferenceEngine_ == nullptr || IsLoading()) return;
   const TModuleScope scope(*this, true);
-  for (size_t i = 0; i < entries_.size(); ++i) ParseEntry(i);
+  ParseEntries();
+}
+
+void TFactSet::SetFacts(const std::vector<std::string>& texts) {
+  TStringList list;
+  for (const std::string& text : texts) list.Add(text);
+  SetFacts(list);
 }
 
 void TFactSet::Reset() {
@@ -216,7 +230,7 @@ void TFactSet::Reset() {
   const TInferenceEngine::TFreeHold hold(engine);
   const TModuleScope scope(*this, true);
   // By index: what the facts call and fire may change the set, or remove it.
-  for (int i = 0; i < GetFactCount() && inferenceEngine_ == &engine; ++i) {
+  for (int i = 0; IsIn(engine) && i < GetFactCount(); ++i) {
     IFact fact;
     try {
       if (const IFact kept = GetFact(i)) fact = kept->Clone();
@@ -257,25 +271,40 @@ void TFactSet::Assign(const TPersistent& source) {
     return;
   }
   if (other == this) return;
-  comment_ = other->comment_;
-  module_ = other->module_;
+  TFactSetFacts facts;
+  {
+    const TModuleScope scope(*this, true, other->module_);
+    CopyEntries(*other, facts);
+  }
+  facts_.Clear();
+  // The name first: it counts in the list of the module that the set moves to.
   name_ = other->name_;
-  entries_.clear();
-  const TModuleScope scope(*this, true);
-  for (const Entry& entry : other->entries_) {
-    if (IsDesigning() || (!entry.fact && inferenceEngine_ == nullptr)) {
-      entries_.push_back({entry.text, nullptr});
+  comment_ = other->comment_;
+  SetModule(other->module_);
+  facts_.Assign(facts);
+}
+
+/// The entries of `source` as this set's engine reads them, in the module in focus.
+void TFactSet::CopyEntries(const TFactSet& source, TFactSetFacts& target) {
+  for (int i = 0; i < source.GetFactCount(); ++i) {
+    const IFact& fact = source.PeekFact(i);
+    if (IsDesigning() || (!fact && inferenceEngine_ == nullptr)) {
+      target.AddData(source.GetFactText(i), nullptr);
     } else if (inferenceEngine_ != nullptr) {
-      AddFact(inferenceEngine_->ParseFact(entry.fact ? entry.fact->ToString() : entry.text));
+      const IFact parsed = inferenceEngine_->ParseFact(fact ? fact->ToString() : source.GetFactText(i));
+      target.AddData(parsed->ToString(), parsed);
     } else {
-      AddFact(entry.fact->Clone());
+      target.AddData(fact->ToString(), fact->Clone());
     }
   }
 }
 
 TFactSet* TFactSet::Clone(TComponent* owner) const {
-  auto result = std::make_unique<TFactSet>(owner, name_, module_);
+  // It joins when it is complete: joining may take this set out of the engine, and end it.
+  auto result = std::make_unique<TFactSet>(nullptr, name_, module_);
   result->Assign(*this);
+  if (owner != nullptr) owner->InsertComponent(*result);
+  result->JoinOwner();
   return result.release();
 }
 

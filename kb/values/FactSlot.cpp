@@ -1,4 +1,12 @@
-// Slots of templates. Tested in tests/values/FactTemplateTest.cpp.
+// Slots of templates.
+//
+// A slot with an engine checks under the engine's settings; a free-standing one, which is what the parser
+// makes first, checks nothing and is judged when its template takes a copy. The default value tells the slot
+// when somebody changes it in place, so it must forget the slot before it leaves it.
+//
+// Tested in tests/values/FactTemplateTest.cpp.
+#include <utility>
+
 #include "kb/engine/InferenceEngine.h"
 #include "kb/language/PrettyPrinter.h"
 #include "kb/values/FactTemplate.h"
@@ -61,6 +69,12 @@ void TFactSlot::SetSlotDefault(const IKBValue& value) {
   const bool constant = IsValueConstant(value.Get());
   IKBValue stored = value && !constant ? value->Clone() : value;
   if (owner_ != nullptr && stored) stored = owner_->NewSlotDefault(stored);
+  StoreDefault(stored);
+}
+
+/// Takes the value object itself and watches it, unless it is a constant.
+void TFactSlot::StoreDefault(const IKBValue& value) {
+  const IKBValue stored = value;
   DropDefault();
   slotDefault_ = stored;
   if (!slotDefault_ || slotDefault_->IsImmortal()) return;
@@ -154,14 +168,22 @@ void TFactSlot::Assign(const TPersistent& source) {
   if (!(type == other->typeInfo_) && newDefault && KBReparseTypes.Has(newDefault->GetDType())) {
     newDefault = engine->ParseValue(newDefault->ToString());
   }
+  const TKBTypes formerTypes = std::exchange(slotType_, other->slotType_);
+  IKBDefinedType formerInfo = std::exchange(typeInfo_, type);
+  const IKBValue formerDefault = slotDefault_;
+  try {
+    SetSlotDefault(newDefault);
+    // With its name the slot enters its template.
+    SetName(other->name_);
+  } catch (...) {
+    slotType_ = formerTypes;
+    typeInfo_ = std::move(formerInfo);
+    StoreDefault(formerDefault);
+    throw;
+  }
   defaultDynamic_ = other->defaultDynamic_;
   tag_ = other->tag_;
-  slotType_ = other->slotType_;
-  typeInfo_ = type;
   if (owner_ != nullptr) owner_->NewSlotType();
-  SetSlotDefault(newDefault);
-  // Last: with its name the slot enters its template.
-  SetName(other->name_);
 }
 
 bool TFactSlot::Equals(const TFactSlot* other) const {

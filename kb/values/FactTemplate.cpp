@@ -120,6 +120,7 @@ void TFactTemplate::AddSlot(std::string_view name, const IKBValue& slotDefault) 
   if (!slotDefault) throw EKBException(TKBMessage::BadSlotType);
   if (slotDefault->Is(dtList))
     throw EKBException(TKBMessage::InvalidDefaultSlotValue, {slotDefault->ToString()});
+  if (name.empty()) throw EKBException(TKBMessage::BadSlotName, {std::string(name)});
   if (TFactSlot* slot = FindSlot(name)) {
     const IKBValue& present = slot->GetSlotDefault();
     if (present && present->Is(dtList)) throw EKBException(TKBMessage::MultislotIsNotSlot);
@@ -146,6 +147,7 @@ void TFactTemplate::AddMultiSlot(std::string_view name, const IKBValue& slotDefa
 }
 
 void TFactTemplate::AddSlot(const TFactSlot& slot) {
+  CheckConstructName(slot.GetName());
   auto copy = MakeRef<TFactSlot>(this);
   copy->Assign(slot);
   UpdateOrdered();
@@ -163,6 +165,7 @@ TFactSlot* TFactTemplate::FindSlot(std::string_view name) const {
 
 void TFactTemplate::SetSlot(std::string_view name, const IFactSlot& slot) {
   if (!slot) throw EKBException(TKBMessage::BadSlotType);
+  if (name.empty()) throw EKBException(TKBMessage::BadSlotName, {std::string(name)});
   if (!(slot->GetName() == name)) {
     throw EKBException(TKBMessage::SlotIndexMismatch, {std::string(name), slot->GetName().ToString()});
   }
@@ -211,7 +214,8 @@ void TFactTemplate::NewSlotName(TFactSlot& slot, std::string_view oldName, std::
     if (displaced->position_ == slot.position_) displaced->position_ = -1;
     LetGo(*displaced);
   }
-  if (slot.position_ < 0) {
+  const bool isNew = slot.position_ < 0;
+  if (isNew) {
     slot.position_ = GetPositionCount();
     byPosition_.push_back(nullptr);
   }
@@ -219,7 +223,11 @@ void TFactTemplate::NewSlotName(TFactSlot& slot, std::string_view oldName, std::
   slots_.Put(newName, keep);
   // The layout is built from names, and the slot stores its new one after this call.
   slot.name_ = newName;
-  RebuildLayout();
+  if (isNew) {
+    ExtendLayout(slot);
+  } else {
+    RebuildLayout();
+  }
   UpdateOrdered();
 }
 
@@ -231,24 +239,25 @@ void TFactTemplate::UpdateOrdered() noexcept {
   ordered_ = slots_.GetCount() == 1 && slots_.GetKey(0) == SDefaultSlotName;
 }
 
-/// Works out what depends on names and positions. Costs a sort, for each slot that is added to a template.
+/// Enters a slot into the sorted lists. Of two names that differ in case only the first one stays.
+void TFactTemplate::ExtendLayout(TFactSlot& slot) {
+  const auto before = [](const TKBText& a, const TKBText& b) { return CompareText(a, b) < 0; };
+  const auto place = std::lower_bound(sortedNames_.begin(), sortedNames_.end(), slot.GetName(), before);
+  if (place == sortedNames_.end() || !SameText(*place, slot.GetName())) {
+    sortedSlots_.insert(sortedSlots_.begin() + (place - sortedNames_.begin()), {&slot, slot.position_});
+    sortedNames_.insert(place, slot.GetName());
+  }
+  LayoutChanged();
+}
+
 void TFactTemplate::RebuildLayout() {
   sortedSlots_.clear();
-  for (int i = 0; i < slots_.GetCount(); ++i) {
-    TFactSlot* slot = slots_.GetValue(i).Get();
-    sortedSlots_.push_back({slot, slot->position_});
-  }
-  const auto nameOf = [](const TPlacedSlot& placed) { return placed.slot->GetName().View(); };
-  // Stable, so that of two names that differ in case only the first one stays.
-  std::stable_sort(sortedSlots_.begin(), sortedSlots_.end(), [&](const TPlacedSlot& a, const TPlacedSlot& b) {
-    return CompareText(nameOf(a), nameOf(b)) < 0;
-  });
-  const auto repeated =
-      std::unique(sortedSlots_.begin(), sortedSlots_.end(),
-                  [&](const TPlacedSlot& a, const TPlacedSlot& b) { return SameText(nameOf(a), nameOf(b)); });
-  sortedSlots_.erase(repeated, sortedSlots_.end());
   sortedNames_.clear();
-  for (const TPlacedSlot& placed : sortedSlots_) sortedNames_.push_back(placed.slot->GetName());
+  for (int i = 0; i < slots_.GetCount(); ++i) ExtendLayout(*slots_.GetValue(i));
+  LayoutChanged();
+}
+
+void TFactTemplate::LayoutChanged() noexcept {
   layoutId_ = NewLayoutId();
   hashDirty_ = true;
   fuzzyDirty_ = true;
@@ -332,9 +341,10 @@ void TFactTemplate::Assign(const TPersistent& source) {
     return;
   }
   if (other == this) return;
+  // First what may be refused.
+  SetTemplateName(other->name_);
   backwardChaining_ = other->backwardChaining_;
   comment_ = other->comment_;
-  SetTemplateName(other->name_);
   SetParent(ParentWithin(other->parent_, owner_));
   CopySlots(*other);
 }

@@ -1,8 +1,9 @@
 // The shape of a fact: slots and the template that holds them.
 //
 // Slots are kept by name in the order in which they were added, and a fact holds their values by position. A
-// position is never used twice in a template, so that a fact made before a slot was added or removed is still read
-// rightly. TSlotRef remembers the position for the last template seen: reading a slot while matching hashes nothing.
+// position is never used twice in a template, so that a fact made before a slot was added or removed is still
+// read rightly. TSlotRef remembers the position for the last template seen: reading a slot while matching
+// hashes nothing.
 #pragma once
 
 #include <memory>
@@ -35,11 +36,12 @@ class TFactSlot : public TPersistent, public RefCounted {
   /// Name check; the slot enters its template's table under the name. Set it last.
   virtual void SetName(std::string_view name);
   [[nodiscard]] TKBTypes GetSlotType() const noexcept { return slotType_; }
-  /// "Cannot mix fuzzy type with other primitive types"; a default that no longer fits is replaced by a valid one.
+  /// "Cannot mix fuzzy type with other primitive types"; a default that no longer fits is replaced by a valid
+  /// one.
   virtual void SetSlotType(TKBTypes types);
   [[nodiscard]] const IKBValue& GetSlotDefault() const noexcept { return slotDefault_; }
-  /// Stores a clone (a shared constant as it stands; none allowed). "Invalid default slot value: %s" under the
-  /// dynamic check.
+  /// Stores a clone (a shared constant as it stands; none allowed). "Invalid default slot value: %s" under
+  /// the dynamic check.
   virtual void SetSlotDefault(const IKBValue& value);
   [[nodiscard]] bool GetDefaultDynamic() const noexcept { return defaultDynamic_; }
   void SetDefaultDynamic(bool value) noexcept { defaultDynamic_ = value; }
@@ -62,7 +64,8 @@ class TFactSlot : public TPersistent, public RefCounted {
   virtual void SetTag(intptr_t tag) { tag_ = tag; }
 
  protected:
-  /// Runs when someone changes the default value in place; "Value "%s" is not valid, %s" under the dynamic check.
+  /// Runs when someone changes the default value in place; "Value "%s" is not valid, %s" under the dynamic
+  /// check.
   virtual void ValueChanged(const IKBValue& value);
 
  private:
@@ -70,6 +73,7 @@ class TFactSlot : public TPersistent, public RefCounted {
   [[nodiscard]] bool Accepts(TKBType type) const noexcept;
   [[nodiscard]] std::string WrongTypeText(const TKBValue& value) const;
   void DropDefault();
+  void StoreDefault(const IKBValue& value);
 
   TFactTemplate* owner_;
   IKBValue slotDefault_;
@@ -82,7 +86,8 @@ class TFactSlot : public TPersistent, public RefCounted {
   int position_ = -1;  // of the slot's values in facts; given by the template that holds the slot
 };
 
-/// A fact template. Its owner is normally the engine; without one it prints plainly and skips the engine's checks.
+/// A fact template. Its owner is normally the engine; without one it prints plainly and skips the engine's
+/// checks.
 class TFactTemplate : public TModuleConstruct {
  public:
   explicit TFactTemplate(TObject* owner);
@@ -113,8 +118,8 @@ class TFactTemplate : public TModuleConstruct {
   /// True when a slot is fuzzy; cached.
   [[nodiscard]] bool IsFuzzy() const;
 
-  /// Adds a slot or gives an existing one a new default. "Bad Slot Type", "Invalid default slot value: %s",
-  /// "Invalid value for existing slot, multislot is not slot".
+  /// Adds a slot or gives an existing one a new default. "Bad Slot Type", "Bad Slot Name: %s", "Invalid
+  /// default slot value: %s", "Invalid value for existing slot, multislot is not slot".
   virtual void AddSlot(std::string_view name, const IKBValue& slotDefault);
   virtual void AddMultiSlot(std::string_view name, const IKBValue& slotDefault);
   /// Adds a copy of the slot.
@@ -150,7 +155,8 @@ class TFactTemplate : public TModuleConstruct {
   [[nodiscard]] int GetPositionCount() const noexcept { return static_cast<int>(byPosition_.size()); }
   /// Differs between any two layouts of any two templates of the process.
   [[nodiscard]] uint64_t GetLayoutId() const noexcept { return layoutId_; }
-  /// Changes whenever any template of the process gets another name or parent; guards caches of matching templates.
+  /// Changes whenever any template of the process gets another name or parent; guards caches of matching
+  /// templates.
   [[nodiscard]] static uint64_t GetNamingEpoch() noexcept;
 
   /// A new fact with its defaults filled in.
@@ -179,7 +185,9 @@ class TFactTemplate : public TModuleConstruct {
   IFactSlot MakeSlot(std::string_view name, TKBTypes types, const IKBValue& slotDefault);
   void LetGo(TFactSlot& slot) noexcept;
   void UpdateOrdered() noexcept;
+  void ExtendLayout(TFactSlot& slot);
   void RebuildLayout();
+  void LayoutChanged() noexcept;
 
   bool backwardChaining_ = false;
   bool ordered_ = false;
@@ -190,9 +198,9 @@ class TFactTemplate : public TModuleConstruct {
   IFactTemplate parent_;
   std::string comment_;
   TQDStringHashTable<IFactSlot> slots_;
-  std::vector<TFactSlot*> byPosition_;       // null where the slot was removed
+  std::vector<TFactSlot*> byPosition_;  // null where the slot was removed
   std::vector<TKBText> sortedNames_;
-  std::vector<TPlacedSlot> sortedSlots_;     // parallel to sortedNames_
+  std::vector<TPlacedSlot> sortedSlots_;  // parallel to sortedNames_
   TKBText name_;
   TObject* owner_;
   TInferenceEngine* engine_ = nullptr;

@@ -8,6 +8,7 @@
 #include "kb/values/KBContext.h"
 
 #include "kb/common/Helpers.h"
+#include "kb/engine/InferenceEngine.h"
 #include "kb/platform/StackGuard.h"
 #include "kb/values/Fact.h"
 #include "kb/values/ValueVector.h"
@@ -264,8 +265,11 @@ void TKBContext::Assign(const TPersistent& source) {
 // ---- facts and lists
 
 IFact TKBContext::Resolve(const IFact& fact) {
+  RequireObject(fact, "fact");
   const IFactTemplate factTemplate = fact->GetTemplate();
   if (!factTemplate) throw EKBException(TKBMessage::FactTemplateMissing);
+  const TInferenceEngine* engine = factTemplate->GetEngine();
+  const bool adapts = engine != nullptr && engine->GetTypeChecks().Has(tcDynamic);
   // By index: what is evaluated may change the template.
   for (size_t i = 0; i < factTemplate->GetSortedSlots().size(); ++i) {
     const TKBText name = factTemplate->GetSortedSlots()[i].slot->GetName();
@@ -279,6 +283,9 @@ IFact TKBContext::Resolve(const IFact& fact) {
       } else {
         resolved = MakeRef<TKBValue>(expanded);
       }
+    } else if (adapts && !(resolved == value) && !resolved->IsImmortal()) {
+      // Storing may change the type of the value, which may stand in another fact.
+      resolved = resolved->Clone();
     }
     fact->SetValue(name, resolved);
   }

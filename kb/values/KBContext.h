@@ -75,8 +75,8 @@ class TBinding final : public TBindingInfo {
 
 enum TTableNotification { tnAdded, tnDeleted, tnCleared };
 
-/// The bindings of one context, in order of insertion. Few in most contexts: found by a walk over hashes; from 12 on
-/// by an index.
+/// The bindings of one context, in order of insertion. Few in most contexts: found by a walk over hashes;
+/// from 12 on by an index.
 class TBindings {
  public:
   explicit TBindings(TKBContext& context) noexcept : context_(context) {}
@@ -86,7 +86,7 @@ class TBindings {
   void Remove(const TKBText& name);
   void Clear();
   [[nodiscard]] int GetCount() const noexcept { return static_cast<int>(items_.size()); }
-  [[nodiscard]] TBinding& Get(int index) const { return *items_.at(static_cast<size_t>(index)); }
+  [[nodiscard]] TBinding& Get(int index) const { return *ItemAt(items_, index); }
 
  private:
   [[nodiscard]] size_t IndexOf(const TKBText& name) const noexcept;
@@ -96,8 +96,8 @@ class TBindings {
   std::unique_ptr<std::unordered_map<TKBText, size_t>> index_;
 };
 
-/// A table of named bindings with a link to a parent context, the engine, the current token and fact of the matcher,
-/// and a pending return value. The engine's root context holds the global variables.
+/// A table of named bindings with a link to a parent context, the engine, the current token and fact of the
+/// matcher, and a pending return value. The engine's root context holds the global variables.
 class TKBContext : public TPersistent, public TPooled {
  public:
   /// `parent` may be null and is not owned; it outlives this context.
@@ -145,13 +145,15 @@ class TKBContext : public TPersistent, public TPooled {
   /// Copies the return flag and a clone of the return value, no bindings.
   void Assign(const TPersistent& source) override;
 
-  // Token and fact of the matcher. Held as plain pointers: whoever sets them keeps them alive and clears them.
+  // Token and fact of the matcher. Held as plain pointers: whoever sets them keeps them alive and clears
+  // them.
   [[nodiscard]] TKBToken* GetToken() const noexcept { return token_; }
   void SetToken(TKBToken* token) noexcept { token_ = token; }
   [[nodiscard]] TFact* GetFact() const noexcept { return fact_; }
   void SetFact(TFact* fact) noexcept { fact_ = fact; }
 
-  /// Resolves every slot of the fact in place and gives the same fact. Multifields are expanded.
+  /// Resolves every slot of the fact in place and gives the same fact. Multifields are expanded. Raises "Fact
+  /// Template is missing".
   IFact Resolve(const IFact& fact);
   /// A new vector of the resolved elements, multifields spliced in. Too deep nesting raises ERecursionError.
   [[nodiscard]] IValueVector ExpandList(const TValueVector& list);

@@ -9,6 +9,7 @@
 namespace kb {
 
 void CheckConstructName(std::string_view name) {
+  if (name.empty()) throw EKBException(TKBMessage::MissingName);
   const size_t bad = name.find_first_of(kForbiddenNameCharacters);
   if (bad == std::string_view::npos) return;
   throw EKBException(TKBMessage::UnexpectedCharacter, {std::string(name), std::string(1, name[bad])});

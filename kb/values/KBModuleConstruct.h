@@ -11,7 +11,8 @@
 
 namespace kb {
 
-/// Raises ""%s" contains unexpected character: "%s"" when `name` holds a character that no name may hold.
+/// Raises "Missing name" for an empty name and ""%s" contains unexpected character: "%s"" for one that holds
+/// a character that no name may hold.
 void CheckConstructName(std::string_view name);
 
 /// A construct with a home module and the list of modules in whose registries it stands, its own included.

@@ -1,3 +1,11 @@
+// Multifields and singletons.
+//
+// Elements are counted references, so copying a vector's handle shares it and Clone is what separates two: it
+// makes new element objects, but a multifield inside an element is still shared, as for every clone of a
+// value. The vector of the constant empty list is reachable from every engine of the process, hence the check
+// before each change. Nested vectors may be deep, or hold themselves: whatever descends checks the stack.
+//
+// Tested in tests/values/ValueVectorTest.cpp.
 #include "kb/values/ValueVector.h"
 
 #include <algorithm>
@@ -19,20 +27,18 @@ namespace {
 
 }  // namespace
 
-void TValueVector::CheckIndex(int index) const { CheckListIndex(index, GetValueCount()); }
-
 void TValueVector::CheckMutable() const {
   if (IsImmortal()) throw EKBException(TKBMessage::SharedConstant);
 }
 
 const IKBValue& TValueVector::Get(int index) const {
-  CheckIndex(index);
+  CheckListIndex(index, GetValueCount());
   return items_[static_cast<size_t>(index)];
 }
 
 void TValueVector::Put(int index, const IKBValue& value) {
   CheckMutable();
-  CheckIndex(index);
+  CheckListIndex(index, GetValueCount());
   items_[static_cast<size_t>(index)] = value;
 }
 
@@ -44,13 +50,13 @@ int TValueVector::Add(const IKBValue& value) {
 
 void TValueVector::Insert(int index, const IKBValue& value) {
   CheckMutable();
-  if (index != GetValueCount()) CheckIndex(index);
+  CheckListIndex(index, GetValueCount() + 1);
   items_.insert(items_.begin() + index, value);
 }
 
 void TValueVector::Delete(int index) {
   CheckMutable();
-  CheckIndex(index);
+  CheckListIndex(index, GetValueCount());
   items_.erase(items_.begin() + index);
 }
 

@@ -11,10 +11,10 @@
 
 namespace kb {
 
-/// The multifield: values in order of insertion, zero-based, the same value possibly twice, an element possibly
-/// missing (a null handle). IndexOf and Remove go by identity of the value object, Equals by content.
-/// A bad index raises EListError "List index out of bounds (%d)". The vector of FCNilList is shared by the whole process:
-/// changing it raises EKBException.
+/// The multifield: values in order of insertion, zero-based, the same value possibly twice, an element
+/// possibly missing (a null handle). IndexOf and Remove go by identity of the value object, Equals by
+/// content. A bad index raises EListError "List index out of bounds (%d)". The vector of FCNilList is shared
+/// by the whole process: changing it raises EKBException.
 class TValueVector : public RefCounted, public TPooled {
  public:
   TValueVector() = default;
@@ -56,7 +56,6 @@ class TValueVector : public RefCounted, public TPooled {
   [[nodiscard]] auto end() const noexcept { return items_.end(); }
 
  private:
-  void CheckIndex(int index) const;
   void CheckMutable() const;
   std::vector<IKBValue> items_;
   intptr_t tag_ = 0;

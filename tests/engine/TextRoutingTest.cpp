@@ -61,7 +61,7 @@ TEST_F(TextRouting, NamedStreamsGiveLinesAndTokens) {
   EXPECT_EQ(engine.ReadLine("in"), "second line");
   EXPECT_EQ(engine.ReadToken("in")->ToString(), "third");
   EXPECT_EQ(engine.ReadLine("in"), "");
-  EXPECT_THROW(engine.GetIOStreams().RemoveStream("out"), EKBException);
+  EXPECT_THROW(engine.GetIOStreams().Remove("out"), EKBException);
   engine.Clear();
   EXPECT_EQ(engine.GetIOStreams().FindStream("in"), nullptr);
 }

@@ -36,14 +36,16 @@ TEST_F(ParseError, TopLevel) {
       {"\"text\"", Framed(symbol + R"(\"text"\)", "GetConstructType", R"(\"text"\ )")},
       {"& x", Framed(symbol + "&", "GetConstructType", "& ")},
       {")", Framed(symbol + ")", "GetConstructType", ") ")},
-      {"?x", "Unknown variable name: x"},
+      {"?x", Framed("Unknown variable name: x", "Parse", "?x ")},
       {"(", Framed("Missing name", "ParseFunCall", " ( EOF ")},
       {"\n\n(foo", Framed("Unexpected end of stream", "ParseFunCall", " ( foo EOF ", 3)},
       {"(1 2)", Framed("Missing name", "ParseFunCall", " ( 1 ")},
       {"(\"a\")", Framed("Missing name", "ParseFunCall", R"( ( \"a"\ )")},
       {"(& b)", Framed("Missing name", "ParseFunCall", " ( & ")},
       {"(nosuch 1)", "Function is unimplemented or unassigned: nosuch"},
-      {"\"open", "Invalid string value, string was not terminated"},
+      {"\"open", Framed("Invalid string value, string was not terminated", "Parse", "\"open")},
+      {"(+ 1 2)\n(c \"open)\n)",
+       Framed("Invalid string value, string was not terminated", "Parse", "( c \"open)\n)", 2)},
   });
 }
 
@@ -71,7 +73,7 @@ TEST_F(ParseError, Facts) {
       {"(assert (b 1 2", Framed("Expected \")\"", "ParseFactSlot", " ( assert ( b 1 2 EOF ")},
       {"(assert (p x))", Framed("Expected \"(\"", "ParseFactSlot", " ( assert ( p x ")},
       {"(assert (p (1 x)))", Framed("Bad Slot Name: 1", "ParseFactSlot", " ( assert ( p ( 1 ")},
-      {"(assert (p (q 1)))", "No such slot name: \"q\""},
+      {"(assert (p (q 1)))", Framed("No such slot name: \"q\"", "ParseFactSlot", " ( assert ( p ( q ")},
       {"(assert (p (n 1 2)))", Framed("Expected \")\"", "ParseFactSlot", " ( assert ( p ( n 1 2 ")},
       {"(assert (p (n)))", Framed("Bad Slot Value: )", "ParseValue", " ( assert ( p ( n ) ")},
       {"(assert (p (n abc)))", Framed("Not a INTEGER type.  Value (abc) is a dtAtom type for ParseValue slot",
@@ -115,13 +117,21 @@ TEST_F(ParseError, Templates) {
        Framed("Invalid slot type: SLOT", "ParseFactTemplateSlot", " ( deftemplate a ( SLOT ")},
       {"(deftemplate a (slot 1))",
        Framed("Bad Slot Name: 1", "ParseFactTemplateSlot", " ( deftemplate a ( slot 1 ")},
-      {"(deftemplate a (slot b$c))", "\"b$c\" contains unexpected character: \"$\""},
-      {"(deftemplate a$b (slot c))", "\"a$b\" contains unexpected character: \"$\""},
+      {"(deftemplate a (slot b$c))", Framed("\"b$c\" contains unexpected character: \"$\"",
+                                            "ParseFactTemplateSlot", " ( deftemplate a ( slot b$c ")},
+      {"(deftemplate a$b (slot c))",
+       Framed("\"a$b\" contains unexpected character: \"$\"", "ParseFactTemplate", " ( deftemplate a$b ( ")},
       {"(deftemplate a (slot b) c)",
        Framed("Expected \")\"", "ParseFactTemplate", " ( deftemplate a ( slot b ) c ")},
       {"(deftemplate a (slot b c))", slot("Expected \")\"", "c ", "ParseFactTemplate")},
       {"(deftemplate a (slot b (sort 1)))", slot("Invalid slot qualifier: sort", "( sort ")},
-      {"(deftemplate a (slot b (default ?NONE)))", "Corrupted Binding, variable not found: NONE"},
+      {"(deftemplate a (slot b (default ?NONE)))",
+       slot("Corrupted Binding, variable not found: NONE", "( default ?NONE ")},
+      {"(deftemplate a (slot b (range 1 ?max)))",
+       slot("Corrupted Binding, variable not found: max", "( range 1 ?max ", "ParseDefinedType")},
+      {"(deftemplate a (slot b (allowed-integers one)))",
+       slot("Not a integer type.  Value (one) is a dtAtom type", "( allowed-integers one ",
+            "ParseDefinedType")},
       {"(deftemplate a (slot b (type NOTYPE)))",
        slot("Invalid slot type: NOTYPE", "( type NOTYPE ", "ParseSlotTypes")},
       {"(deftemplate a (slot b (type FUZZY INTEGER)))",
@@ -188,7 +198,9 @@ TEST_F(ParseError, FuzzyTypesAreRefused) {
        Framed("Fuzzy Type Definition needed to parse value", "ParseValue", " ( assert ( a ( b ")},
       {"(defrule r (a (b hot)) =>)",
        Framed("Fuzzy Type Definition needed to parse value", "ParsePattern", " ( defrule r ( a ( b hot ")},
-      {"(deftype t extends (type FUZZY) (range 0 1))", "Fuzzy types are not available in this version"},
+      {"(deftype t extends (type FUZZY) (range 0 1))",
+       Framed("Fuzzy types are not available in this version", "Parse",
+              " ( deftype t extends ( type FUZZY ) ")},
   });
 }
 
@@ -199,7 +211,8 @@ TEST_F(ParseError, Rules) {
   };
   Check({
       {"(defrule 1)", Framed("Missing name", "ParseFullName", " ( defrule 1 ")},
-      {"(defrule a?b =>)", "\"a?b\" contains unexpected character: \"?\""},
+      {"(defrule a?b =>)",
+       Framed("\"a?b\" contains unexpected character: \"?\"", "ParseRule", " ( defrule a?b = ")},
       {"(defrule r (declare (weight 1)) =>)",
        rule("Expected rule property, salience, oneshot, or enabled", "( declare ( weight ", "ParseRule")},
       {"(defrule r (declare (salience 1.5)) =>)",
@@ -220,8 +233,12 @@ TEST_F(ParseError, Rules) {
       {"(defrule r (person (1 2)) =>)", rule("Bad Slot Name: 1", "( person ( 1 ", "ParsePattern")},
       {"(defrule r (person (name a b)) =>)",
        rule("Slot \"name\" is not a multislot", "( person ( name a b ", "ParsePattern")},
-      {"(defrule r (person (size 1)) =>)", "No such slot name: \"size\""},
-      {"(defrule r (a ~?x) =>)", "First Use of Variable is negated, variable name is x"},
+      {"(defrule r (person (size 1)) =>)",
+       rule("No such slot name: \"size\"", "( person ( size 1 ", "ParsePattern")},
+      {"(defrule r (a ~?x) =>)",
+       rule("First Use of Variable is negated, variable name is x", "( a ~ ?x ) ", "ParseRulePatterns")},
+      {"(defrule r (a ?x) (test (> ?y 1)) =>)",
+       rule("Unknown variable name: y", "( a ?x ) ( test ( > ?y 1 ) ) = > ) ", "Parse")},
   });
   EXPECT_EQ(engine.GetRules().GetCount(), 0);
 }
