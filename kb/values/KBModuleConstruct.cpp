@@ -1,3 +1,7 @@
+// What templates and defined types know of modules.
+//
+// The list of import modules says in which registries the construct stands; the registries keep it in step when they
+// take or drop the construct, and a module takes itself out before it goes. Nothing here follows the pointers.
 #include "kb/values/KBModuleConstruct.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Tested in tests/values/ValueVectorTest.cpp.
 #include "kb/values/ValueHashTable.h"
 
 #include "kb/common/Helpers.h"

@@ -36,6 +36,75 @@ TEST(Constructs, ASecondRuleOfANameFollowsTheSetting) {
   EXPECT_EQ(engine.GetAgendaCount(), 1);
 }
 
+TEST(Constructs, ARedefinitionThatFailsLeavesTheOldRule) {
+  TInferenceEngine engine;
+  engine.Parse("(assert (a word)) (defrule q (a ?) =>) (defrule r \"old\" (a ?) =>) (defrule s (a ?) =>)",
+               true);
+  TLines events;
+  engine.OnAddRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("+" + rule.GetComment()); };
+  engine.OnRemoveRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("-" + rule.GetComment()); };
+  EXPECT_THROW(engine.Parse("(defrule r \"unbound\" (a ?x) (test (> ?y 1)) =>)", true), EKBParseException);
+  EXPECT_THROW(engine.Parse("(defrule r \"fails on a fact\" (a ?x&:(> ?x 3)) =>)", true), EKBParseException);
+  EXPECT_EQ(events, TLines({"-old", "+old", "-old", "+old"}));
+  ASSERT_EQ(engine.GetRules().GetCount(), 3);
+  EXPECT_EQ(engine.GetRules().GetValue(1)->GetComment(), "old");
+  EXPECT_EQ(engine.GetRules().GetValue(1)->GetOwner(), &engine);
+  EXPECT_EQ(engine.GetAgendaCount(), 3);
+  EXPECT_EQ(engine.Run(), 3);
+}
+
+TEST(Constructs, ARedefinedFunctionKeepsItsPlace) {
+  TInferenceEngine engine;
+  engine.SetPackages({});
+  engine.Parse("(deffunction a () 1) (deffunction b () 1) (deffunction c () 1) (deffunction b () 2)", true);
+  EXPECT_EQ(engine.GetUserFunctionTable().GetNamesToString(), "a\r\nb\r\nc");
+  EXPECT_EQ(engine.GetUserFunctionTable().GetNumInterpreted(), 3);
+  EXPECT_EQ(engine.ParseNExecuteFunCall("(b)")->GetAsInteger(), 2);
+}
+
+TEST(Constructs, RulesAreListedInTheOrderOfTheirTextsWithoutCase) {
+  TInferenceEngine engine;
+  engine.Parse("(defrule c =>) (defrule B =>) (defrule a =>)", true);
+  const std::string text = engine.GetRules().ToString();
+  EXPECT_LT(text.find("::a"), text.find("::B"));
+  EXPECT_LT(text.find("::B"), text.find("::c"));
+}
+
+TEST(Constructs, MissingObjectsAndNamesAreRefused) {
+  TInferenceEngine engine;
+  EXPECT_THROW(engine.GetFactTemplates().Add(nullptr), EKBException);
+  EXPECT_THROW(engine.GetFactTemplates().Add(MakeRef<TFactTemplate>(&engine)), EKBException);
+  EXPECT_THROW(engine.GetDefinedTypes().Add(nullptr), EKBException);
+  EXPECT_THROW(engine.GetRules().Put("r", nullptr), EKBException);
+  EXPECT_THROW(engine.AddUserFunction(nullptr), EKBException);
+  EXPECT_THROW(engine.SetUserFunction("f", nullptr), EKBException);
+  EXPECT_THROW(engine.RegisterFunction("f", nullptr), EKBException);
+  EXPECT_THROW(engine.RegisterFunction("", [](TFunctionArguments&) { return FCTrue; }), EKBException);
+  EXPECT_THROW(engine.CreateFactTemplate(""), EKBException);
+  EXPECT_THROW(engine.CreateFactTemplate("a")->AddSlot("", FCNil), EKBException);
+  EXPECT_THROW(engine.CreateFactTemplate("a")->AddSlot(TFactSlot()), EKBException);
+  EXPECT_THROW(engine.FindFactTemplate("a")->SetTemplateName(""), EKBException);
+  EXPECT_EQ(engine.FindFactTemplate("a")->ToString(), "(deftemplate MAIN::a \"(Implied)\")");
+  EXPECT_FALSE(engine.ContainsUserFunction("f"));
+  EXPECT_EQ(engine.GetFactTemplates().GetCount(), 3);
+}
+
+TEST(Constructs, WithoutAModuleAnEngineRefusesWorkAndClearBringsItBack) {
+  TInferenceEngine engine;
+  engine.RemoveModule(IModule(engine.GetCurrentModule()));
+  EXPECT_THROW(engine.Assert("(a)"), EKBException);
+  EXPECT_THROW(engine.Retract(1), EKBException);
+  EXPECT_THROW(engine.Parse("(defrule r (a) =>)", true), EKBException);
+  EXPECT_THROW(engine.Run(), EKBException);
+  EXPECT_THROW(engine.Reset(), EKBException);
+  EXPECT_THROW((void)engine.GetFacts(), EKBException);
+  engine.SetStrategy(ssBreadthFirst);
+  engine.SetFactDuplication(true);
+  engine.Clear();
+  engine.Reset();
+  EXPECT_EQ(engine.GetFacts().GetCount(), 1);
+}
+
 TEST(Constructs, ARedefinedTemplateKeepsWhatStillFits) {
   TInferenceEngine engine;
   engine.Parse(

@@ -5,9 +5,14 @@
 
 #include "kb/engine/InferenceEngine.h"
 #include "kb/matching/ReteNetwork.h"
+#include "kb/platform/Strings.h"
+#include "kb/values/KBContext.h"
 
 namespace kb {
 namespace {
+
+/// A persistent object that takes nothing.
+class TNoTarget : public TPersistent {};
 
 TEST(FactBase, AnEqualFactIsRefusedWithoutATrace) {
   TInferenceEngine engine;
@@ -42,7 +47,96 @@ TEST(FactBase, RetractingWhatIsNotThereIsNoError) {
   EXPECT_EQ(engine.GetFacts().GetCount(), 1);
   EXPECT_THROW(engine.RetractFact(7), EListError);
   EXPECT_THROW(engine.RetractFact(-1), EListError);
-  EXPECT_THROW(engine.Assert(IFact()), EKBException);
+}
+
+TEST(FactBase, MissingAndForeignFactsAreRefusedAndNothingChanges) {
+  TInferenceEngine engine;
+  TInferenceEngine other;
+  const IFact bare = MakeRef<TFact>(IFactTemplate());
+  const IFact foreign = other.ParseFact("(a 1)");
+  for (const IFact& fact : {IFact(), bare, foreign}) {
+    EXPECT_THROW(engine.Assert(fact), EKBException);
+    EXPECT_THROW(engine.AddPendingFact(fact, true), EKBException);
+    EXPECT_THROW(engine.BeginFactModify(fact), EKBException);
+    EXPECT_THROW(engine.EndFactModify(fact), EKBException);
+    EXPECT_THROW(engine.GetFacts().Add(fact), EKBException);
+    EXPECT_FALSE(engine.IsModifyingFact());
+  }
+  for (const IFact& fact : {IFact(), bare}) {
+    EXPECT_THROW(engine.Retract(fact), EKBException);
+    EXPECT_THROW(engine.GetFacts().Put(0, fact), EKBException);
+    EXPECT_THROW(engine.GetFacts().Insert(0, fact), EKBException);
+    EXPECT_THROW(engine.GetGlobalContext().Resolve(fact), EKBException);
+  }
+  EXPECT_THROW(engine.RetractFact(IFact()), EKBException);
+  EXPECT_EQ(engine.GetFacts().Remove(IFact()), -1);
+  EXPECT_EQ(engine.GetFacts().ToString(), "(Initial-Fact)");
+  EXPECT_EQ(engine.GetFactIdCounter(), 1);
+}
+
+TEST(FactBase, AnObjectStandsInTheListOnce) {
+  TInferenceEngine engine;
+  engine.Parse("(defrule r (a ?) =>)", true);
+  engine.SetFactDuplication(true);
+  const IFact fact = engine.ParseFact("(a 1)");
+  EXPECT_EQ(engine.Assert(fact), 1);
+  EXPECT_EQ(engine.Assert(fact), 2);
+  EXPECT_EQ(fact->GetID(), 1);
+  EXPECT_EQ(engine.GetAgendaCount(), 2);
+  engine.Retract(1);
+  engine.Retract(2);
+  EXPECT_EQ(engine.GetFacts().GetCount(), 1);
+  EXPECT_EQ(engine.GetAgendaCount(), 0);
+}
+
+TEST(FactBase, TheModifyFlagStandsThroughTheEventsOfTheModification) {
+  TInferenceEngine engine;
+  engine.Parse("(deftemplate p (slot a)) (assert (p (a 1)))", true);
+  std::string flags;
+  engine.OnRetraction = [&](TInferenceEngine& e, const IFact&) { flags += e.IsModifyingFact() ? 'r' : '-'; };
+  engine.OnAssertion = [&](TInferenceEngine& e, const IFact&) { flags += e.IsModifyingFact() ? 'a' : '-'; };
+  engine.Parse("(modify 1 (a 2))", true);
+  EXPECT_EQ(flags, "ra");
+  EXPECT_FALSE(engine.IsModifyingFact());
+}
+
+TEST(FactBase, AHandlerMayRetractTheFactThatIsBeingRetracted) {
+  TInferenceEngine engine;
+  engine.Parse("(defrule r (not (a)) =>)", true);
+  engine.Assert("(a)");
+  engine.OnRetraction = [&](TInferenceEngine& e, const IFact& fact) {
+    e.OnRetraction = nullptr;
+    e.Retract(fact);
+  };
+  engine.Retract("(a)");
+  EXPECT_EQ(engine.GetFacts().GetCount(), 1);
+  EXPECT_EQ(engine.GetAgendaCount(), 1);
+  EXPECT_GE(engine.Assert("(a)"), 0);
+  EXPECT_EQ(engine.GetAgendaCount(), 0) << "the negation counted one fact, not two";
+}
+
+TEST(FactBase, AReplacedEntryLeavesNoTraceInTheIndexOfDuplicates) {
+  TInferenceEngine engine;
+  engine.Assert("(a 1)");
+  engine.GetFacts().Put(1, engine.ParseFact("(a 2)"));
+  EXPECT_GE(engine.Assert("(a 1)"), 0);
+}
+
+TEST(FactBase, LocalFactsGoFromTheLastToTheFirst) {
+  TInferenceEngine engine;
+  engine.Assert("(a 1)");
+  engine.Assert("(a 2)");
+  std::string retracted;
+  engine.OnRetraction = [&](TInferenceEngine&, const IFact& fact) { retracted += fact->ToString(); };
+  TInferenceEngine source;
+  source.Assert("(b 1)");
+  engine.GetFacts().AssignLocal(source.GetFacts());
+  EXPECT_EQ(retracted, "(a 2 )(a 1 )(Initial-Fact)");
+  TStringList texts;
+  texts.Assign(engine.GetFacts());
+  EXPECT_EQ(texts.GetText(), "(Initial-Fact)\r\n(b 1 )\r\n");
+  TNoTarget target;
+  EXPECT_THROW(target.Assign(engine.GetFacts()), EConvertError);
 }
 
 TEST(FactBase, EventsComeInTheirOrderAndHandlersMayAssert) {
@@ -87,6 +181,34 @@ TEST(FactBase, PreserveIDsKeepsTheIdAndLaterFactsGetHigherOnes) {
   engine.GetFacts().Add(low);
   EXPECT_EQ(engine.GetFacts().FindFact(50), 1);
   EXPECT_EQ(engine.GetFacts().FindFact(101), 3);
+}
+
+TEST(FactBase, APreservedIdDoesNotLeadToIdsInUse) {
+  TInferenceEngine engine;
+  for (int i = 1; i < 10; ++i) engine.Assert("(n " + std::to_string(i) + ")");
+  engine.GetFacts().SetPreserveIDs(true);
+  engine.Retract(4);
+  const IFact fact = engine.ParseFact("(a)");
+  fact->SetID(4);
+  int32_t follower = -1;
+  engine.OnAssertion = [&](TInferenceEngine& e, const IFact&) {
+    e.OnAssertion = nullptr;
+    follower = e.Assert("(b)");
+    throw EConvertError("stop");
+  };
+  EXPECT_THROW(engine.GetFacts().Add(fact), EConvertError);
+  EXPECT_EQ(engine.GetFacts().FindFact(4), 4);
+  EXPECT_EQ(follower, 10);
+  EXPECT_EQ(engine.Assert("(c)"), 11);
+  const IFact bad = engine.ParseFact("(d)");
+  bad->SetID(2147483647);
+  engine.GetFacts().Add(bad);
+  EXPECT_EQ(bad->GetID(), 12) << "nothing could follow the highest number";
+  // A duplicate takes no id, and the numbers go on as they were.
+  const IFact again = engine.ParseFact("(c)");
+  again->SetID(1000);
+  engine.GetFacts().Add(again);
+  EXPECT_EQ(engine.GetFacts().FindFact(1000), -1);
 }
 
 TEST(FactBase, ChangesOfTheListFromOutsideAreRequests) {

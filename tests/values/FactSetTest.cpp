@@ -129,5 +129,74 @@ TEST(FactSet, ClonesBelongToTheirOwner) {
   EXPECT_EQ(target.GetFactSets().IndexOf(clone), 0);
 }
 
+TEST(FactSet, MovesIntoTheModuleOfItsSource) {
+  TInferenceEngine engine;
+  engine.Parse("(defmodule other)", true);
+  const IModule main = engine.GetModules().Get(0);
+  engine.SetCurrentModule(main);
+  auto set = std::make_unique<TFactSet>(nullptr, "s", "");
+  set->SetFacts({"(a 1)"});
+  set->SetEngine(&engine);
+  TFactSet source(nullptr, "t", "nowhere");
+  source.SetFacts({"(z 1)"});
+  EXPECT_THROW(set->Assign(source), EKBException);
+  EXPECT_EQ(set->GetFactSetName() + set->GetFactText(0), "s(a 1)") << "as it was";
+  source.SetModule("other");
+  source.SetFacts({"(z"});
+  EXPECT_THROW(set->Assign(source), EKBException);
+  EXPECT_EQ(set->GetFactText(0), "(a 1)");
+  source.SetFacts({"(z 1)"});
+  set->Assign(source);
+  EXPECT_EQ(set->GetFact(0)->GetTemplate()->GetModule()->GetName(), "other");
+  EXPECT_EQ(engine.GetFactSets().GetCount(), 0);
+  EXPECT_EQ(engine.GetModules().Get(1)->GetFactSets()->IndexOf("t"), 0);
+  EXPECT_EQ(engine.GetCurrentModule(), main);
+  set = nullptr;
+  EXPECT_EQ(engine.GetModules().Get(1)->GetFactSets()->GetCount(), 0);
+}
+
+TEST(FactSet, MayBeReplacedWhileItAssertsItsFacts) {
+  TInferenceEngine engine;
+  engine.RegisterFunction("replace", [&](TFunctionArguments&) -> IKBValue {
+    engine.Parse("(deffacts d (new))", true);
+    return FCTrue;
+  });
+  engine.Parse("(deffacts d (a =(replace)) (behind))", true);
+  engine.Reset();
+  EXPECT_EQ(FactTexts(engine), "(a TRUE )(Initial-Fact)") << "what is gone asserts no more";
+  engine.Reset();
+  EXPECT_EQ(FactTexts(engine), "(new)(Initial-Fact)");
+  engine.Parse("(deffacts d (a =(clear)) (behind))", true);
+  engine.Reset();
+  EXPECT_EQ(FactTexts(engine), "(a TRUE )(Initial-Fact)");
+  EXPECT_EQ(engine.GetFactSets().GetCount(), 0);
+}
+
+TEST(FactSet, AHostMayFillTheEntriesThemselves) {
+  TInferenceEngine engine;
+  TFactSet set(&engine, "s", "");
+  set.GetFacts().Add("(a 1)");
+  EXPECT_EQ(set.PeekFact(0), nullptr);
+  EXPECT_EQ(set.GetFact(0)->ToString(), "(a 1 )");
+  set.GetFacts().Put(0, "(b 2)");
+  EXPECT_EQ(set.GetFact(0)->ToString(), "(b 2 )") << "another text is another fact";
+  TStringList texts;
+  texts.SetText("(c)\n(d)");
+  set.SetFacts(texts);
+  EXPECT_EQ(set.GetFactCount(), 2);
+  EXPECT_NE(set.PeekFact(1), nullptr);
+  EXPECT_THROW(set.AddFact(nullptr), EKBException);
+  EXPECT_THROW(set.SetFactSetName(""), EKBException);
+}
+
+TEST(FactSet, ACloneInTheSameEngineTakesThePlaceOfTheOriginal) {
+  TInferenceEngine engine;
+  engine.Parse("(deffacts d (a 1))", true);
+  TFactSet* clone = engine.GetFactSets().Get(0).Clone(&engine);
+  EXPECT_EQ(engine.GetFactSets().GetCount(), 1);
+  EXPECT_EQ(engine.GetFactSets().IndexOf(clone), 0);
+  EXPECT_EQ(clone->GetFact(0)->ToString(), "(a 1 )");
+}
+
 }  // namespace
 }  // namespace kb

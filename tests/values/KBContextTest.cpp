@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "kb/engine/InferenceEngine.h"
 #include "kb/matching/KBToken.h"
 #include "kb/platform/Exceptions.h"
 #include "kb/values/Fact.h"
@@ -261,6 +262,19 @@ TEST(KBContext, FactsResolveInPlace) {
   EXPECT_EQ(source->GetValue("m")->ToString(), "9 ");
   const IFact empty = MakeRef<TFact>(IFactTemplate());
   EXPECT_THROW(context.Resolve(empty), EKBException);
+}
+
+// A value that one fact hands to another is adapted there, not in the fact that it comes from.
+TEST(KBContext, TheDynamicCheckAdaptsACopyOfAValueFromElsewhere) {
+  TInferenceEngine engine;
+  engine.SetTypeChecks({tcStatic, tcDynamic});
+  engine.Parse(
+      "(deftemplate p (slot n (type INTEGER))) (deftemplate q (slot f (type FLOAT)))"
+      "(defrule r (p (n ?x)) => (assert (q (f ?x))))",
+      true);
+  engine.Assert("(p (n 3))");
+  engine.Run();
+  EXPECT_EQ(engine.GetFacts().ToString(), "(Initial-Fact)\r\n(p (n 3))\r\n(q (f 3.0000))");
 }
 
 }  // namespace

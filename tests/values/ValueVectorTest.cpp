@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "kb/platform/Exceptions.h"
+#include "kb/values/ValueHashTable.h"
 #include "kb/values/ValueVector.h"
 
 namespace kb {
@@ -91,6 +92,23 @@ TEST(SingletonsVector, KeepsItsPairsTogether) {
   EXPECT_EQ(clone->ToString(), "(1 9) (5 6) (1 0) ");
   EXPECT_THROW(clone->Insert(7, FCNil, FCNil), EListError);
   EXPECT_EQ(clone->GetCount(), 3);
+}
+
+TEST(ValueHashTable, AssignClonesAndTellsOnce) {
+  TValueHashTable source;
+  source.Put("b", MakeInteger(1));
+  source.Put("a", MakeString("x"));
+  TValueHashTable copy;
+  copy.Put("old", FCTrue);
+  int changes = 0;
+  copy.OnChange = [&] { ++changes; };
+  copy.Assign(source);
+  EXPECT_EQ(changes, 1);
+  copy.Get("b")->SetAsInteger(2);
+  EXPECT_EQ(source.ToString(), "b = 1\r\na = \"x\"\r\n");
+  EXPECT_EQ(copy.ToString(), "b = 2\r\na = \"x\"\r\n");
+  copy.Assign(copy);
+  EXPECT_EQ(copy.GetCount(), 2);
 }
 
 }  // namespace
