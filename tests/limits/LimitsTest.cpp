@@ -150,7 +150,7 @@ TEST_F(Limits, ManyFacts) {
   engine.Retract("(n (v 150000))");
   EXPECT_GE(engine.Assert("(n (v 150000))"), 0);
   EXPECT_EQ(engine.GetAgendaCount(), 1);
-  engine.ClearFacts(nullptr);
+  engine.ClearFacts(engine.GetCurrentModule());
   EXPECT_EQ(engine.GetFacts().GetCount(), 0);
 }
 
