@@ -8,7 +8,6 @@
 
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
-#include "kb/language/ParserPlace.h"
 #include "kb/values/FactSet.h"
 #include "kb/values/KBContext.h"
 #include "kb/values/KBModule.h"
@@ -17,7 +16,6 @@ namespace kb {
 
 namespace {
 
-constexpr std::string_view kWhole = "Parse";  // the routine of faults that no other one names
 constexpr int kLastSlotArgument = 65535;
 constexpr size_t kLongExpression = 255;  // in characters; longer ones are shown by their two ends
 constexpr size_t kShownEnd = 128;
@@ -36,13 +34,6 @@ std::string Shorten(std::string text) {
   result.append("... ").append(kLineEnd);
   result.append(text, CodePointOffset(text, count - kShownEnd));
   return result;
-}
-
-/// The message of a fault with routine, line and the expression so far.
-std::string FramedFault(const std::string& message, std::string_view where, int line,
-                        const TKBClipsStream& stream) {
-  return FormatMessage(TKBMessage::ParsingError,
-                       {message, std::string(where), IntegerToString(line), Shorten(stream.ToString())});
 }
 
 uint16_t SlotArgument(int value) { return static_cast<uint16_t>(std::clamp(value, 0, kLastSlotArgument)); }
@@ -142,16 +133,6 @@ TKBClipsStream& TKBClipsParser::Stream() const {
   return *clipsStream_;
 }
 
-// The reader names only the line of its faults.
-IStreamToken TKBClipsParser::Next() {
-  try {
-    return Stream().NextToken();
-  } catch (const EKBParseException& fault) {
-    throw EKBParseException(fault.Id(), FramedFault(fault.Message(), kWhole, fault.GetLineNumber(), Stream()),
-                            fault.GetLineNumber());
-  }
-}
-
 bool TKBClipsParser::NextIsOpen() {
   const IStreamToken token = Next();
   Back(token);
@@ -181,7 +162,11 @@ void TKBClipsParser::ParseError(std::string_view where, TKBMessage message,
 void TKBClipsParser::ParseErrorText(std::string_view where, TKBMessage message, const std::string& text) {
   TKBClipsStream& stream = Stream();
   const int line = stream.GetCurrentToken()->GetLineNumber();
-  throw EKBParseException(message, FramedFault(text, where, line, stream), line);
+  throw EKBParseException(
+      message,
+      FormatMessage(TKBMessage::ParsingError,
+                    {text, std::string(where), IntegerToString(line), Shorten(stream.ToString())}),
+      line);
 }
 
 // A fault that no parse routine worded, such as one of a function that the text called.
@@ -189,7 +174,7 @@ std::string TKBClipsParser::DescribeFault(std::string_view message) {
   TKBClipsStream& stream = Stream();
   const int line = stream.GetCurrentToken()->GetLineNumber();
   return FormatMessage(TKBMessage::ParsingError,
-                       {std::string(message), std::string(kWhole), IntegerToString(line), stream.ToString()});
+                       {std::string(message), "Parse", IntegerToString(line), stream.ToString()});
 }
 
 // Kinds of expressions, told by the first token and, behind a parenthesis, the first word. A string is
@@ -292,7 +277,7 @@ bool TKBClipsParser::ParseExpression(bool executeFunCalls) {
 void TKBClipsParser::ParseTopLevel(const IStreamToken& token, bool execute, TOutcome& outcome) {
   switch (outcome.type) {
     case ptValue:
-      outcome.value = Placed(kWhole, [&] { return token->Value(&Context()); });
+      outcome.value = token->Value(&Context());
       return;
     case ptFunCall:
       outcome.value = execute ? ParseNExecuteFunCall() : MakeRef<TKBValue>(ParseFunCall());
@@ -301,7 +286,7 @@ void TKBClipsParser::ParseTopLevel(const IStreamToken& token, bool execute, TOut
       outcome.value = FCEOF;
       return;
     default:
-      Placed(kWhole, [&] { AddConstruct(outcome); });
+      AddConstruct(outcome);
   }
 }
 
@@ -379,8 +364,7 @@ bool TKBClipsParser::LoadFacts() {
 }
 
 IKBValue TKBClipsParser::ParseNExecuteFunCall() {
-  // What the call does when it runs is no fault of the text.
-  const IFunCall call = Placed(kWhole, [&] { return ParseFunCall(); });
+  const IFunCall call = ParseFunCall();
   const TReturnStateScope scope(Context());
   return call->Execute(Context());
 }

@@ -142,9 +142,6 @@ class TKBClipsParser : public TKBParser {
                                const std::vector<std::string>& args = {});
   /// The same with a text that another part worded.
   [[noreturn]] void ParseErrorText(std::string_view where, TKBMessage message, const std::string& text);
-  /// Gives the result of `work`; a fault of another part that passes gets routine and place.
-  template <class F>
-  auto Placed(std::string_view where, F&& work) -> decltype(work());
   /// The type names of a slot or deftype up to ")", which stays. `definedType` receives the defined type
   /// among them.
   [[nodiscard]] virtual TKBTypes ParseSlotTypes(IKBDefinedType& definedType);
@@ -159,7 +156,7 @@ class TKBClipsParser : public TKBParser {
  private:
   // Tokens.
   [[nodiscard]] TKBClipsStream& Stream() const;
-  [[nodiscard]] IStreamToken Next();
+  [[nodiscard]] IStreamToken Next() { return Stream().NextToken(); }
   void Back(const IStreamToken& token) { Stream().PutBackToken(token); }
   [[nodiscard]] bool NextIsOpen();
   void Expect(int dataType, std::string_view where);

@@ -7,7 +7,6 @@
 #include "kb/functions/KBPackages.h"
 #include "kb/language/KBClipsParser.h"
 #include "kb/language/KBRule.h"
-#include "kb/language/ParserPlace.h"
 #include "kb/platform/StackGuard.h"
 #include "kb/values/FactTemplate.h"
 
@@ -28,7 +27,7 @@ constexpr std::string_view kEqStar = "eq*";
 // engine hears of it once.
 TRule* TKBClipsParser::ParseRule() {
   const THeader header = ParseHeader("defrule", kRule, true);
-  Placed(kRule, [&] { CheckConstructName(header.name); });
+  CheckConstructName(header.name);
   auto rule = std::make_unique<TRule>(&GetOwner(), header.name, header.module);
   rule->BeginUpdate();
   rule->SetComment(header.comment);
@@ -124,7 +123,7 @@ void TKBClipsParser::ParseRulePatterns(TRule& rule, TRuleVariables& variables) {
     if (!boundName.Empty() && pattern->GetNegatedCount() != 0)
       ParseError(kPatterns, TKBMessage::CannotBindNot);
     pattern->SetBoundName(boundName.View());
-    Placed(kPatterns, [&] { rule.AddPattern(std::move(pattern)); });
+    rule.AddPattern(std::move(pattern));
     token = Next();
   }
   Back(token);
@@ -208,7 +207,7 @@ std::unique_ptr<TKBPattern> TKBClipsParser::ParsePlainPattern(std::string_view h
   auto pattern = std::make_unique<TKBPattern>(&engine, factTemplate, head, negated);
   IStreamToken token = Next();
   const auto parseSlot = [&](std::string_view name, const IStreamToken& first) {
-    const IFactSlot slot = Placed(kPattern, [&] { return factTemplate->GetSlot(name); });
+    const IFactSlot slot = factTemplate->GetSlot(name);
     TConstraintPlace place{*pattern, *slot, variables, slot->IsMultiSlot() ? 0 : NoSubIndex};
     ParseConstraints(place, first);
   };

@@ -5,7 +5,6 @@
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
 #include "kb/language/KBClipsParser.h"
-#include "kb/language/ParserPlace.h"
 #include "kb/values/FactTemplate.h"
 #include "kb/values/KBContext.h"
 #include "kb/values/KBDefinedType.h"
@@ -102,7 +101,7 @@ std::string NameText(const TKBStreamToken& token) {
 // since the one slot of such a template is made of it.
 IFactTemplate TKBClipsParser::ParseFactTemplate() {
   const THeader header = ParseHeader("deftemplate", kTemplate, true);
-  Placed(kTemplate, [&] { CheckConstructName(header.name); });
+  CheckConstructName(header.name);
   IStreamToken token = header.token;
   IFactTemplate parent;
   IKBDefinedType isA;
@@ -168,7 +167,7 @@ IFactSlot TKBClipsParser::ParseFactTemplateSlot() {
   const IStreamToken name = Next();
   if (!name->Is(dtAtom)) ParseError(kSlot, TKBMessage::BadSlotName, {name->ToString()});
   draft.slot = MakeRef<TFactSlot>();
-  Placed(kSlot, [&] { draft.slot->SetName(name->GetText().View()); });
+  draft.slot->SetName(name->GetText().View());
   IStreamToken token = Next();
   while (token->Is(kTokenOpen)) {
     ParseSlotQualifier(draft, token);
@@ -209,11 +208,11 @@ void TKBClipsParser::ParseSlotDefault(TSlotDraft& draft, bool dynamic) {
   IKBValue value;
   if (draft.multi) {
     IValueVector list = ParseList();
-    if (!dynamic) list = Placed(kSlot, [&] { return Context().ExpandList(*list); });
+    if (!dynamic) list = Context().ExpandList(*list);
     value = MakeRef<TKBValue>(list);
   } else {
     value = ParseValue(draft.types, draft.definedType);
-    if (!dynamic) value = Placed(kSlot, [&] { return ResolveNow(value); });
+    if (!dynamic) value = ResolveNow(value);
   }
   Expect(kTokenClose, kSlot);
   draft.defaultValue = value;
@@ -266,7 +265,7 @@ void TKBClipsParser::ParseSlotLimits(TSlotDraft& draft, const IStreamToken& open
 // Gives the slot its final types and its default, which must fit them.
 void TKBClipsParser::FinishSlot(TSlotDraft& draft) {
   TFactSlot& slot = *draft.slot;
-  Placed(kSlot, [&] { slot.SetSlotType(draft.types); });
+  slot.SetSlotType(draft.types);
   IKBValue value = draft.defaultValue;
   if (!value) {
     // A type given by name leaves a single default behind, which is none for a multislot.
@@ -321,7 +320,7 @@ TKBTypes TKBClipsParser::ParseTypeName(const IStreamToken& token, IKBDefinedType
   }
   const TKBText name = token->Is(dtAtom)
                            ? token->GetText()
-                           : Placed(kWhere, [&] { return ResolveNow(token->Value())->GetAsString(); });
+                           : ResolveNow(token->Value())->GetAsString();
   const IKBDefinedType found = GetOwner().GetDefinedTypes().FindType(name.View());
   if (!found) ParseError(kWhere, TKBMessage::InvalidSlotType, {token->ToString()});
   if (definedType) ParseError(kWhere, TKBMessage::MultipleInheritance);
@@ -340,21 +339,19 @@ void TKBClipsParser::ParseRangeAndCardinality(TKBDefinedType& definedType, IStre
   if (!isCardinality && !(token->Is(dtAtom) && SameText(token->GetText().View(), "range"))) {
     ParseError(kDefinedType, TKBMessage::MissingRange);
   }
-  Placed(kDefinedType, [&] {
-    IKBValue low;
-    IKBValue high;
-    ParseRangeEnd(isCardinality, allowVariable, low);
-    ParseRangeEnd(isCardinality, allowVariable, high);
-    if (isCardinality) {
-      definedType.SetCardinalityLimited(true);
-      if (low) definedType.SetMinCardinality(low->GetAsInteger());
-      if (high) definedType.SetMaxCardinality(high->GetAsInteger());
-    } else {
-      definedType.SetRangeLimited(true);
-      if (low) definedType.SetMinRange(low->GetAsNumeric());
-      if (high) definedType.SetMaxRange(high->GetAsNumeric());
-    }
-  });
+  IKBValue low;
+  IKBValue high;
+  ParseRangeEnd(isCardinality, allowVariable, low);
+  ParseRangeEnd(isCardinality, allowVariable, high);
+  if (isCardinality) {
+    definedType.SetCardinalityLimited(true);
+    if (low) definedType.SetMinCardinality(low->GetAsInteger());
+    if (high) definedType.SetMaxCardinality(high->GetAsInteger());
+  } else {
+    definedType.SetRangeLimited(true);
+    if (low) definedType.SetMinRange(low->GetAsNumeric());
+    if (high) definedType.SetMaxRange(high->GetAsNumeric());
+  }
   token = Next();
   CheckClose(token, kDefinedType);
 }
@@ -386,16 +383,14 @@ void TKBClipsParser::ParseAllowedEnumerations(TKBDefinedType& definedType, IStre
     token = Next();
     if (token->Is(kTokenClose)) return;
     if (token->IsEof()) ParseError(kDefinedType, TKBMessage::UnexpectedEndOfStream);
-    Placed(kDefinedType, [&] {
-      IKBValue value;
-      if (token->Is(kTokenOpen)) {
-        Back(token);
-        value = ParseNExecuteFunCall();
-      } else {
-        value = ResolveNow(token->Value());
-      }
-      definedType.AddConstraint(*ConvertAllowed(value, form->conversion));
-    });
+    IKBValue value;
+    if (token->Is(kTokenOpen)) {
+      Back(token);
+      value = ParseNExecuteFunCall();
+    } else {
+      value = ResolveNow(token->Value());
+    }
+    definedType.AddConstraint(*ConvertAllowed(value, form->conversion));
   }
 }
 

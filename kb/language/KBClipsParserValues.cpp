@@ -3,7 +3,6 @@
 #include "kb/engine/InferenceEngine.h"
 #include "kb/functions/KBPackages.h"
 #include "kb/language/KBClipsParser.h"
-#include "kb/language/ParserPlace.h"
 #include "kb/platform/StackGuard.h"
 #include "kb/values/Fact.h"
 #include "kb/values/FactTemplate.h"
@@ -324,9 +323,9 @@ TKBText TKBClipsParser::ParseFactSlot(TFact& fact) {
     if (!word->Is(dtAtom)) ParseError(kWhere, TKBMessage::BadSlotName, {word->ToString()});
     name = word->GetText();
   }
-  const IFactSlot slot = Placed(kWhere, [&] { return factTemplate->GetSlot(name.View()); });
+  const IFactSlot slot = factTemplate->GetSlot(name.View());
   const IKBValue value = ParseValue(*slot);
-  Placed(kWhere, [&] { fact.SetValue(name.View(), value); });
+  fact.SetValue(name.View(), value);
   Expect(kTokenClose, kWhere);
   if (!ordered) static_cast<void>(Next());  // the first token behind the slot becomes the current one
   return name;

@@ -332,6 +332,8 @@ void TRule::AddAction(const IFunCall& action) {
   Change();
 }
 
+void TRule::ClearActions() { SetActions({}); }
+
 void TRule::SetActions(std::vector<IFunCall> actions) {
   for (const IFunCall& action : actions) RequireObject(action, "action");
   actions_ = std::move(actions);

@@ -196,7 +196,7 @@ class TRule : public TComponent {
   void AddAction(const IFunCall& action);
   void DeleteAction(int index);
   void SetActions(std::vector<IFunCall> actions);
-  void ClearActions() { SetActions({}); }
+  void ClearActions();
 
   /// Position in the token of the last pattern that takes one.
   [[nodiscard]] int GetLastFactPosition() const noexcept;

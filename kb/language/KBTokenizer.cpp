@@ -337,23 +337,9 @@ void TKBClipsStream::PrepareSExp() {
       if (token->Is(kTokenClose)) --depth;
     } while (depth != 0);
   } catch (...) {
-    SpellAhead();
     DropAhead();  // an expression is taken whole or not at all
     throw;
   }
-}
-
-/// Makes what was read of a faulty expression its text, for the message: the tokens and the string that did
-/// not end.
-void TKBClipsStream::SpellAhead() {
-  int line = ahead_.empty() ? 0 : ahead_.front().lineNumber;
-  for (const TAhead& ahead : ahead_) {
-    const TSpelled piece{MakeRef<TKBStreamToken>(ahead.dataType, ahead.lineNumber, ahead.text, ahead.number),
-                         line < ahead.lineNumber};
-    piece.AppendTo(spelledHead_);
-    line = ahead.lineNumber;
-  }
-  spelledHead_.append("\"").append(buffer_);
 }
 
 IStreamToken TKBClipsStream::TakeToken() {

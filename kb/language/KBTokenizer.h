@@ -117,7 +117,6 @@ class TKBClipsStream : public TKBTokenizerStream {
   [[nodiscard]] bool HasTokens() const noexcept { return !putBack_.empty() || nextAhead_ < ahead_.size(); }
   [[nodiscard]] IStreamToken TakeToken();
   void PrepareSExp();
-  void SpellAhead();
   void DropAhead() noexcept;
   [[nodiscard]] IStreamToken BuildAtom(char32_t first);
   void ReadString();

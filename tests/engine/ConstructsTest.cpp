@@ -26,8 +26,7 @@ TEST(Constructs, ASecondRuleOfANameFollowsTheSetting) {
     engine.Parse("(defrule r \"4\" (b) =>)", true);
     FAIL();
   } catch (const EKBException& error) {
-    EXPECT_NE(error.Message().find("Duplicate Rules defined with same name: \"r\" in Parse at line 1"),
-              std::string::npos);
+    EXPECT_STREQ(error.what(), "Duplicate Rules defined with same name: \"r\"");
     EXPECT_EQ(error.Id(), TKBMessage::DuplicateRules);
   }
   engine.Assert("(b)");
@@ -43,8 +42,8 @@ TEST(Constructs, ARedefinitionThatFailsLeavesTheOldRule) {
   TLines events;
   engine.OnAddRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("+" + rule.GetComment()); };
   engine.OnRemoveRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("-" + rule.GetComment()); };
-  EXPECT_THROW(engine.Parse("(defrule r \"unbound\" (a ?x) (test (> ?y 1)) =>)", true), EKBParseException);
-  EXPECT_THROW(engine.Parse("(defrule r \"fails on a fact\" (a ?x&:(> ?x 3)) =>)", true), EKBParseException);
+  EXPECT_THROW(engine.Parse("(defrule r \"unbound\" (a ?x) (test (> ?y 1)) =>)", true), EKBException);
+  EXPECT_THROW(engine.Parse("(defrule r \"fails on a fact\" (a ?x&:(> ?x 3)) =>)", true), EKBException);
   EXPECT_EQ(events, TLines({"-old", "+old", "-old", "+old"}));
   ASSERT_EQ(engine.GetRules().GetCount(), 3);
   EXPECT_EQ(engine.GetRules().GetValue(1)->GetComment(), "old");

@@ -33,8 +33,8 @@ TEST(InterpretedFunction, LocalsDieWithTheCall) {
   program.Eval("(defglobal ?*g* = 1) (deffunction f (?x) (bind ?local ?x) (bind ?*g* ?x) ?local)");
   EXPECT_EQ(program.Eval("(f 7)"), "7");
   EXPECT_EQ(program.Eval("?*g*"), "7");
-  EXPECT_EQ(program.Eval("?local"), "!Parsing Error, Unknown variable name: local in Parse at line 1: ?local ");
-  EXPECT_EQ(program.Eval("?x"), "!Parsing Error, Unknown variable name: x in Parse at line 1: ?x ");
+  EXPECT_EQ(program.Eval("?local"), "!Unknown variable name: local");
+  EXPECT_EQ(program.Eval("?x"), "!Unknown variable name: x");
 }
 
 TEST(InterpretedFunction, ADefinitionMayComeAfterTheCall) {
