@@ -59,7 +59,8 @@ IStreamToken TInferenceEngine::ReadToken(std::string_view inId) {
   if (inputStream_ != nullptr) {
     IStreamToken token = inputStream_->NextToken();
     inputStream_->DiscardUntilEOL();
-    PrintOut(token->ToString() + std::string(kLineEnd));
+    // As it stood in the line: messages spell strings otherwise.
+    PrintOut((token->Is(dtString) ? token->Value()->ToString() : token->ToString()) + std::string(kLineEnd));
     return token;
   }
   if (!OnReadToken) throw EKBException(TKBMessage::EventUnassigned, {"readline"});

@@ -71,6 +71,10 @@ TEST_F(TextRouting, ABatchFeedsTheReadsOfItsLines) {
   engine.Parse("(defglobal ?*x* = 0)", true);
   EXPECT_TRUE(engine.Batch(text));
   EXPECT_EQ(output, "[]42\r\n[]42\r\n[t]42\r\n");
+  std::istringstream strings("(bind ?*x* (read))\n\"a b\"\n");
+  output.clear();
+  engine.Batch(strings);
+  EXPECT_EQ(output, "[]\"a b\"\r\n[]\"a b\"\r\n");
 }
 
 TEST_F(TextRouting, AFailingBatchPutsTheOuterInputBack) {
