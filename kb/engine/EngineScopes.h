@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 
 #include "kb/engine/InferenceEngine.h"
 
@@ -35,22 +36,38 @@ class TInferenceEngine::TStreamScope {
   std::unique_ptr<TKBTokenizerStream> stream_;
 };
 
-/// Another module is in focus. A null module keeps the one that is.
+/// Another module is in focus, without events. At the end the module that was in focus is so again, whatever
+/// was focused meanwhile; one that has been removed by then is not.
 class TInferenceEngine::TFocusScope {
  public:
-  TFocusScope(TInferenceEngine& engine, TModule* module) : saved_(engine.currentModule_) {
+  /// `module` may be null: then only the end counts.
+  TFocusScope(TInferenceEngine& engine, TModule* module) : engine_(engine), saved_(engine.currentModule_) {
     if (module != nullptr && saved_ != module) module->FocusModule();
-    moved_ = module != nullptr && saved_ != module;
   }
   TFocusScope(const TFocusScope&) = delete;
   TFocusScope& operator=(const TFocusScope&) = delete;
   ~TFocusScope() {
-    if (moved_ && saved_ && saved_->GetAgenda() != nullptr) saved_->FocusModule();
+    if (!saved_ || engine_.currentModule_ == saved_ || saved_->GetAgenda() == nullptr) return;
+    saved_->FocusModule();
   }
 
  private:
+  TInferenceEngine& engine_;
   IModule saved_;
-  bool moved_ = false;
+};
+
+/// A value is another one for the time of a scope.
+template <class T>
+class TValueScope {
+ public:
+  TValueScope(T& place, T value) : place_(place), saved_(std::exchange(place, value)) {}
+  TValueScope(const TValueScope&) = delete;
+  TValueScope& operator=(const TValueScope&) = delete;
+  ~TValueScope() { place_ = saved_; }
+
+ private:
+  T& place_;
+  T saved_;
 };
 
 }  // namespace kb

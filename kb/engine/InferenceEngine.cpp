@@ -48,7 +48,10 @@ void TInferenceEngine::AddMainModule() {
   modules_->Get(0)->FocusModule();
 }
 
-void TInferenceEngine::AssertInitialFact() { Assert(SInitialFact); }
+void TInferenceEngine::AssertInitialFact() {
+  for (int i = 0; i < modules_->GetCount(); ++i) ShareInitialTemplate(*modules_->Get(i));
+  Assert(SInitialFact);
+}
 
 void TInferenceEngine::RaiseNoMainModule() {
   throw EKBException(TKBMessage::NoSuchModule, {std::string(SMainModule)});
@@ -171,6 +174,7 @@ void TInferenceEngine::Clear(const IModule& module) {
   RequireModule(module);
   halt_ = false;
   const IModule target = module;
+  const TFreeHold hold(*this);
   const TFocusScope focus(*this, target.Get());
   agenda_->Clear();
   rete_->Clear();
@@ -181,17 +185,11 @@ void TInferenceEngine::Clear(const IModule& module) {
   definedTypes_->Clear();
   nullFact_ = nullptr;
   factsPending_->clear();
-  const bool ownsInitial =
-      target->IsMain() ||
-      (initialFactPattern_ != nullptr && initialFactPattern_->GetFactTemplate()->GetModule() == target.Get());
   initialFactPattern_ = nullptr;
   target->SetInitialFactPattern(nullptr);
-  if (!IsDestroying()) {
-    if (ownsInitial) {
-      target->SetInitialFactPattern(
-          std::make_unique<TKBPattern>(this, CreateFactTemplate(SInitialFactPattern)));
-      initialFactPattern_ = target->GetInitialFactPattern();
-    }
+  // One that is about to go needs nothing to start from.
+  if (!IsDestroying() && leavingModule_ != target.Get()) {
+    ShareInitialTemplate(*target);
     nullFact_ = MakeRef<TFact>(CreateFactTemplate(SNullFact));
     target->ImportEngine();
   }
@@ -356,100 +354,6 @@ void TInferenceEngine::SetTokenizerFactory(TTokenizerFactory factory) {
   tokenizerFactory_ = std::move(factory);
   // A text that is being read keeps its tokenizer.
   if (parses_ == 0) parser_->SetStream(nullptr);
-}
-
-// --- Modules
-// --------------------------------------------------------------------------------------------------------
-
-void TInferenceEngine::ShowModule(TModule& module) noexcept {
-  agenda_ = module.GetAgenda();
-  definedTypes_ = module.GetDefinedTypes();
-  facts_ = module.GetFacts();
-  factSets_ = module.GetFactSets();
-  factTemplates_ = module.GetFactTemplates();
-  rete_ = module.GetRete();
-  rules_ = module.GetRules();
-  factsPending_ = &module.GetFactsPending();
-  nullFact_ = module.GetNullFact();
-  initialFactPattern_ = module.GetInitialFactPattern();
-  currentModule_ = &module;
-}
-
-void TInferenceEngine::SetCurrentModule(const IModule& module) {
-  if (module == currentModule_) return;
-  const IModule target = module;
-  if (target) {
-    RequireModule(target);
-    target->FocusModule();
-  } else {
-    currentModule_ = nullptr;
-  }
-  DoChangeCurrentModule();
-}
-
-void TInferenceEngine::DoChangeCurrentModule() {
-  if (OnChangeCurrentModule) OnChangeCurrentModule(*this);
-}
-
-int TInferenceEngine::AddModule(const IModule& module) {
-  RequireObject(module, "module");
-  const IModule target = module;
-  if (target->GetOwner() != this) throw EKBException(TKBMessage::NoSuchModule, {target->GetName()});
-  if (!target->IsMain() && target->GetName().empty()) throw EKBException(TKBMessage::MissingName);
-  if (const int same = modules_->IndexOf(target->GetName()); same >= 0 && !target->GetName().empty()) {
-    RemoveModule(IModule(modules_->Get(same)));
-  }
-  const TModule* const saved = moduleOp_;
-  moduleOp_ = target.Get();
-  try {
-    modules_->Insert(target->IsMain() ? 0 : modules_->GetCount(), target);
-  } catch (...) {
-    moduleOp_ = saved;
-    throw;
-  }
-  moduleOp_ = saved;
-  target->Prepare();
-  if (OnAddModule) OnAddModule(*this, target);
-  return modules_->IndexOf(target.Get());
-}
-
-void TInferenceEngine::RemoveModule(const IModule& module) {
-  RequireObject(module, "module");
-  if (moduleOp_ == module.Get()) return;
-  const TFreeHold hold(*this);
-  const IModule target = module;
-  if (modules_->IndexOf(target.Get()) < 0) return;
-  if (OnRemoveModule) OnRemoveModule(*this, target);
-  Clear(target);
-  target->Release();
-  for (int i = focusStack_->GetCount() - 1; i >= 0; --i) {
-    if (focusStack_->Get(i) == target) focusStack_->Delete(i);
-  }
-  const TModule* const saved = moduleOp_;
-  moduleOp_ = target.Get();
-  modules_->Remove(target.Get());
-  moduleOp_ = saved;
-  if (!modules_->IsEmpty()) {
-    if (currentModule_ == target) currentModule_ = nullptr;
-    SetCurrentModule(modules_->Get(0));
-    return;
-  }
-  agenda_ = nullptr;
-  definedTypes_ = nullptr;
-  facts_ = nullptr;
-  factSets_ = nullptr;
-  factTemplates_ = nullptr;
-  rete_ = nullptr;
-  rules_ = nullptr;
-  factsPending_ = nullptr;
-  nullFact_ = nullptr;
-  initialFactPattern_ = nullptr;
-  currentModule_ = nullptr;
-}
-
-IModule TInferenceEngine::FindModule(std::string_view name) const {
-  const int index = modules_->IndexOf(name);
-  return index < 0 ? IModule() : modules_->Get(index);
 }
 
 }  // namespace kb

@@ -22,9 +22,9 @@
 // The engine owns everything made through it: modules, rules and fact sets that the parser made, packages,
 // streams. The fields that GetFacts, GetRules and the like show are those of the module in focus.
 //
-// The implementation is split by theme: InferenceEngine.cpp (life, settings), ...Facts.cpp,
-// ...Constructs.cpp,
-// ...Dependencies.cpp, ...Parsing.cpp, ...Output.cpp, ...Run.cpp.
+// The implementation is split by theme: InferenceEngine.cpp (life, settings), ...Copy.cpp, ...Modules.cpp,
+// ...Facts.cpp,
+// ...Constructs.cpp, ...Dependencies.cpp, ...Parsing.cpp, ...Output.cpp, ...Run.cpp.
 #pragma once
 
 #include <atomic>
@@ -85,6 +85,12 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   /// restored.
   virtual void Reset();
   virtual void Reset(const IModule& module);
+
+  /// Makes this engine a copy of another one, which goes on where its source stands: settings, parser,
+  /// functions (built-in and host functions are shared), globals and stored values, modules with all that
+  /// they hold, facts under their ids, agendas, focus. What was here before is cleared; events and streams
+  /// stay this engine's. Nothing that is done to one of the two later reaches the other.
+  void Assign(const TPersistent& source) override;
 
   /// Enters the one critical section of the engine; Run holds it around each firing. Reentrant.
   void Lock();
@@ -199,6 +205,8 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   virtual int32_t Assert(const IFact& fact, bool unconditional = false);
   /// Parses the text of one fact, resolves it and asserts it.
   int32_t Assert(std::string_view text);
+  /// The fact of that id: in the current module, or else in any; null if absent.
+  [[nodiscard]] IFact FindFact(int32_t id) const;
   /// An unknown id or fact is no error.
   void Retract(int32_t id);
   void Retract(const IFact& fact);
@@ -274,9 +282,23 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   /// the name nor the callable may be empty.
   Ref<IUserFunction> RegisterFunction(std::string_view name, TFunctionCallable body, int minArguments = 0,
                                       int maxArguments = kUnlimitedArguments);
-  /// Adds to FModules with its objects and imports; a module of that name goes first.
+  /// Adds the module, a main one in front, with its objects, works off its imports and gives its index; a
+  /// module of that name goes first. One that is there already stays as it is. "Invalid module
+  /// dependency...", before anything changes; what an import raises leaves the module in the list with the
+  /// imports before it.
   virtual int AddModule(const IModule& module);
+  /// Removes the module with all that it holds, and what others have of it with the facts and rules on that.
+  /// The first module becomes the current one.
   virtual void RemoveModule(const IModule& module);
+  /// Part of TModule: the module's pattern and table take in the initial-fact template that all modules
+  /// share; the second also takes in the fact.
+  void ShareInitialTemplate(TModule& module);
+  void ShareInitialFact(TModule& module);
+  /// Part of TFactTemplates: a template that is gone is made anew where rules and partial matches start from
+  /// it.
+  void RestoreBuiltIns(const TFactTemplate& removed);
+  /// Part of TModule: takes objects of a module over until nothing is at work with them.
+  void Retire(TModuleObjects objects);
   /// A rule has changed: compiles it anew, if it is registered.
   virtual void RuleChange(TRule& rule);
   /// Takes the rule out of its network; called by the registry. Frees it when the engine owns it.
@@ -292,26 +314,49 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   void FreeConstruct(TComponent& construct);
   /// A construct goes away by itself: nothing is left to free.
   void ForgetConstruct(TComponent& construct) noexcept { std::erase(deferred_, &construct); }
+  /// A construct is entered under its new name in every module that shares it; the rules and fact sets that
+  /// name it follow. "Fact Template Name already exists: "%s"" and the like, before anything changes.
   void RenameDefinedType(TKBDefinedType& type, std::string_view oldName, std::string_view newName) override;
   void RenameFactTemplate(TFactTemplate& factTemplate, std::string_view oldName,
                           std::string_view newName) override;
+  /// Called by a template when it has its new name: rules and texts follow.
+  void TemplateRenamed(const TFactTemplate& factTemplate, std::string_view oldName);
   void RenameModule(std::string_view oldName, std::string_view newName) override;
   void RenameRule(std::string_view oldName, std::string_view newName) override;
+  // Removal and replacement of what others depend on. The registries call these; a host removes and replaces
+  // through the registries.
+  /// The template leaves every module that shares it, with its facts (a retraction each), its pending facts
+  /// and the rules that match it; fact sets keep the texts.
   virtual void RemoveDependencies(const IFactTemplate& factTemplate);
+  /// The type leaves every module that shares it, with the templates that use it.
   virtual void RemoveDependencies(const IKBDefinedType& type);
+  /// The same for one module.
   virtual void RemoveDependencies(const IModule& module, const IFactTemplate& factTemplate);
   virtual void RemoveDependencies(const IModule& module, const IKBDefinedType& type);
-  /// What depends on the template goes; its texts are recorded for UpdateDependencies.
+  /// What depends on a template, as text, in the order in which it stood.
   struct TDependent {
     std::string text;
     IFact fact;  // null for a rule
   };
   using TDependents = std::vector<TDependent>;
+  /// In the current module: what depends on the template goes, rules whose actions use it too, and is
+  /// recorded for UpdateDependencies.
   virtual void RemoveDependencies(const IFactTemplate& factTemplate, TDependents& dependents);
+  /// The templates of the current module are about to be cleared: facts, rules and network are, and what is
+  /// at home here leaves the other modules.
   virtual void RemoveDependencies();
+  /// The same for defined types.
   virtual void RemoveTypeDependencies();
+  /// In every module that shares the old template. Of the same name: facts and rules are read back as far as
+  /// they fit the new one. Of another: they are gone. "Fact Template, "%s", depends on non-imported Defined
+  /// Type: "%s"", before anything changes.
   virtual void ReplaceTemplate(const IFactTemplate& oldTemplate, const IFactTemplate& newTemplate);
+  /// In every module that shares the old type. Of the same name: templates that use it go over to the new
+  /// one, by ReplaceTemplate. Of another: they are gone.
   virtual void ReplaceDefinedType(const IKBDefinedType& oldType, const IKBDefinedType& newType);
+  virtual void ReplaceTypesInFactTemplates(const IKBDefinedType& oldType, const IKBDefinedType& newType);
+  /// Reads back what RemoveDependencies recorded, in the current module; what no longer fits is dropped
+  /// without a word.
   virtual void UpdateDependencies(const TDependents& dependents);
   [[nodiscard]] bool IsUpdatingHT() const noexcept { return updatingHT_; }
   void SetUpdatingHT(bool value) noexcept { updatingHT_ = value; }
@@ -357,7 +402,9 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   [[nodiscard]] TKBContext& GetGlobalContext() const noexcept { return *globalContext_; }
   [[nodiscard]] TKBParser& GetParser() const noexcept { return *parser_; }
   [[nodiscard]] const IFact& GetNullFact() const noexcept { return nullFact_; }
-  [[nodiscard]] TKBPattern* GetInitialFactPattern() const noexcept { return initialFactPattern_; }
+  /// The pattern on the initial fact, from which a rule matches that has nothing else to match from. Made
+  /// anew when its template has been removed.
+  [[nodiscard]] TKBPattern* GetInitialFactPattern();
   [[nodiscard]] const IModule& GetCurrentModule() const override { return currentModule_; }
   /// Focuses the module and fires OnChangeCurrentModule; nothing when it is current.
   void SetCurrentModule(const IModule& module);
@@ -461,20 +508,22 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
 
   void Notification(TComponent& component, TOperation operation) override;
 
-  /// While one exists, rules and fact sets that the engine frees stay in memory: what is at work may still
-  /// read them.
+  /// While one exists, rules, fact sets and modules' objects that the engine frees stay in memory: what is at
+  /// work may still read them.
   class TFreeHold {
    public:
     explicit TFreeHold(TInferenceEngine& engine) noexcept : engine_(engine) { ++engine_.holds_; }
     TFreeHold(const TFreeHold&) = delete;
     TFreeHold& operator=(const TFreeHold&) = delete;
     ~TFreeHold() {
-      if (--engine_.holds_ == 0 && !engine_.deferred_.empty()) engine_.FreeDeferred();
+      if (--engine_.holds_ > 0) return;
+      if (!engine_.deferred_.empty() || !engine_.retired_.empty()) engine_.FreeDeferred();
     }
 
    private:
     TInferenceEngine& engine_;
   };
+  class TFocusScope;  // another module in focus for the time of a call; see EngineScopes.h
 
  protected:
   virtual void AddDefaultPackages();
@@ -485,13 +534,19 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   friend class TModule;  // releases modules and shows their objects
 
   class TStreamScope;  // the parser on another stream for the time of a call
-  class TFocusScope;   // another module current for the time of a call
   class TFiringScope;  // one firing: current item, deferred frees
   class TLockScope;    // the engine locked
+  class TModuleCopier;
+  using TModuleList = std::vector<IModule>;
+  using TTemplatePairs = std::vector<std::pair<IFactTemplate, IFactTemplate>>;
 
   template <class F>
   auto WithText(std::string_view text, const TEncoding* encoding, F&& parse);
   void AddMainModule();
+  void AssignParser(const TInferenceEngine& source);
+  void CopyKnowledge(const TInferenceEngine& source);
+  void AssignSettings(const TInferenceEngine& source);
+  void AssignFocus(const TInferenceEngine& source);
   void AssertInitialFact();
   void ClearEvents() noexcept;
   void FireAgenda(int32_t maxRules);
@@ -505,7 +560,24 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   void PrintStatistics();
   void RemoveTemplateFacts(const TFactTemplate& factTemplate, TDependents* dependents);
   void RemoveTemplateRules(const TFactTemplate& factTemplate, TDependents* dependents);
-  void RefreshModulePattern(const TFactTemplate& oldTemplate);
+  template <class Table, class Remove>
+  void LeaveShared(const Table& table, const Remove& remove);
+  void CheckTypesVisible(const TFactTemplate& factTemplate, const TModuleList& modules) const;
+  void SupplantTemplate(const IFactTemplate& oldTemplate, const IFactTemplate& newTemplate,
+                        const TModuleList& modules);
+  void RelinkDescendants(const TKBDefinedType& oldType, const IKBDefinedType& newType);
+  void RefreshBuiltIns(const TFactTemplate& oldTemplate, const IFactTemplate& newTemplate);
+  [[nodiscard]] TTemplatePairs TemplatesWithType(const TKBDefinedType& oldType,
+                                                 const IKBDefinedType& newType);
+  void ReplaceIn(const IFactTemplate& former, const IFactTemplate& replaced);
+  int32_t AssertHere(const IFact& asserted);
+  [[nodiscard]] bool IsAtHome(const TFact& fact) const;
+  void AdoptTemplate(TFact& fact);
+  [[nodiscard]] static TModuleList OtherModules(const TFactTemplate& factTemplate, const IModule& home);
+  void ProcessPendingFacts(const TModuleList& others);
+  [[nodiscard]] IFactTemplate FindInitialTemplate() const;
+  void SettleInitialTemplate();
+  void ShowNoModule() noexcept;
   [[nodiscard]] TModule* ModuleOf(const TRule& rule) const;
   [[nodiscard]] TRules* RulesOf(const TRule& rule) const;
   void FreeDeferred();
@@ -571,7 +643,8 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   TParserFactory parserFactory_;
   std::unique_ptr<TModules> modules_;
   std::unique_ptr<TModules> focusStack_;
-  const TModule* moduleOp_ = nullptr;  // the module inside AddModule or RemoveModule
+  const TModule* moduleOp_ = nullptr;       // the module inside AddModule or RemoveModule
+  const TModule* leavingModule_ = nullptr;  // the module that RemoveModule clears
   friend class TModules;
 
   // Objects of the current module.
@@ -588,8 +661,9 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   IModule currentModule_;
 
   std::vector<const TActivation*>
-      firing_;                         // activations that fire now, several when an action runs the engine
-  std::vector<TComponent*> deferred_;  // rules and fact sets to be freed with the last hold
+      firing_;                           // activations that fire now, several when an action runs the engine
+  std::vector<TComponent*> deferred_;    // rules and fact sets to be freed with the last hold
+  std::vector<TModuleObjects> retired_;  // what removed modules held, likewise
   int holds_ = 0;
   int parses_ = 0;  // texts that the parser is reading
 };

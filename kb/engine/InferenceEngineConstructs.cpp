@@ -29,35 +29,50 @@ IFactTemplate TInferenceEngine::CreateFactTemplate(std::string_view name) {
   return result;
 }
 
+namespace {
+
+// Enters the construct under another name in all tables that hold it, unless one of them has the name.
+template <class T, class TableOf>
+void RekeyEverywhere(const T& construct, std::string_view oldName, std::string_view newName, TKBMessage error,
+                     const TableOf& tableOf) {
+  std::vector<TModule*> modules;
+  for (int i = 0; i < construct.GetImportModuleCount(); ++i) {
+    TModule* module = construct.GetImportModule(i);
+    if (tableOf(*module)->Holds(oldName, &construct)) modules.push_back(module);
+  }
+  for (TModule* module : modules) {
+    if (tableOf(*module)->ContainsKey(newName)) throw EKBException(error, {std::string(newName)});
+  }
+  for (TModule* module : modules) tableOf(*module)->Rekey(oldName, newName);
+}
+
+}  // namespace
+
 void TInferenceEngine::RenameFactTemplate(TFactTemplate& factTemplate, std::string_view oldName,
                                           std::string_view newName) {
-  if (oldName == newName || factTemplates_ == nullptr || !factTemplates_->ContainsKey(oldName)) return;
-  if (factTemplates_->ContainsKey(newName))
-    throw EKBException(TKBMessage::DuplicateTemplates, {std::string(newName)});
-  if (factTemplates_->FindTemplate(oldName) != &factTemplate) return;
-  updatingHT_ = true;
-  factTemplates_->Rekey(oldName, newName);
-  updatingHT_ = false;
+  if (oldName == newName) return;
+  const TValueScope<bool> updating(updatingHT_, true);
+  RekeyEverywhere(factTemplate, oldName, newName, TKBMessage::DuplicateTemplates,
+                  [](TModule& module) { return module.GetFactTemplates(); });
+}
+
+void TInferenceEngine::TemplateRenamed(const TFactTemplate& factTemplate, std::string_view oldName) {
+  for (int i = 0; i < factTemplate.GetImportModuleCount(); ++i) {
+    TModule& module = *factTemplate.GetImportModule(i);
+    module.GetRete()->RenameTemplate(oldName, factTemplate.GetTemplateName());
+    for (int k = 0; k < module.GetRules()->GetCount(); ++k)
+      module.GetRules()->GetValue(k)->TemplateRenamed(factTemplate);
+    for (int k = 0; k < module.GetFactSets()->GetCount(); ++k)
+      module.GetFactSets()->Get(k).TemplateRenamed(factTemplate);
+  }
 }
 
 void TInferenceEngine::RenameDefinedType(TKBDefinedType& type, std::string_view oldName,
                                          std::string_view newName) {
-  if (oldName == newName || definedTypes_ == nullptr || !definedTypes_->ContainsKey(oldName)) return;
-  if (definedTypes_->ContainsKey(newName))
-    throw EKBException(TKBMessage::DuplicateTypes, {std::string(newName)});
-  if (definedTypes_->FindType(oldName) != &type) return;
-  updatingHT_ = true;
-  definedTypes_->Rekey(oldName, newName);
-  updatingHT_ = false;
-}
-
-void TInferenceEngine::RenameModule(std::string_view oldName, std::string_view newName) {
   if (oldName == newName) return;
-  const int index = modules_->IndexOf(oldName);
-  if (index < 0) return;
-  if (modules_->IndexOf(newName) >= 0)
-    throw EKBException(TKBMessage::DuplicateModules, {std::string(newName)});
-  modules_->Get(index)->SetName(newName);
+  const TValueScope<bool> updating(updatingHT_, true);
+  RekeyEverywhere(type, oldName, newName, TKBMessage::DuplicateTypes,
+                  [](TModule& module) { return module.GetDefinedTypes(); });
 }
 
 void TInferenceEngine::AddFactTemplate(const IFactTemplate& factTemplate) {
@@ -161,6 +176,8 @@ void TInferenceEngine::FreeDeferred() {
     deferred_.erase(deferred_.begin());
     delete construct;
   }
+  std::vector<TModuleObjects> objects;
+  objects.swap(retired_);
 }
 
 void TInferenceEngine::RuleChange(TRule& rule) {
@@ -178,9 +195,8 @@ void TInferenceEngine::RenameRule(std::string_view oldName, std::string_view new
   if (newName.empty()) throw EKBException(TKBMessage::MissingName);
   if (rules_->ContainsKey(newName)) throw EKBException(TKBMessage::DuplicateRules, {std::string(newName)});
   TRule* rule = rules_->FindRule(oldName);
-  updatingHT_ = true;
+  const TValueScope<bool> updating(updatingHT_, true);
   rules_->Rekey(oldName, newName);
-  updatingHT_ = false;
   rule->SetRuleName(newName);
 }
 

@@ -7,34 +7,58 @@
 
 namespace kb {
 
+// A fact goes to the modules that share its template. The current one comes first if it is among them; if
+// not, an action has moved the focus, and the first of them takes its place.
 int32_t TInferenceEngine::Assert(const IFact& fact, bool /*unconditional*/) {
   if (!fact || !fact->GetTemplate()) throw EKBException(TKBMessage::FactTemplateMissing);
   RequireFocus();
   RequireOwnTemplate(*fact);
+  const IFact asserted = fact;
+  const TFreeHold hold(*this);
+  AdoptTemplate(*asserted);
+  if (IsAtHome(*asserted)) return AssertHere(asserted);
+  const TFocusScope focus(*this, asserted->GetTemplate()->GetImportModule(0));
+  return AssertHere(asserted);
+}
+
+bool TInferenceEngine::IsAtHome(const TFact& fact) const {
+  const TFactTemplate& factTemplate = *fact.GetTemplate();
+  return !factTemplate.IsShared() || factTemplate.IndexOfImportModule(currentModule_.Get()) >= 0;
+}
+
+// A call may still hold a fact of a template that has been replaced or removed since. The fact goes over to
+// the template of that name, if that has its slots; a template that is gone comes back.
+void TInferenceEngine::AdoptTemplate(TFact& fact) {
+  const IFactTemplate former = fact.GetTemplate();
+  if (former->IsShared() || former->GetEngine() != this) return;
+  const IFactTemplate present = FindFactTemplate(former->GetTemplateName());
+  if (!present) {
+    former->SetModule(currentModule_.Get());
+    factTemplates_->Add(former);
+    return;
+  }
+  for (const TKBText& name : fact.GetSlotNames()) (void)present->GetSlot(name);
+  fact.SetTemplate(present);
+}
+
+int32_t TInferenceEngine::AssertHere(const IFact& fact) {
   if (!factDuplication_ && facts_->FindDuplicate(*fact) != nullptr) return -1;
   // With duplicates allowed, a fact that stands already keeps its id, and a copy comes beside it.
   const IFact asserted =
       factDuplication_ && facts_->GetFactByID(fact->GetID()) == fact ? fact->Clone() : fact;
   const int32_t id = NewFactId();
   asserted->SetID(id);
-  {
-    const TFocusScope focus(*this, nullptr);
+  const IModule home = currentModule_;
+  AddFactToModule(asserted, nullptr);
+  const TModuleList others = OtherModules(*asserted->GetTemplate(), home);
+  for (const IModule& module : others) {
+    if (module->GetAgenda() == nullptr) continue;
+    const TFocusScope focus(*this, module.Get());
     AddFactToModule(asserted, nullptr);
   }
-  const IFactTemplate& factTemplate = asserted->GetTemplate();
-  if (factTemplate->GetImportModuleCount() > 1) {
-    const IModule home = currentModule_;
-    std::vector<IModule> modules;
-    for (int i = 0; i < factTemplate->GetImportModuleCount(); ++i)
-      modules.emplace_back(factTemplate->GetImportModule(i));
-    for (const IModule& module : modules) {
-      if (module == home) continue;
-      const TFocusScope focus(*this, module.Get());
-      AddFactToModule(asserted, nullptr);
-    }
-  }
+  if (!others.empty() && home->GetAgenda() != nullptr) home->FocusModule();
   if (IsWatched(cwFact)) PrintOut(" ==> " + asserted->GetToIDString() + std::string(kLineEnd));
-  ProcessPendingFacts();
+  ProcessPendingFacts(others);
   if (OnAssertion) OnAssertion(*this, asserted);
   return id;
 }
@@ -46,20 +70,32 @@ void TInferenceEngine::RequireOwnTemplate(const TFact& fact) const {
   throw EKBException(TKBMessage::UnknownFactTemplate, {factTemplate->GetTemplateName().ToString()});
 }
 
+// The modules besides `home` in which a fact of the template stands. Usually none.
+TInferenceEngine::TModuleList TInferenceEngine::OtherModules(const TFactTemplate& factTemplate,
+                                                             const IModule& home) {
+  TModuleList modules;
+  for (int i = 0; i < factTemplate.GetImportModuleCount(); ++i) {
+    TModule* module = factTemplate.GetImportModule(i);
+    if (module != home.Get()) modules.emplace_back(module);
+  }
+  return modules;
+}
+
 int32_t TInferenceEngine::Assert(std::string_view text) {
   const IFact fact = ParseFact(text);
   globalContext_->Resolve(fact);
   return Assert(fact);
 }
 
-// The list goes first, so that a rule that asks for the facts during the pass finds this one.
+// The list goes first, so that a rule that asks for the facts during the pass finds this one. A fact that
+// comes from another module may be older than the last one here.
 void TInferenceEngine::AddFactToModule(const IFact& fact, TModule* module) {
   RequireObject(fact, "fact");
   RequireFocus();
   if (module != nullptr) module->FocusModule();
   {
     const TFacts::TUpdating updating(*facts_);
-    facts_->Add(fact);
+    facts_->InsertByID(fact);
   }
   rete_->ProcessToken(MakeRef<TKBToken>(taAdd, fact));
 }
@@ -81,9 +117,19 @@ void TInferenceEngine::RemoveFactFromModule(int index, const IFact& fact, TModul
   }
 }
 
+IFact TInferenceEngine::FindFact(int32_t id) const {
+  if (facts_ != nullptr) {
+    if (IFact fact = facts_->GetFactByID(id)) return fact;
+  }
+  for (int i = 0; i < modules_->GetCount(); ++i) {
+    if (IFact fact = modules_->Get(i)->GetFacts()->GetFactByID(id)) return fact;
+  }
+  return nullptr;
+}
+
 void TInferenceEngine::Retract(int32_t id) {
-  const int index = GetFacts().FindFact(id);
-  if (index >= 0) RetractFact(index);
+  RequireFocus();
+  if (const IFact fact = FindFact(id)) RetractFact(fact);
 }
 
 void TInferenceEngine::Retract(const IFact& fact) {
@@ -100,28 +146,33 @@ void TInferenceEngine::Retract(std::string_view text) {
 
 void TInferenceEngine::RetractFact(int index) {
   const IFact fact = GetFacts().Get(index);
+  const TFreeHold hold(*this);
   if (OnRetraction) {
     OnRetraction(*this, fact);
     // The handler may have retracted the fact itself, or made other changes.
     if (index >= facts_->GetCount() || facts_->Get(index) != fact) index = facts_->IndexOf(fact.Get());
     if (index < 0) return;
   }
-  RemoveFactFromModule(index, fact, nullptr);
-  const IFactTemplate& factTemplate = fact->GetTemplate();
   const IModule home = currentModule_;
-  std::vector<IModule> modules;
-  for (int i = 0; i < factTemplate->GetImportModuleCount(); ++i)
-    modules.emplace_back(factTemplate->GetImportModule(i));
-  for (const IModule& module : modules) {
-    if (module == home) continue;
+  RemoveFactFromModule(index, fact, nullptr);
+  const TModuleList others = OtherModules(*fact->GetTemplate(), home);
+  for (const IModule& module : others) {
+    if (module->GetAgenda() == nullptr) continue;
     const TFocusScope focus(*this, module.Get());
     RemoveFactFromModule(-1, fact, nullptr);
   }
+  if (!others.empty() && home->GetAgenda() != nullptr) home->FocusModule();
   if (IsWatched(cwFact)) PrintOut(" <== " + fact->GetToIDString() + std::string(kLineEnd));
-  ProcessPendingFacts();
+  ProcessPendingFacts(others);
 }
 
-void TInferenceEngine::RetractFact(const IFact& fact) { RetractFact(GetFacts().IndexOf(fact.Get())); }
+void TInferenceEngine::RetractFact(const IFact& fact) {
+  const int index = GetFacts().IndexOf(fact.Get());
+  if (index >= 0 || !fact || IsAtHome(*fact)) return RetractFact(index);
+  // An action has moved the focus away from the fact.
+  const TFocusScope focus(*this, fact->GetTemplate()->GetImportModule(0));
+  RetractFact(facts_->IndexOf(fact.Get()));
+}
 
 void TInferenceEngine::RetractFacts() {
   if (rete_ != nullptr) rete_->ProcessToken(MakeRef<TKBToken>());
@@ -154,14 +205,24 @@ void TInferenceEngine::ProcessPendingFacts() {
   }
 }
 
+// Goals that a pass through another module asked for are asserted there.
+void TInferenceEngine::ProcessPendingFacts(const TModuleList& others) {
+  ProcessPendingFacts();
+  for (const IModule& module : others) {
+    if (module->GetAgenda() == nullptr || module->GetFactsPending().empty()) continue;
+    const TFocusScope focus(*this, module.Get());
+    ProcessPendingFacts();
+  }
+}
+
 // Unlike Retract of a fact, the very object goes.
 void TInferenceEngine::BeginFactModify(const IFact& fact) {
   RequireObject(fact, "fact");
   const int index = GetFacts().IndexOf(fact.Get());
   modifyingFact_ = true;
   try {
-    if (index >= 0) {
-      RetractFact(index);
+    if (index >= 0 || !IsAtHome(*fact)) {
+      RetractFact(fact);
     } else {
       Retract(fact);
     }

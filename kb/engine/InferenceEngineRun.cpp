@@ -114,6 +114,7 @@ void TInferenceEngine::FireAgenda(int32_t maxRules) {
 void TInferenceEngine::FireEntry(int index) {
   const Ref<TActivation> activation = GetActivation(index);
   {
+    const TFreeHold hold(*this);
     const TFiringScope scope(*this, activation);
     try {
       if (IsWatched(cwRule)) {

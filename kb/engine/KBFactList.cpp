@@ -4,6 +4,7 @@
 
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
+#include "kb/engine/KBTransfer.h"
 #include "kb/platform/Strings.h"
 #include "kb/values/KBConsts.h"
 
@@ -166,6 +167,17 @@ int TFacts::Add(const IFact& fact) {
   return GetCount() - 1;
 }
 
+void TFacts::InsertByID(const IFact& fact) {
+  const int32_t id = fact->GetID();
+  const size_t count = items_.Size();
+  size_t place = count;
+  if (count > 0 && items_.At(count - 1)->GetID() > id) {
+    place = items_.PartitionPoint([id](const IFact& present) { return present->GetID() < id; });
+  }
+  items_.Insert(place, fact);
+  AddToCache(*fact);
+}
+
 void TFacts::Insert(int index, const IFact& fact) {
   CheckFact(fact);
   CheckListIndex(index, GetCount() + 1);
@@ -298,6 +310,17 @@ void TFacts::AssignTo(TPersistent& target) const {
   TStringList texts;
   ForEach([&](const TFact& fact) { texts.Add(fact.ToString()); });
   strings->Assign(texts);
+}
+
+void TFacts::AddLocals(const TFacts& source) {
+  if (engine_ == nullptr || &source == this) return;
+  const TTransfer transfer(*engine_, TTransfer::tlCurrentModule);
+  for (const IFact& fact : source.Snapshot()) {
+    if (fact->GetTemplate()->GetModule() != source.GetModule()) continue;
+    const IFact copy = transfer.Fact(*fact);
+    copy->SetID(-1);
+    Add(copy);
+  }
 }
 
 std::string TFacts::ToString() const {

@@ -48,6 +48,8 @@ class TFacts : public TPersistent {
   /// From outside: asserts. With PreserveIDs a fact keeps an id that is free, and later facts get higher
   /// ones.
   int Add(const IFact& fact);
+  /// The engine's own way in: at the place of the fact's id, mostly the end.
+  void InsertByID(const IFact& fact);
   void Insert(int index, const IFact& fact);
   void Delete(int index);
   int Remove(const IFact& fact);
@@ -68,6 +70,9 @@ class TFacts : public TPersistent {
   void Assign(const TPersistent& source) override;
   /// Only the local facts give way, each by a retraction.
   virtual void AssignLocal(const TFacts& source);
+  /// Adds copies of the facts that are at home in the source's module; those of imported templates come by
+  /// the import.
+  void AddLocals(const TFacts& source);
   [[nodiscard]] std::string ToString() const;
   [[nodiscard]] std::string GetToIDString() const;
   [[nodiscard]] std::string LocalsToString(bool withIds) const;

@@ -5,6 +5,7 @@
 
 #include "kb/common/Graph.h"
 #include "kb/common/Helpers.h"
+#include "kb/engine/EngineScopes.h"
 #include "kb/engine/InferenceEngine.h"
 #include "kb/language/KBRule.h"
 #include "kb/matching/ReteNetwork.h"
@@ -27,32 +28,66 @@ bool Replaces(const TInferenceEngine* engine, TKBMessage error, std::string_view
   }
 }
 
-// Texts of constructs with a parent behind those without one, parents first.
-template <class Table, class Parent, class Text>
-std::string InheritanceOrder(const Table& table, TKBMessage error, const Parent& parentOf,
-                             const Text& textOf) {
-  struct Node : TGLinkedGraphNode {
-    explicit Node(int i) : index(i) {}
-    int index;
-  };
-  std::string text;
+struct TInheritanceNode : TGLinkedGraphNode {
+  explicit TInheritanceNode(int i) : index(i) {}
+  int index;
+};
+
+// The entries of the table at `indices`, parents before their children, otherwise in this order; empty when
+// the links hold a cycle. `parentOf` gives the index of an entry's parent, or -1.
+template <class Parent>
+std::vector<int> ParentsFirst(const std::vector<int>& indices, const Parent& parentOf) {
   TGGraph graph;
-  std::unordered_map<const void*, Node*> nodes;
+  std::unordered_map<int, TInheritanceNode*> nodes;
+  for (const int index : indices) {
+    nodes[index] = static_cast<TInheritanceNode*>(&graph.AddNode(std::make_unique<TInheritanceNode>(index)));
+  }
+  for (const int index : indices) {
+    const auto parent = nodes.find(parentOf(index));
+    if (parent == nodes.end()) continue;
+    parent->second->AddEdge(std::make_unique<TGGraphEdge>(*parent->second, *nodes[index]));
+  }
+  std::vector<int> order;
+  for (const TGLinkedGraphNode* node : graph.TopologicalOrder()) {
+    order.push_back(static_cast<const TInheritanceNode*>(node)->index);
+  }
+  return order.size() == indices.size() ? order : std::vector<int>();
+}
+
+// Texts of constructs with a parent behind those without one, parents first, each behind a line end. A parent
+// that has been replaced since counts by its name, as it will when the text is read, unless that leads in a
+// circle.
+template <class Table, class Parent, class Name>
+std::string InheritanceOrder(const Table& table, TKBMessage error, bool localsOnly, const Parent& parentOf,
+                             const Name& nameOf) {
+  std::string text;
+  const auto add = [&](int index) { text += std::string(kLineEnd) + table.GetValue(index)->ToString(); };
+  std::unordered_map<const void*, int> places;
+  std::unordered_map<std::string, int> names;
+  std::vector<int> children;
   for (int i = 0; i < table.GetCount(); ++i) {
-    if (parentOf(*table.GetValue(i)) == nullptr) {
-      text += textOf(*table.GetValue(i));
+    const auto& construct = table.GetValue(i);
+    if (localsOnly && !table.IsLocal(*construct)) continue;
+    places[construct.Get()] = i;
+    names[table.GetKey(i).ToString()] = i;
+    if (parentOf(*construct) == nullptr) {
+      add(i);
     } else {
-      nodes[table.GetValue(i).Get()] = static_cast<Node*>(&graph.AddNode(std::make_unique<Node>(i)));
+      children.push_back(i);
     }
   }
-  for (const auto& [construct, node] : nodes) {
-    const auto parent = nodes.find(parentOf(*table.GetValue(node->index)));
-    if (parent != nodes.end()) parent->second->AddEdge(std::make_unique<TGGraphEdge>(*parent->second, *node));
-  }
-  const auto order = graph.TopologicalOrder();
-  if (static_cast<int>(order.size()) != graph.GetNodeCount()) throw EKBException(error);
-  for (const TGLinkedGraphNode* node : order)
-    text += textOf(*table.GetValue(static_cast<const Node*>(node)->index));
+  const auto byIdentity = [&](int index) {
+    const auto found = places.find(parentOf(*table.GetValue(index)));
+    return found == places.end() ? -1 : found->second;
+  };
+  const auto byName = [&](int index) {
+    const auto found = names.find(std::string(nameOf(*parentOf(*table.GetValue(index)))));
+    return found == names.end() || found->second == index ? -1 : found->second;
+  };
+  std::vector<int> order = ParentsFirst(children, byName);
+  if (order.empty()) order = ParentsFirst(children, byIdentity);
+  if (order.empty() && !children.empty()) throw EKBException(error);
+  for (const int index : order) add(index);
   return text;
 }
 
@@ -98,8 +133,12 @@ void TRules::Rekey(std::string_view oldName, std::string_view newName) {
 // Compiling first leaves the table as it was when the rule cannot be compiled.
 void TRules::DoAdd(std::string_view key, TRule* const& value) {
   if (engine_ == nullptr) return RawAdd(key, value);
+  const TInferenceEngine::TFreeHold hold(*engine_);
+  const TInferenceEngine::TFocusScope focus(*engine_, module_);
   value->AttachEngine(engine_);
   module_->GetRete()->AddRule(*value);
+  // A test that ran while the rule was primed may have removed the module.
+  if (engine_ == nullptr) throw EKBException(TKBMessage::NoSuchModule, {value->GetModule()});
   RawAdd(key, value);
   if (engine_->IsWatched(cwCompilation)) engine_->PrintOut(value->GetCompileTrace() + std::string(kLineEnd));
   engine_->AddRule(*value);
@@ -165,21 +204,23 @@ std::string TRules::ToString() const {
   return result;
 }
 
-void TRules::Assign(const TRules& source) {
-  for (int i = 0; i < source.GetCount(); ++i) {
-    if (engine_ == nullptr) return;
-    auto rule = std::make_unique<TRule>(engine_);
-    rule->BeginUpdate();
-    rule->Assign(*source.GetValue(i));
-    Add(*rule);
-    rule.release()->EndUpdate();  // the engine owns it
-  }
-}
-
 // --- Templates
 // ------------------------------------------------------------------------------------------------------
 
-TFactTemplates::~TFactTemplates() = default;
+namespace {
+
+void GiveDataSlot(TFactTemplate& factTemplate) {
+  if (factTemplate.GetSlotCount() == 0) factTemplate.AddMultiSlot(SDefaultSlotName, FCNilList);
+}
+
+std::string TemplatesText(const TFactTemplates& table, bool locals) {
+  return InheritanceOrder(
+      table, TKBMessage::TemplatesCorrupted, locals,
+      [](const TFactTemplate& t) { return t.GetParent().Get(); },
+      [](const TFactTemplate& t) { return t.GetTemplateName().View(); });
+}
+
+}  // namespace
 
 void TFactTemplates::Add(const IFactTemplate& factTemplate) {
   RequireObject(factTemplate, "fact template");
@@ -193,37 +234,55 @@ TFactTemplate* TFactTemplates::FindTemplate(std::string_view name) const {
 }
 
 void TFactTemplates::DoAdd(std::string_view key, const IFactTemplate& value) {
-  if (value->GetSlotCount() == 0) value->AddMultiSlot(SDefaultSlotName, FCNilList);
-  if (engine_ != nullptr && engine_->GetModules().GetCount() > 1) {
-    if (const TKBDefinedType* type = engine_->GetDefinedTypes().FindUnsharedType(*value)) {
-      throw EKBException(TKBMessage::NonImportedType, {value->GetTemplateName().ToString(), type->GetName()});
+  const IFactTemplate factTemplate = value;
+  GiveDataSlot(*factTemplate);
+  TInferenceEngine* engine = GetEngine();
+  if (engine != nullptr && engine->GetModules().GetCount() > 1) {
+    if (const TKBDefinedType* type = GetModule()->GetDefinedTypes()->FindUnsharedType(*factTemplate)) {
+      throw EKBException(TKBMessage::NonImportedType,
+                         {factTemplate->GetTemplateName().ToString(), type->GetName()});
     }
   }
-  value->AddImportModule(module_);
-  RawAdd(key, value);
-  if (value->GetModule() != module_) ++importCount_;
-  if (engine_ != nullptr) engine_->AddFactTemplate(value);
+  factTemplate->AddImportModule(GetModule());
+  RawAdd(key, factTemplate);
+  if (engine != nullptr) engine->AddFactTemplate(factTemplate);
 }
 
 void TFactTemplates::DoSetValue(std::string_view key, const IFactTemplate& value) {
   const IFactTemplate old = Get(key);
   if (old == value) return;
-  if (!Replaces(engine_, TKBMessage::DuplicateTemplates, key)) return;
-  if (value->GetSlotCount() == 0) value->AddMultiSlot(SDefaultSlotName, FCNilList);
-  if (engine_ == nullptr) {
-    RawSet(key, value);
+  if (!Replaces(GetEngine(), TKBMessage::DuplicateTemplates, key)) return;
+  IFactTemplate result;
+  Replace(old, value, result);
+}
+
+void TFactTemplates::Replace(const IFactTemplate& oldTemplate, const IFactTemplate& newTemplate,
+                             IFactTemplate& result) {
+  const IFactTemplate oldOne = oldTemplate;
+  const IFactTemplate newOne = newTemplate;
+  result = newOne;
+  if (oldOne == newOne) return;
+  const TKBText& name = newOne->GetTemplateName();
+  const IFactTemplate present = FindTemplate(name);
+  if (present && present != oldOne && present != newOne &&
+      !Replaces(GetEngine(), TKBMessage::DuplicateTemplates, name)) {
+    result = present;
     return;
   }
-  engine_->ReplaceTemplate(old, value);
+  GiveDataSlot(*newOne);
+  if (!oldOne) return Add(newOne);
+  if (GetEngine() == nullptr) return Exchange(oldOne, newOne);
+  GetEngine()->ReplaceTemplate(oldOne, newOne);
 }
 
 void TFactTemplates::DoRemove(const std::string& key) {
   const IFactTemplate factTemplate = Get(key);
-  if (engine_ != nullptr) {
-    engine_->RemoveFactTemplate(factTemplate);
-    engine_->RemoveDependencies(factTemplate);
+  if (TInferenceEngine* engine = GetEngine()) {
+    engine->RemoveFactTemplate(factTemplate);
+    engine->RemoveDependencies(factTemplate);
   }
-  RemoveEntry(key);
+  if (Holds(key, factTemplate.Get())) RemoveEntry(key);
+  if (GetEngine() != nullptr) GetEngine()->RestoreBuiltIns(*factTemplate);
 }
 
 void TFactTemplates::Remove(std::string_view name, IFactTemplate& removed) {
@@ -232,46 +291,34 @@ void TFactTemplates::Remove(std::string_view name, IFactTemplate& removed) {
 }
 
 void TFactTemplates::Exchange(const IFactTemplate& oldTemplate, const IFactTemplate& newTemplate) {
-  if (engine_ != nullptr) engine_->RemoveFactTemplate(oldTemplate);
-  if (FindTemplate(oldTemplate->GetTemplateName()) == oldTemplate.Get())
-    RemoveEntry(oldTemplate->GetTemplateName());
-  Add(newTemplate);
-}
-
-void TFactTemplates::RemoveEntry(std::string_view name) {
-  const IFactTemplate factTemplate = FindTemplate(name);
-  if (!factTemplate) return;
-  factTemplate->RemoveImportModule(module_);
-  if (factTemplate->GetModule() != module_) --importCount_;
-  RawRemove(std::string(name));
-}
-
-void TFactTemplates::Rekey(std::string_view oldName, std::string_view newName) {
-  const IFactTemplate factTemplate = FindTemplate(oldName);
-  if (!factTemplate) return;
-  RawRemove(std::string(oldName));
-  RawAdd(newName, factTemplate);
+  const IFactTemplate newOne = newTemplate;
+  const std::string oldName = oldTemplate->GetTemplateName().ToString();
+  if (GetEngine() != nullptr) GetEngine()->RemoveFactTemplate(oldTemplate);
+  if (Holds(oldName, oldTemplate.Get())) RemoveEntry(oldName);
+  Add(newOne);
 }
 
 void TFactTemplates::Clear() {
   if (IsEmpty()) return;
-  if (engine_ != nullptr) engine_->RemoveDependencies();
-  for (int i = 0; i < GetCount(); ++i) GetValue(i)->RemoveImportModule(module_);
-  TQDStringHashTable<IFactTemplate>::Clear();
-  importCount_ = 0;
-  if (engine_ != nullptr) engine_->ClearFactTemplates();
+  if (GetEngine() != nullptr) GetEngine()->RemoveDependencies();
+  for (int i = 0; i < GetCount(); ++i) GetValue(i)->RemoveImportModule(GetModule());
+  TSharedTable::Clear();
+  if (GetEngine() != nullptr) GetEngine()->ClearFactTemplates();
 }
 
-std::string TFactTemplates::ToString() const {
-  return InheritanceOrder(
-      *this, TKBMessage::TemplatesCorrupted, [](const TFactTemplate& t) { return t.GetParent().Get(); },
-      [](const TFactTemplate& t) { return std::string(kLineEnd) + t.ToString(); });
+void TFactTemplates::Clear(TConstructScope scope) {
+  for (const std::string& name : NamesOf(scope)) {
+    IFactTemplate removed;
+    Remove(name, removed);
+  }
 }
+
+std::string TFactTemplates::ToString() const { return TemplatesText(*this, false); }
+
+std::string TFactTemplates::LocalsToString() const { return TemplatesText(*this, true); }
 
 // --- Defined types
 // --------------------------------------------------------------------------------------------------
-
-TKBDefinedTypes::~TKBDefinedTypes() = default;
 
 void TKBDefinedTypes::Add(const IKBDefinedType& type) {
   RequireObject(type, "defined type");
@@ -282,13 +329,6 @@ void TKBDefinedTypes::Add(const IKBDefinedType& type) {
 TKBDefinedType* TKBDefinedTypes::FindType(std::string_view name) const {
   const IKBDefinedType* found = Find(name);
   return found == nullptr ? nullptr : found->Get();
-}
-
-void TKBDefinedTypes::Rekey(std::string_view oldName, std::string_view newName) {
-  const IKBDefinedType type = FindType(oldName);
-  if (!type) return;
-  RawRemove(std::string(oldName));
-  RawAdd(newName, type);
 }
 
 TKBDefinedType* TKBDefinedTypes::FindUnsharedType(const TFactTemplate& factTemplate) const {
@@ -302,37 +342,55 @@ TKBDefinedType* TKBDefinedTypes::FindUnsharedType(const TFactTemplate& factTempl
 }
 
 void TKBDefinedTypes::DoAdd(std::string_view key, const IKBDefinedType& value) {
-  if (engine_ != nullptr && value->GetReasoner() != engine_) value->SetReasoner(engine_);
-  value->AddImportModule(module_);
-  RawAdd(key, value);
-  if (value->GetModule() != module_) ++importCount_;
-  if (engine_ != nullptr) engine_->AddDefinedType(value);
+  const IKBDefinedType type = value;
+  TInferenceEngine* engine = GetEngine();
+  if (engine != nullptr && type->GetReasoner() != engine) type->SetReasoner(engine);
+  type->AddImportModule(GetModule());
+  RawAdd(key, type);
+  if (engine != nullptr) engine->AddDefinedType(type);
 }
 
 void TKBDefinedTypes::DoSetValue(std::string_view key, const IKBDefinedType& value) {
   const IKBDefinedType old = Get(key);
   if (old == value) return;
-  if (!Replaces(engine_, TKBMessage::DuplicateTypes, key)) return;
-  if (engine_ != nullptr && value->GetReasoner() != engine_) value->SetReasoner(engine_);
-  value->AddImportModule(module_);
-  old->RemoveImportModule(module_);
-  if (engine_ != nullptr) engine_->RemoveDefinedType(old);
-  RawSet(key, value);
-  if (engine_ != nullptr) {
-    engine_->AddDefinedType(value);
-    engine_->ReplaceDefinedType(old, value);
+  if (!Replaces(GetEngine(), TKBMessage::DuplicateTypes, key)) return;
+  IKBDefinedType result;
+  Replace(old, value, result);
+}
+
+void TKBDefinedTypes::Replace(const IKBDefinedType& oldType, const IKBDefinedType& newType,
+                              IKBDefinedType& result) {
+  const IKBDefinedType oldOne = oldType;
+  const IKBDefinedType newOne = newType;
+  result = newOne;
+  if (oldOne == newOne) return;
+  const IKBDefinedType present = FindType(newOne->GetName());
+  if (present && present != oldOne && present != newOne &&
+      !Replaces(GetEngine(), TKBMessage::DuplicateTypes, newOne->GetName())) {
+    result = present;
+    return;
   }
+  if (!oldOne) return Add(newOne);
+  if (GetEngine() == nullptr) return Exchange(oldOne, newOne);
+  GetEngine()->ReplaceDefinedType(oldOne, newOne);
+}
+
+void TKBDefinedTypes::Exchange(const IKBDefinedType& oldType, const IKBDefinedType& newType) {
+  const IKBDefinedType newOne = newType;
+  const std::string oldName = oldType->GetName();
+  if (GetEngine() != nullptr) GetEngine()->RemoveDefinedType(oldType);
+  if (Holds(oldName, oldType.Get())) RemoveEntry(oldName);
+  Add(newOne);
 }
 
 void TKBDefinedTypes::DoRemove(const std::string& key) {
   const IKBDefinedType type = Get(key);
-  if (engine_ != nullptr) {
-    engine_->RemoveDefinedType(type);
-    engine_->RemoveDependencies(type);
+  type->SetReasoner(nullptr);
+  if (TInferenceEngine* engine = GetEngine()) {
+    engine->RemoveDefinedType(type);
+    engine->RemoveDependencies(type);
   }
-  type->RemoveImportModule(module_);
-  if (type->GetModule() != module_) --importCount_;
-  RawRemove(key);
+  if (Holds(key, type.Get())) RemoveEntry(key);
 }
 
 void TKBDefinedTypes::Remove(std::string_view name, IKBDefinedType& removed) {
@@ -340,23 +398,39 @@ void TKBDefinedTypes::Remove(std::string_view name, IKBDefinedType& removed) {
   if (removed) DoRemove(std::string(name));
 }
 
+// A type that is at home elsewhere goes on there.
 void TKBDefinedTypes::Clear() {
   if (IsEmpty()) return;
-  if (engine_ != nullptr) engine_->RemoveTypeDependencies();
+  if (GetEngine() != nullptr) GetEngine()->RemoveTypeDependencies();
   for (int i = 0; i < GetCount(); ++i) {
-    GetValue(i)->RemoveImportModule(module_);
-    GetValue(i)->SetReasoner(nullptr);
+    GetValue(i)->RemoveImportModule(GetModule());
+    if (!GetValue(i)->IsShared()) GetValue(i)->SetReasoner(nullptr);
   }
-  TQDStringHashTable<IKBDefinedType>::Clear();
-  importCount_ = 0;
-  if (engine_ != nullptr) engine_->ClearDefinedTypes();
+  TSharedTable::Clear();
+  if (GetEngine() != nullptr) GetEngine()->ClearDefinedTypes();
 }
 
-std::string TKBDefinedTypes::ToString() const {
-  return InheritanceOrder(
-      *this, TKBMessage::TypesCorrupted, [](const TKBDefinedType& t) { return t.GetAncestor().Get(); },
-      [](const TKBDefinedType& t) { return std::string(kLineEnd) + t.ToString(); });
+void TKBDefinedTypes::Clear(TConstructScope scope) {
+  for (const std::string& name : NamesOf(scope)) {
+    IKBDefinedType removed;
+    Remove(name, removed);
+  }
 }
+
+namespace {
+
+std::string TypesText(const TKBDefinedTypes& table, bool locals) {
+  return InheritanceOrder(
+      table, TKBMessage::TypesCorrupted, locals,
+      [](const TKBDefinedType& t) { return t.GetAncestor().Get(); },
+      [](const TKBDefinedType& t) { return std::string_view(t.GetName()); });
+}
+
+}  // namespace
+
+std::string TKBDefinedTypes::ToString() const { return TypesText(*this, false); }
+
+std::string TKBDefinedTypes::LocalsToString() const { return TypesText(*this, true); }
 
 // --- Fact sets
 // ------------------------------------------------------------------------------------------------------
@@ -449,13 +523,14 @@ bool TModules::ForwardsTo(const TModule* module) const noexcept {
   return engine_ != nullptr && engine_->modules_.get() == this && engine_->moduleOp_ != module;
 }
 
-void TModules::CheckImports(const TModule& module) const {
+void TModules::CheckImports(const TModule& module, int index) const {
   if (!enforceImportOrder_) return;
-  const int own = IndexOf(&module);
+  const std::string own(module.IsMain() ? SMainModule : std::string_view(module.GetName()));
   for (int i = 0; i < module.GetImportModuleCount(); ++i) {
     const std::string& name = module.GetImportModule(i)->GetModuleName();
-    if (IndexOf(name) > own)
-      throw EKBException(TKBMessage::InvalidModuleDependency, {module.GetName(), name});
+    if (name != own && IndexOf(name) >= index) {
+      throw EKBException(TKBMessage::InvalidModuleDependency, {own, name});
+    }
   }
 }
 
@@ -472,13 +547,8 @@ void TModules::Insert(int index, const IModule& module) {
     return;
   }
   CheckListIndex(index, GetCount() + 1);
+  CheckImports(*module, index);
   items_.insert(items_.begin() + index, module);
-  try {
-    CheckImports(*module);
-  } catch (...) {
-    items_.erase(items_.begin() + index);
-    throw;
-  }
 }
 
 void TModules::Delete(int index) {
@@ -503,6 +573,17 @@ void TModules::Clear() {
   }
   while (!items_.empty()) engine_->RemoveModule(IModule(items_.back()));
   engine_->ClearModules();
+}
+
+int TModules::CountOf(std::string_view name) const noexcept {
+  return static_cast<int>(
+      std::count_if(items_.begin(), items_.end(), [name](const IModule& m) { return m->GetName() == name; }));
+}
+
+std::string TModules::ToString() const {
+  std::string text;
+  for (const IModule& module : items_) text += std::string(kLineEnd) + module->ToString();
+  return text;
 }
 
 std::string TModules::ToNamesString(std::string_view separator) const {

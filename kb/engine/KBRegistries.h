@@ -1,6 +1,10 @@
 // The registries of constructs: named collections that know their engine and module, report additions and
 // removals to the engine and apply DuplicateConstructs. Those of a module share nothing with the engine but a
 // back reference, which the module clears before they go.
+//
+// Templates and types may stand in the tables of several modules (see KBModule.h). What is done to one of
+// them through any of these tables, a removal, a replacement or a new name, is done in all of them; what
+// becomes of the facts and rules on it is the engine's work (InferenceEngineDependencies.cpp).
 #pragma once
 
 #include <memory>
@@ -42,7 +46,8 @@ class TRules final : public TQDStringHashTable<TRule*> {
   [[nodiscard]] bool GetSorted() const noexcept { return sorted_; }
   void SetSorted(bool value) noexcept { sorted_ = value; }
   void ClearEngine() noexcept { engine_ = nullptr; }
-  /// Adds clones of the rules of another table.
+  /// Empties the table, then adds copies of the rules of another one, which may belong to another engine, in
+  /// its order and with their fired marks.
   void Assign(const TRules& source);
 
  protected:
@@ -58,29 +63,91 @@ class TRules final : public TQDStringHashTable<TRule*> {
   TInferenceEngine* engine_;
 };
 
-/// The templates of a module, its own and the imported ones.
-class TFactTemplates final : public TQDStringHashTable<IFactTemplate> {
+/// What the tables of templates and of types have in common: constructs of their own module and imported
+/// ones.
+template <class T>
+class TSharedTable : public TQDStringHashTable<Ref<T>> {
  public:
-  TFactTemplates(TInferenceEngine* engine, TModule* module) noexcept : module_(module), engine_(engine) {}
-  ~TFactTemplates() override;
-  /// A template without slots gets the multislot "__Data".
+  TSharedTable(TInferenceEngine* engine, TModule* module) noexcept : module_(module), engine_(engine) {}
+  [[nodiscard]] TModule* GetModule() const noexcept { return module_; }
+  void ClearEngine() noexcept { engine_ = nullptr; }
+  /// At home in the table's own module.
+  [[nodiscard]] bool IsLocal(const T& construct) const noexcept { return construct.GetModule() == module_; }
+  [[nodiscard]] int GetLocalsCount() const noexcept {
+    int count = 0;
+    for (int i = 0; i < this->GetCount(); ++i) count += IsLocal(*this->GetValue(i)) ? 1 : 0;
+    return count;
+  }
+  [[nodiscard]] int GetImportCount() const noexcept { return this->GetCount() - GetLocalsCount(); }
+  /// The very construct stands in the table.
+  [[nodiscard]] bool Holds(std::string_view name, const T* construct) const {
+    const Ref<T>* found = this->Find(name);
+    return found != nullptr && *found == construct;
+  }
+  /// Forgets the entry and enters the construct under another name.
+  void Rekey(std::string_view oldName, std::string_view newName) {
+    const Ref<T>* found = this->Find(oldName);
+    if (found == nullptr) return;
+    const Ref<T> construct = *found;
+    this->RawRemove(std::string(oldName));
+    this->RawAdd(newName, construct);
+  }
+  /// Takes the entry out and nothing else.
+  void RemoveEntry(std::string_view name) {
+    const Ref<T>* found = this->Find(name);
+    if (found == nullptr) return;
+    const Ref<T> construct = *found;
+    construct->RemoveImportModule(module_);
+    this->RawRemove(std::string(name));
+  }
+
+ protected:
+  [[nodiscard]] TInferenceEngine* GetEngine() const noexcept { return engine_; }
+  /// The names of the local constructs, or of the others.
+  [[nodiscard]] std::vector<std::string> NamesOf(TConstructScope scope) const {
+    std::vector<std::string> names;
+    for (int i = 0; i < this->GetCount(); ++i) {
+      if (IsLocal(*this->GetValue(i)) == (scope == csLocal)) names.push_back(this->GetKey(i).ToString());
+    }
+    return names;
+  }
+
+ private:
+  TModule* module_;
+  TInferenceEngine* engine_;
+};
+
+/// The templates of a module, its own and the imported ones.
+class TFactTemplates final : public TSharedTable<TFactTemplate> {
+ public:
+  using TSharedTable::TSharedTable;
+  /// A template without slots gets the multislot "__Data". In a system of several modules "Fact Template,
+  /// "%s", depends on non-imported Defined Type: "%s"".
   void Add(const IFactTemplate& factTemplate);
   /// Removes with all that depends on it, in every module that shares it. `removed` is null when there was
   /// none.
   void Remove(std::string_view name, IFactTemplate& removed);
-  /// The new template in place of the old one, with both events; facts and rules are not looked at.
+  /// The new template in place of the old one in every module that shares that; facts and rules that fit a
+  /// template of the same name come back, those of another name are gone. `oldTemplate` may be null: then
+  /// this is Add. What already bears the new name is dealt with by DuplicateConstructs. `result` is the new
+  /// template.
+  void Replace(const IFactTemplate& oldTemplate, const IFactTemplate& newTemplate, IFactTemplate& result);
+  /// The new template in place of the old one in this table, with both events; facts and rules are not looked
+  /// at.
   void Exchange(const IFactTemplate& oldTemplate, const IFactTemplate& newTemplate);
-  /// Takes the entry out and nothing else.
-  void RemoveEntry(std::string_view name);
   [[nodiscard]] TFactTemplate* FindTemplate(std::string_view name) const;
-  /// Forgets the entry and enters the template under another name.
-  void Rekey(std::string_view oldName, std::string_view newName);
+  /// Empties the table with all that depends on its templates.
   void Clear() override;
-  [[nodiscard]] int GetImportCount() const noexcept { return importCount_; }
-  [[nodiscard]] int GetLocalsCount() const noexcept { return GetCount() - importCount_; }
+  /// Removes the local or the imported ones, as Remove does.
+  void Clear(TConstructScope scope);
+  /// Merges by name: what the source lacks goes, what differs is replaced by a copy, what is new is copied.
+  /// The second form leaves imported templates of both tables alone. The source may belong to another engine.
+  void Assign(const TFactTemplates& source);
+  void AssignLocal(const TFactTemplates& source);
+  /// Each text behind a line end, parents before their children. "Fact templates inheritance structure
+  /// corrupted".
   [[nodiscard]] std::string ToString() const;
-  [[nodiscard]] TModule* GetModule() const noexcept { return module_; }
-  void ClearEngine() noexcept { engine_ = nullptr; }
+  [[nodiscard]] std::string LocalsToString() const;
 
  protected:
   void DoAdd(std::string_view key, const IFactTemplate& value) override;
@@ -88,28 +155,32 @@ class TFactTemplates final : public TQDStringHashTable<IFactTemplate> {
   void DoRemove(const std::string& key) override;
 
  private:
-  using TQDStringHashTable<IFactTemplate>::Put;  // the key is the name: Add
-  TModule* module_;
-  int importCount_ = 0;
-  TInferenceEngine* engine_;
+  using TSharedTable<TFactTemplate>::Put;  // the key is the name: Add
+  void Merge(const TFactTemplates& source, bool localsOnly);
 };
 
-/// The defined types of a module.
-class TKBDefinedTypes final : public TQDStringHashTable<IKBDefinedType> {
+/// The defined types of a module, its own and the imported ones.
+class TKBDefinedTypes final : public TSharedTable<TKBDefinedType> {
  public:
-  TKBDefinedTypes(TInferenceEngine* engine, TModule* module) noexcept : module_(module), engine_(engine) {}
-  ~TKBDefinedTypes() override;
+  using TSharedTable::TSharedTable;
   void Add(const IKBDefinedType& type);
+  /// Removes with the templates that use it, in every module that shares it.
   void Remove(std::string_view name, IKBDefinedType& removed);
+  /// As for templates: templates that use the old type go over to a new one of the same name, with what still
+  /// fits of their facts; with another name they go.
+  void Replace(const IKBDefinedType& oldType, const IKBDefinedType& newType, IKBDefinedType& result);
+  /// The new type in place of the old one in this table, with both events.
+  void Exchange(const IKBDefinedType& oldType, const IKBDefinedType& newType);
   [[nodiscard]] TKBDefinedType* FindType(std::string_view name) const;
-  /// Forgets the entry and enters the type under another name.
-  void Rekey(std::string_view oldName, std::string_view newName);
   /// First named type of the template's slots that this registry lacks, or null.
   [[nodiscard]] TKBDefinedType* FindUnsharedType(const TFactTemplate& factTemplate) const;
   void Clear() override;
-  [[nodiscard]] int GetLocalsCount() const noexcept { return GetCount() - importCount_; }
+  void Clear(TConstructScope scope);
+  void Assign(const TKBDefinedTypes& source);
+  void AssignLocal(const TKBDefinedTypes& source);
+  /// "Defined types inheritance structure corrupted".
   [[nodiscard]] std::string ToString() const;
-  void ClearEngine() noexcept { engine_ = nullptr; }
+  [[nodiscard]] std::string LocalsToString() const;
 
  protected:
   void DoAdd(std::string_view key, const IKBDefinedType& value) override;
@@ -117,10 +188,8 @@ class TKBDefinedTypes final : public TQDStringHashTable<IKBDefinedType> {
   void DoRemove(const std::string& key) override;
 
  private:
-  using TQDStringHashTable<IKBDefinedType>::Put;  // the key is the name: Add
-  TModule* module_;
-  int importCount_ = 0;
-  TInferenceEngine* engine_;
+  using TSharedTable<TKBDefinedType>::Put;  // the key is the name: Add
+  void Merge(const TKBDefinedTypes& source, bool localsOnly);
 };
 
 /// The fact sets of a module, in order of definition. Does not own them.
@@ -137,6 +206,8 @@ class TFactSets {
   void Clear();
   [[nodiscard]] int GetCount() const noexcept { return static_cast<int>(items_.size()); }
   [[nodiscard]] TFactSet& Get(int index) const;
+  /// Empties the list, then adds copies of the sets of another one.
+  void Assign(const TFactSets& source);
   [[nodiscard]] std::string ToString() const;
   void ClearEngine() noexcept { engine_ = nullptr; }
 
@@ -163,13 +234,27 @@ class TModules {
   void Insert(int index, const IModule& module);
   void Delete(int index);
   int Remove(const TModule* module);
+  /// The engine's own list removes every module with all that it holds, the main one too: the engine then has
+  /// nothing to work on until a main module is added.
   void Clear();
+  [[nodiscard]] int CountOf(std::string_view name) const noexcept;
   [[nodiscard]] std::string ToNamesString(std::string_view separator) const;
+  /// The texts of the modules, each behind a line end.
+  [[nodiscard]] std::string ToString() const;
   void SetEnforceImportOrder(bool value) noexcept { enforceImportOrder_ = value; }
+  /// "Invalid module dependency.  Module "%s" imports module "%s" which is later in the module list", for a
+  /// module that is to stand at `index`.
+  void CheckImports(const TModule& module, int index) const;
+
+  /// The modules of another engine, one by one, in place of the present ones.
+  void Assign(const TModules& source);
+  /// Merges module by module: definitions and defined types, templates from kbcDefTemplate on, and what
+  /// `construct` names: fact sets, facts or rules. Modules that the source lacks stay.
+  void Assign(const TModules& source, TInferenceEngineConstruct construct);
 
  private:
   [[nodiscard]] bool ForwardsTo(const TModule* module) const noexcept;
-  void CheckImports(const TModule& module) const;
+  void MergeModule(const TModule& theirs, TInferenceEngineConstruct construct);
   std::vector<IModule> items_;
   TInferenceEngine* engine_;
   bool enforceImportOrder_ = false;
@@ -186,6 +271,13 @@ class TUserFunctions final : public TQDStringHashTable<Ref<IUserFunction>> {
   /// Removes the entry only if it holds that function.
   void RemoveFunction(const Ref<IUserFunction>& function);
   void Clear() override;
+  /// Empties the table, then takes in the functions of another one: built-in and host functions as the same
+  /// objects, those of the language as copies, in the order of GetOrder. False when a copy failed and
+  /// `lenient` let that pass.
+  bool Assign(const TUserFunctions& source, bool lenient);
+  bool AssignInterpretedFunctions(std::vector<IInterpretedFunction> functions, bool lenient);
+  /// The functions of the language.
+  [[nodiscard]] std::vector<IInterpretedFunction> GetInterpretedFunctions() const;
   [[nodiscard]] int GetNumInterpreted() const noexcept { return numInterpreted_; }
   [[nodiscard]] std::string GetNamesToString() const;
   [[nodiscard]] std::string ToString() const;
@@ -207,6 +299,8 @@ class TUserFunctions final : public TQDStringHashTable<Ref<IUserFunction>> {
 class TEngineVariables : public TValueHashTable {
  public:
   explicit TEngineVariables(TInferenceEngine* engine) noexcept : engine_(engine) {}
+  /// The source's values, made for this engine; the change event fires once, at the end.
+  void Assign(const TValueHashTable& source) override;
   /// Each variable as the language writes it, with its line end.
   [[nodiscard]] std::string ToString() const override;
 
@@ -223,6 +317,9 @@ class TGlobalVariables final : public TEngineVariables {
   using TEngineVariables::TEngineVariables;
   /// Empties the table, then the engine's context with all its bindings.
   void Clear() override;
+  /// The definitions of another table of globals and the present values of its engine's context; no call is
+  /// run. The definitions of any other table are put in one by one.
+  void Assign(const TValueHashTable& source) override;
 
  protected:
   void DoAdd(std::string_view key, const IKBValue& value) override;

@@ -15,7 +15,7 @@ namespace {
 
 // The fact of an id value; "No Such Fact with ID=%s exists".
 IFact FactOfId(const TInferenceEngine& engine, const TKBValue& id) {
-  IFact fact = engine.GetFacts().GetFactByID(id.GetAsFactId());
+  IFact fact = engine.FindFact(id.GetAsFactId());
   if (!fact) throw EKBException(TKBMessage::NoSuchFact, {id.ToString()});
   return fact;
 }
@@ -168,7 +168,7 @@ IKBValue Retract(TFunctionCall& call, TKBContext& context) {
   for (int i = 0; i < call.GetArgumentCount(); ++i) {
     if (i > 0) value = call.Evaluate(i, context);
     const int32_t id = value->GetAsFactId();
-    const IFact fact = engine.GetFacts().GetFactByID(id);
+    const IFact fact = engine.FindFact(id);
     if (!fact) throw EKBException(TKBMessage::UnableToFindFact, {IntegerToString(id)});
     engine.RetractFact(fact);
   }

@@ -2,6 +2,7 @@
 
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
+#include "kb/engine/KBTransfer.h"
 #include "kb/functions/KBPackages.h"
 #include "kb/language/KBRule.h"
 #include "kb/language/PrettyPrinter.h"
@@ -81,6 +82,8 @@ void TKBPattern::SetName(std::string_view name) {
   name_ = name;
   Change();
 }
+
+void TKBPattern::TemplateRenamed() { name_ = template_->GetTemplateName().View(); }
 
 const TKBPatternMatchTest& TKBPattern::GetSlotTest(int slot, int test) const {
   CheckListIndex(test, GetSlotTestCount(slot));
@@ -261,17 +264,33 @@ void TKBPattern::Assign(const TPersistent& source) {
 
 std::unique_ptr<TKBPattern> TKBPattern::Clone(TInferenceEngine* engine) const {
   IFactTemplate target = template_;
-  if (engine != nullptr && template_ && template_->GetEngine() != engine) {
-    target = engine->FindFactTemplate(template_->GetTemplateName());
-    if (!target) {
-      target = engine->CreateFactTemplate(template_->GetTemplateName());
-      target->AssignInterface(*template_);
+  const bool moves = engine != nullptr && template_ &&
+                     (template_->GetEngine() != engine ||
+                      template_->IndexOfImportModule(engine->GetCurrentModule().Get()) < 0);
+  if (moves) {
+    const TTransfer transfer(*engine, TTransfer::tlCurrentModule);
+    if (const IFactTemplate found = transfer.FindTemplate(*template_)) {
+      target = found;
+    } else if (template_->GetEngine() != engine) {
+      target = transfer.Template(*template_);
+      engine->GetFactTemplates().Add(target);
     }
   }
   auto copy = std::make_unique<TKBPattern>(engine, target, name_, negatedCount_);
   copy->Assign(*this);
   copy->template_ = target;
+  if (moves) copy->MoveValues(*engine);
   return copy;
+}
+
+// What hangs on another engine or module is made anew for this one.
+void TKBPattern::MoveValues(TInferenceEngine& engine) {
+  const TTransfer transfer(engine, TTransfer::tlCurrentModule);
+  BeginUpdate();
+  for (Slot& slot : slots_) {
+    for (const auto& test : slot.tests) test->SetSlotValue(transfer.Value(test->GetSlotValue()));
+  }
+  --updates_;
 }
 
 std::string TKBPattern::ToString() const {

@@ -5,6 +5,7 @@
 
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
+#include "kb/engine/KBTransfer.h"
 #include "kb/functions/KBPackages.h"
 #include "kb/language/PrettyPrinter.h"
 #include "kb/matching/KBToken.h"
@@ -298,6 +299,14 @@ void TRule::AppendGoalNegation(const TKBPattern& goal) {
   AnalysePattern(patterns_.size() - 1);
 }
 
+// A negated pattern behind a goal is named after the wanted template and stays on that of the goal.
+void TRule::TemplateRenamed(const TFactTemplate& factTemplate) {
+  for (size_t i = 0; i < patterns_.size(); ++i) {
+    const bool wanted = i > 0 && patterns_[i - 1]->IsGoal();
+    if (patterns_[i]->GetFactTemplate() == &factTemplate && !wanted) patterns_[i]->TemplateRenamed();
+  }
+}
+
 void TRule::SetPatterns(const TRule& source) {
   std::vector<std::unique_ptr<TKBPattern>> clones;
   for (size_t i = 0; i < source.patterns_.size(); ++i) {
@@ -465,25 +474,29 @@ void TRule::Assign(const TPersistent& source) {
   if (other == nullptr) return TPersistent::Assign(source);
   if (other == this) return;
   if (engine_ == nullptr) throw EKBException(TKBMessage::UndefinedEngine);
-  if (other->engine_ != engine_) {
-    const std::unique_ptr<TRule> parsed(engine_->ParseRule(other->ToString()));
-    Assign(*parsed);
-    return;
-  }
-  std::vector<IFunCall> actions;
-  for (const IFunCall& action : other->actions_) actions.push_back(action->Clone());
-  IKBValue salience = other->salienceValue_->Clone();
+  // What comes from another engine or module is bound to what bears its names in this one.
+  const bool moves = other->engine_ != engine_ || other->module_ != module_;
+  const TTransfer transfer(*engine_, TTransfer::tlCurrentModule);
   const TKBName oldName = name_;
   SetRuleName(other->name_);
+  IModule previous;
+  FocusModule(false, previous);
+  std::vector<IFunCall> actions;
+  IKBValue salience;
   BeginUpdate();
   try {
+    for (const IFunCall& action : other->actions_)
+      actions.push_back(moves ? transfer.Call(*action) : action->Clone());
+    salience = moves ? transfer.Value(other->salienceValue_) : other->salienceValue_->Clone();
     SetPatterns(*other);
   } catch (...) {
     --updates_;
+    if (previous) previous->FocusModule();
     TDelayedError error;
     error.Run([&] { SetRuleName(oldName); });
     throw;
   }
+  if (previous) previous->FocusModule();
   autoFocus_ = other->autoFocus_;
   enabled_ = other->enabled_;
   comment_ = other->comment_;

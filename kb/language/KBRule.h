@@ -47,6 +47,8 @@ class TKBPattern : public TPersistent {
   virtual void SetBoundName(std::string_view name);
   [[nodiscard]] const TKBName& GetName() const noexcept { return name_; }
   virtual void SetName(std::string_view name);
+  /// The template has got its present name; the pattern bears it too. The network is not touched.
+  void TemplateRenamed();
   [[nodiscard]] const std::string& GetComment() const noexcept { return comment_; }
   void SetComment(std::string_view comment) { comment_ = comment; }
   [[nodiscard]] bool IsTest() const noexcept { return name_ == STestCE; }
@@ -85,7 +87,8 @@ class TKBPattern : public TPersistent {
   [[nodiscard]] TInferenceEngine* GetEngine() const noexcept;
 
   void Assign(const TPersistent& source) override;
-  /// A copy for `engine`; a template of another engine is found or made there by name.
+  /// A copy for `engine`, whose module in focus it is made for: a template of another engine or module is
+  /// found there by name, or made when the engine is another one.
   [[nodiscard]] virtual std::unique_ptr<TKBPattern> Clone(TInferenceEngine* engine) const;
   [[nodiscard]] std::string ToString() const;
 
@@ -103,6 +106,7 @@ class TKBPattern : public TPersistent {
     return slots_[static_cast<size_t>(slot)];
   }
   void InitializeClass();
+  void MoveValues(TInferenceEngine& engine);
   [[nodiscard]] Slot& FindSlot(std::string_view name);
   [[nodiscard]] TSlotTests FixSlot(Slot& slot);
   void FixRun(const Slot& slot, size_t begin, size_t end, TSlotTests& result);
@@ -148,6 +152,10 @@ class TRule : public TComponent {
   [[nodiscard]] const std::string& GetModule() const noexcept { return module_; }
   /// A registered rule moves to the rules of that module. On an exception it stays where it was.
   void SetModule(std::string_view name);
+  /// Called by the engine when a template has got its present name.
+  void TemplateRenamed(const TFactTemplate& factTemplate);
+  /// Called by the module that the rule stands in when that gets another name.
+  void ModuleRenamed(std::string_view name) { module_ = name; }
   [[nodiscard]] TInferenceEngine* GetEngine() const noexcept { return engine_; }
   /// Leaves the old engine's rules and joins the new engine's, with a new id. On an exception it stays where
   /// it was.
@@ -172,6 +180,8 @@ class TRule : public TComponent {
   void SetAutoFocus(bool value);
   /// True from the first firing to the next Reset.
   [[nodiscard]] bool HasFired() const noexcept { return fired_; }
+  /// For copies that go on where their source stands.
+  void SetFired(bool value) noexcept { fired_ = value; }
 
   [[nodiscard]] int GetPatternCount() const noexcept { return static_cast<int>(patterns_.size()); }
   /// Raises EListError for a bad index, as GetAction and GetBinding do.
@@ -226,8 +236,9 @@ class TRule : public TComponent {
 
   /// Makes the rule's module current; `previous` receives the module that was, if the focus moved.
   void FocusModule(bool force, IModule& previous);
-  /// Within one engine a copy of all but the module; between engines through the text. On an exception of the
-  /// copying nothing has changed.
+  /// A copy of all but module, id and fired mark, for the engine and module of this rule; a registered rule
+  /// is renamed in its registry. On an exception of the copying nothing has changed. "Unknown/Undefined
+  /// Inference Engine".
   void Assign(const TPersistent& source) override;
   [[nodiscard]] std::string ToString() const;
   void Notification(TComponent& component, TOperation operation) override;

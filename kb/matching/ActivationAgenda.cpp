@@ -153,6 +153,16 @@ std::vector<Ref<TActivation>> TActivationAgenda::Snapshot() const {
   return result;
 }
 
+void TActivationAgenda::Arrange(const std::vector<Ref<TActivation>>& order) {
+  for (size_t i = 0; i < order.size(); ++i) {
+    const int present = IndexOfData(order[i].Get());
+    if (present < 0 || static_cast<size_t>(present) == i) continue;
+    TEntry* entry = EntryAt(present);
+    entries_.Erase(static_cast<size_t>(present));
+    entries_.Insert(i, entry);
+  }
+}
+
 int TKBAgenda::FindInsertion(const TActivation& activation) const {
   if (engine_ == nullptr || GetCount() == 0) return -1;
   return engine_->SearchSalience(activation.GetRule()->GetSalience());

@@ -94,6 +94,8 @@ class TActivationAgenda {
   /// Empties the list first; then, with FreeData, the activations leave their terminals.
   void Clear();
   [[nodiscard]] std::vector<Ref<TActivation>> Snapshot() const;
+  /// Puts the entries into another order; `order` holds the same activations.
+  void Arrange(const std::vector<Ref<TActivation>>& order);
   [[nodiscard]] bool GetFreeData() const noexcept { return freeData_; }
   void SetFreeData(bool value) noexcept { freeData_ = value; }
   [[nodiscard]] virtual int FindInsertion(const TActivation& /*activation*/) const { return -1; }

@@ -85,6 +85,13 @@ void TReteNetwork::Clear() {
   InvalidateRoots();
 }
 
+void TReteNetwork::RenameTemplate(std::string_view oldName, std::string_view newName) {
+  for (TReteNode* root : roots_) {
+    if (auto* pattern = dynamic_cast<TPatternMatchNode*>(root)) pattern->RenameTemplate(oldName, newName);
+  }
+  InvalidateRoots();
+}
+
 void TReteNetwork::SetEnabled(bool value) {
   if (enabled_ == value) return;
   enabled_ = value;

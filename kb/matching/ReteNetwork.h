@@ -40,6 +40,8 @@ class TReteNetwork final : public TGGraph {
   /// Primes roots with all facts of the module: each fact is taken out and put in again.
   void UpdateNodes(const std::vector<TReteNode*>& nodes);
   void Clear() override;
+  /// The roots of a template take facts under its new name from now on; what they let through before stays.
+  void RenameTemplate(std::string_view oldName, std::string_view newName);
 
   // Called by terminal nodes: the engine first, then the event.
   void Activate(const Ref<TActivation>& activation);

@@ -115,6 +115,10 @@ bool TPatternMatchNode::MatchesTemplate(const TFactTemplate& factTemplate) const
   return false;
 }
 
+void TPatternMatchNode::RenameTemplate(std::string_view oldName, std::string_view newName) {
+  if (test_ == pmtTestClassType && value_->TextView() == oldName) value_ = MakeAtom(newName);
+}
+
 bool TPatternMatchNode::Equals(TPatternMatchTest test, const TKBValue* value,
                                const TNodeArgsArray& arguments) const {
   if (test_ != test || arguments_ != arguments) return false;

@@ -108,6 +108,8 @@ class TPatternMatchNode final : public TReteNode {
                             const TNodeArgsArray& arguments) const;
   /// True when the template or one of its ancestors has the name that this root asks for.
   [[nodiscard]] bool MatchesTemplate(const TFactTemplate& factTemplate) const;
+  /// A root of that template goes over to the new name.
+  void RenameTemplate(std::string_view oldName, std::string_view newName);
   [[nodiscard]] std::string ToString() const override;
 
  protected:

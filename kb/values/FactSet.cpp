@@ -13,6 +13,7 @@
 
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
+#include "kb/engine/KBTransfer.h"
 #include "kb/language/PrettyPrinter.h"
 #include "kb/platform/Exceptions.h"
 #include "kb/values/Fact.h"
@@ -197,6 +198,15 @@ int TFactSet::AddFact(const IFact& fact) {
   return facts_.AddData(fact->ToString(), fact);
 }
 
+void TFactSet::TemplateRenamed(const TFactTemplate& factTemplate) {
+  for (int i = 0; i < GetFactCount(); ++i) {
+    const IFact fact = PeekFact(i);
+    if (!fact || fact->GetTemplate() != &factTemplate) continue;
+    facts_.Put(i, fact->ToString());
+    facts_.PutData(i, fact);
+  }
+}
+
 int TFactSet::IndexOf(const TFact* fact) const noexcept {
   for (int i = 0; i < GetFactCount(); ++i) {
     if (PeekFact(i) == fact) return i;
@@ -284,15 +294,16 @@ void TFactSet::Assign(const TPersistent& source) {
   facts_.Assign(facts);
 }
 
-/// The entries of `source` as this set's engine reads them, in the module in focus.
+/// The entries of `source` as this set's engine has them, in the module in focus.
 void TFactSet::CopyEntries(const TFactSet& source, TFactSetFacts& target) {
   for (int i = 0; i < source.GetFactCount(); ++i) {
     const IFact& fact = source.PeekFact(i);
     if (IsDesigning() || (!fact && inferenceEngine_ == nullptr)) {
       target.AddData(source.GetFactText(i), nullptr);
     } else if (inferenceEngine_ != nullptr) {
-      const IFact parsed = inferenceEngine_->ParseFact(fact ? fact->ToString() : source.GetFactText(i));
-      target.AddData(parsed->ToString(), parsed);
+      const IFact copy = fact ? TTransfer(*inferenceEngine_, TTransfer::tlCurrentModule).Fact(*fact)
+                              : inferenceEngine_->ParseFact(source.GetFactText(i));
+      target.AddData(copy->ToString(), copy);
     } else {
       target.AddData(fact->ToString(), fact->Clone());
     }

@@ -43,6 +43,10 @@ class TFactSet : public TComponent {
   [[nodiscard]] const std::string& GetModule() const noexcept { return module_; }
   /// Moves the set to another module and parses its entries again there.
   void SetModule(std::string_view name);
+  /// Called by the engine when a template has got its present name: the texts of its facts follow.
+  void TemplateRenamed(const TFactTemplate& factTemplate);
+  /// Called by the module that the set stands in when that gets another name.
+  void ModuleRenamed(std::string_view name) { module_ = name; }
   [[nodiscard]] TComponent* GetEngine() const noexcept { return engine_; }
   /// Joins an engine (entries are parsed) or, with null, leaves it.
   void SetEngine(TComponent* engine);

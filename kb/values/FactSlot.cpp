@@ -107,6 +107,21 @@ void TFactSlot::SetExtendedTypeInfo(const IKBDefinedType& type) {
   SetSlotType(types);
 }
 
+void TFactSlot::ReplaceType(const IKBDefinedType& type) {
+  const bool multi = IsMultiSlot();
+  const IKBValue kept = slotDefault_;
+  const auto fits = [&](const IKBValue& value) {
+    return value && value->Is(dtList) == multi && IsValid(value.Get());
+  };
+  SetExtendedTypeInfo(type);
+  SetSlotType(multi ? type->GetBaseTypes() + KBMultiSlotTypes : type->GetBaseTypes());
+  if (fits(kept)) {
+    SetSlotDefault(kept);
+  } else if (!fits(slotDefault_)) {
+    SetSlotDefault(CreateValidDefault(multi));
+  }
+}
+
 bool TFactSlot::Accepts(TKBType type) const noexcept {
   return KBAlwaysValidTypes.Has(type) || slotType_.Has(type);
 }

@@ -86,9 +86,11 @@ void TFactTemplate::SetTemplateName(std::string_view name) {
   if (name_ == name) return;
   CheckConstructName(name);
   const TKBText newName(name);
-  if (engine_ != nullptr) engine_->RenameFactTemplate(*this, name_, newName);
+  const TKBText oldName = name_;
+  if (engine_ != nullptr) engine_->RenameFactTemplate(*this, oldName, newName);
   name_ = newName;
   NewNamingEpoch();
+  if (engine_ != nullptr && IsShared()) engine_->TemplateRenamed(*this, oldName);
 }
 
 void TFactTemplate::SetParent(const IFactTemplate& parent) {

@@ -48,6 +48,8 @@ class TFactSlot : public TPersistent, public RefCounted {
   [[nodiscard]] const IKBDefinedType& GetExtendedTypeInfo() const noexcept { return typeInfo_; }
   /// The slot's types become the type's base types.
   virtual void SetExtendedTypeInfo(const IKBDefinedType& type);
+  /// The same for a slot that is complete: it stays single or multiple, and a default that still fits stays.
+  void ReplaceType(const IKBDefinedType& type);
 
   [[nodiscard]] bool IsFuzzy() const noexcept { return slotType_.Has(dtFuzzy); }
   /// A slot counts as multislot when its types hold dtList.

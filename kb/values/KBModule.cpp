@@ -1,5 +1,13 @@
+// Modules: life, names, focus, copies and text. What they share: KBModuleImports.cpp.
+//
+// Tested in tests/engine/ModulesTest.cpp and tests/programs.
 #include "kb/values/KBModule.h"
 
+#include <algorithm>
+#include <utility>
+
+#include "kb/common/Helpers.h"
+#include "kb/engine/EngineScopes.h"
 #include "kb/engine/InferenceEngine.h"
 #include "kb/language/PrettyPrinter.h"
 #include "kb/matching/ReteNetwork.h"
@@ -8,87 +16,84 @@
 
 namespace kb {
 
-// --- Imports and exports
-// --------------------------------------------------------------------------------------------
-
-const TClassInfo& TModuleImportExport::StaticClass() noexcept {
-  static const TClassInfo info{"TModuleImportExport", &TPersistent::StaticClass(), nullptr, nullptr};
-  return info;
-}
-
-TModuleImportExport::TModuleImportExport(TModule* owner, std::string_view moduleName)
-    : moduleName_(moduleName), owner_(owner) {}
-
-void TModuleImportExport::SetDefinedTypesShared(TSharedConstructs mode) {
-  if (typesShared_ == mode) return;
-  typesShared_ = mode;
-  if (mode != mieCustom) types_.clear();
-}
-
-void TModuleImportExport::SetFactTemplatesShared(TSharedConstructs mode) {
-  if (templatesShared_ == mode) return;
-  templatesShared_ = mode;
-  if (mode != mieCustom) templates_.clear();
-}
-
-void TModuleImportExport::SetDefinedTypes(std::vector<std::string> names) {
-  types_ = std::move(names);
-  if (!types_.empty()) {
-    typesShared_ = mieCustom;
-  } else if (typesShared_ == mieCustom) {
-    typesShared_ = mieNone;
-  }
-}
-
-void TModuleImportExport::SetFactTemplates(std::vector<std::string> names) {
-  templates_ = std::move(names);
-  if (!templates_.empty()) {
-    templatesShared_ = mieCustom;
-  } else if (templatesShared_ == mieCustom) {
-    templatesShared_ = mieNone;
-  }
-}
-
-void TModuleImportExport::Assign(const TPersistent& source) {
-  const auto* other = dynamic_cast<const TModuleImportExport*>(&source);
-  if (other == nullptr) return TPersistent::Assign(source);
-  typesShared_ = other->typesShared_;
-  templatesShared_ = other->templatesShared_;
-  types_ = other->types_;
-  templates_ = other->templates_;
-  moduleName_ = other->moduleName_;
-}
-
-// --- Module
-// ---------------------------------------------------------------------------------------------------------
+TModuleObjects::TModuleObjects() noexcept = default;
+TModuleObjects::TModuleObjects(TModuleObjects&& other) noexcept = default;
+TModuleObjects& TModuleObjects::operator=(TModuleObjects&& other) noexcept = default;
+TModuleObjects::~TModuleObjects() = default;
 
 const TClassInfo& TModule::StaticClass() noexcept {
   static const TClassInfo info{"TModule", &TPersistent::StaticClass(), nullptr, nullptr};
   return info;
 }
 
-TModule::TModule(TInferenceEngine* owner, bool isMain)
-    : isMain_(isMain), exports_(MakeRef<TModuleImportExport>(this, "")), owner_(owner) {}
+/// Hears of the end of the engine, which a module that no list holds may outlive.
+class TModule::TNexus final : public TComponent {
+ public:
+  TNexus(TModule& module, TInferenceEngine& engine) : TComponent(nullptr), module_(module) {
+    engine.FreeNotification(*this);
+  }
+  void Notification(TComponent& component, TOperation operation) override {
+    TComponent::Notification(component, operation);
+    if (operation == opRemove) module_.ClearOwner();
+  }
 
-TModule::~TModule() {
-  if (agenda_ != nullptr) Release();
+ private:
+  TModule& module_;
+};
+
+TModule::TModule(TInferenceEngine* owner, bool isMain)
+    : isMain_(isMain),
+      exports_(MakeRef<TModuleImportExport>(this, "")),
+      link_(MakeRef<TModuleLink>(this)),
+      owner_(owner) {
+  if (owner_ != nullptr) nexus_ = std::make_unique<TNexus>(*this, *owner_);
 }
 
+TModule::~TModule() {
+  Release();
+  exports_->SetOwnerModule(nullptr);
+  for (const IModuleImport& record : imports_) record->SetOwnerModule(nullptr);
+  link_->module = nullptr;
+}
+
+// --- Names
+// ----------------------------------------------------------------------------------------------------------
+
+// The engine compares names of the list, in which this module stands with the new one already.
 void TModule::SetName(std::string_view name) {
   if (name_ == name) return;
   if ((name == SMainModule) != isMain_) throw EKBException(TKBMessage::ReservedModuleName);
   CheckConstructName(name);
-  const std::string oldName = name_;
-  // A module that no list holds yet has no name to be renamed from.
-  if (owner_ != nullptr && !oldName.empty() && owner_->GetModules().IndexOf(this) >= 0) {
-    if (owner_->GetModules().IndexOf(name) >= 0) {
-      throw EKBException(TKBMessage::DuplicateModules, {std::string(name)});
-    }
+  const std::string newName(name);
+  const std::string oldName = std::exchange(name_, newName);
+  try {
+    if (owner_ != nullptr) owner_->RenameModule(oldName, newName);
+  } catch (...) {
+    name_ = oldName;
+    throw;
   }
-  name_ = name;
+  StoreName(newName);
+  if (owner_ == nullptr || owner_->GetModules().IndexOf(this) < 0) return;
+  const TModules& modules = owner_->GetModules();
+  for (int i = 0; i < modules.GetCount(); ++i) {
+    const int index = modules.Get(i)->IndexOfImport(oldName);
+    if (index >= 0) modules.Get(i)->GetImportModule(index)->SetModuleName(newName);
+  }
 }
 
+// Rules and fact sets name their module.
+void TModule::StoreName(std::string_view name) {
+  name_ = name;
+  if (objects_.rules == nullptr) return;
+  for (int i = 0; i < objects_.rules->GetCount(); ++i) objects_.rules->GetValue(i)->ModuleRenamed(name_);
+  for (int i = 0; i < objects_.factSets->GetCount(); ++i) objects_.factSets->Get(i).ModuleRenamed(name_);
+}
+
+// --- Imports
+// --------------------------------------------------------------------------------------------------------
+
 int TModule::AddImport(const IModuleImport& record) {
+  record->SetOwnerModule(this);
   imports_.push_back(record);
   return GetImportModuleCount() - 1;
 }
@@ -97,9 +102,36 @@ IModuleImport TModule::AddImport(std::string_view moduleName) {
   return MakeRef<TModuleImportExport>(this, moduleName);
 }
 
+void TModule::ClearImports() {
+  while (!imports_.empty()) DeleteImport(GetImportModuleCount() - 1);
+}
+
+void TModule::DeleteImport(int index) {
+  const IModuleImport record = GetImportModule(index);
+  record->SetOwnerModule(nullptr);
+  imports_.erase(imports_.begin() + index);
+}
+
+int TModule::RemoveImport(const TModuleImportExport* record) {
+  const int index = IndexOfImport(record);
+  if (index >= 0) DeleteImport(index);
+  return index;
+}
+
+int TModule::RemoveImport(std::string_view moduleName) {
+  const int index = IndexOfImport(moduleName);
+  if (index >= 0) DeleteImport(index);
+  return index;
+}
+
 const IModuleImport& TModule::GetImportModule(int index) const {
   CheckListIndex(index, GetImportModuleCount());
   return imports_[static_cast<size_t>(index)];
+}
+
+int TModule::IndexOfImport(const TModuleImportExport* record) const noexcept {
+  const auto found = std::find(imports_.begin(), imports_.end(), record);
+  return found == imports_.end() ? -1 : static_cast<int>(found - imports_.begin());
 }
 
 int TModule::IndexOfImport(std::string_view moduleName) const noexcept {
@@ -109,36 +141,46 @@ int TModule::IndexOfImport(std::string_view moduleName) const noexcept {
   return -1;
 }
 
+void TModule::ImportConstructs() {
+  if (owner_ == nullptr) return;
+  const TInferenceEngine::TFocusScope focus(*owner_, this);
+  const std::vector<IModuleImport> imports = imports_;
+  for (const IModuleImport& record : imports) record->ImportConstructs();
+}
+
+// --- Life
+// -----------------------------------------------------------------------------------------------------------
+
 void TModule::Prepare() {
-  if (agenda_ != nullptr) Release();
+  Release();
   Initialize();
 }
 
 void TModule::Initialize() {
   if (owner_ == nullptr) return;
-  agenda_ = std::make_unique<TKBAgenda>(owner_, this);
-  definedTypes_ = std::make_unique<TKBDefinedTypes>(owner_, this);
-  facts_ = std::make_unique<TFacts>(owner_, this);
-  factSets_ = std::make_unique<TFactSets>(owner_, this);
-  factTemplates_ = std::make_unique<TFactTemplates>(owner_, this);
-  rete_ = std::make_unique<TReteNetwork>(owner_, this);
-  rules_ = std::make_unique<TRules>(owner_, this);
-  facts_->SetCacheHashCodes(!owner_->GetFactDuplication());
-  rete_->SetMinActivationStrength(owner_->GetMinActivationStrength());
+  objects_.agenda = std::make_unique<TKBAgenda>(owner_, this);
+  objects_.definedTypes = std::make_unique<TKBDefinedTypes>(owner_, this);
+  objects_.facts = std::make_unique<TFacts>(owner_, this);
+  objects_.factSets = std::make_unique<TFactSets>(owner_, this);
+  objects_.factTemplates = std::make_unique<TFactTemplates>(owner_, this);
+  objects_.rete = std::make_unique<TReteNetwork>(owner_, this);
+  objects_.rules = std::make_unique<TRules>(owner_, this);
+  objects_.facts->SetCacheHashCodes(!owner_->GetFactDuplication());
+  objects_.rete->SetMinActivationStrength(owner_->GetMinActivationStrength());
+  if (isMain_) name_ = SMainModule;
   const IModule previous = owner_->GetCurrentModule();
   FocusModule();
   nullFact_ = MakeRef<TFact>(owner_->CreateFactTemplate(SNullFact));
-  if (isMain_) name_ = SMainModule;
-  initialFactPattern_ = std::make_unique<TKBPattern>(owner_, owner_->CreateFactTemplate(SInitialFactPattern));
+  owner_->ShareInitialFact(*this);
   FocusModule();
   if (previous) previous->FocusModule();
 }
 
 void TModule::FocusModule() {
   if (owner_ == nullptr) return;
-  if (agenda_ == nullptr) {
+  if (objects_.agenda == nullptr) {
     Initialize();
-    if (agenda_ == nullptr) return;
+    if (objects_.agenda == nullptr) return;
   }
   owner_->ShowModule(*this);
 }
@@ -149,45 +191,157 @@ void TModule::ImportEngine() {
 }
 
 void TModule::SetInitialFactPattern(std::unique_ptr<TKBPattern> pattern) {
-  initialFactPattern_ = std::move(pattern);
+  objects_.initialFactPattern = std::move(pattern);
 }
+
+namespace {
+
+// The constructs of a registry that goes away stand in one module less.
+template <class Table>
+void Abandon(const Table& table, TModule& module) {
+  for (int i = 0; i < table.GetCount(); ++i) table.GetValue(i)->RemoveImportModule(&module);
+}
+
+}  // namespace
 
 // The objects no longer know the engine while they go, so that nothing calls it.
 void TModule::Release() {
-  if (agenda_ == nullptr) return;
-  agenda_->ClearEngine();
-  definedTypes_->ClearEngine();
-  facts_->ClearEngine();
-  factSets_->ClearEngine();
-  factTemplates_->ClearEngine();
-  rete_->ClearEngine();
-  rules_->ClearEngine();
-  for (int i = 0; i < factTemplates_->GetCount(); ++i) {
-    const IFactTemplate& factTemplate = factTemplates_->GetValue(i);
-    factTemplate->RemoveImportModule(this);
-    if (factTemplate->GetModule() == this) factTemplate->SetModule(nullptr);
-  }
-  for (int i = 0; i < definedTypes_->GetCount(); ++i) {
-    const IKBDefinedType& type = definedTypes_->GetValue(i);
-    type->RemoveImportModule(this);
-    if (type->GetModule() == this) type->SetModule(nullptr);
-  }
+  if (objects_.agenda == nullptr) return;
+  for (const IModuleImport& record : imports_) record->Release();
+  objects_.agenda->ClearEngine();
+  objects_.definedTypes->ClearEngine();
+  objects_.facts->ClearEngine();
+  objects_.factSets->ClearEngine();
+  objects_.factTemplates->ClearEngine();
+  objects_.rete->ClearEngine();
+  objects_.rules->ClearEngine();
+  Abandon(*objects_.factTemplates, *this);
+  Abandon(*objects_.definedTypes, *this);
   factsPending_.clear();
   nullFact_ = nullptr;
-  agenda_->Clear();
-  rete_->Clear();
-  initialFactPattern_.reset();
-  agenda_.reset();
-  rete_.reset();
-  rules_.reset();
-  factSets_.reset();
-  facts_.reset();
-  factTemplates_.reset();
-  definedTypes_.reset();
+  objects_.agenda->Clear();
+  objects_.rete->Clear();
+  TModuleObjects objects = std::exchange(objects_, TModuleObjects());
+  if (owner_ != nullptr) owner_->Retire(std::move(objects));
 }
+
+// --- Copies
+// ---------------------------------------------------------------------------------------------------------
+
+void TModule::AssignModuleDefinition(const TModule& source) {
+  if (&source == this) return;
+  ClearImports();
+  StoreName(source.name_);
+  comment_ = source.comment_;
+  exports_->Assign(*source.exports_);
+  for (const IModuleImport& record : source.imports_) {
+    const IModuleImport copy = AddImport(record->GetModuleName());
+    copy->Assign(*record);
+    AddImport(copy);
+  }
+}
+
+void TModule::Assign(const TPersistent& source) {
+  const auto* other = dynamic_cast<const TModule*>(&source);
+  if (other == nullptr) return TPersistent::Assign(source);
+  if (other == this || owner_ == nullptr || other->objects_.agenda == nullptr) return;
+  const IModule self(this);
+  const TInferenceEngine::TFocusScope focus(*owner_, this);
+  owner_->Clear(self);
+  AssignModuleDefinition(*other);
+  ImportConstructs();
+  AssignConstructs(*other);
+}
+
+void TModule::AssignConstructs(const TModule& source) {
+  objects_.definedTypes->AssignLocal(*source.objects_.definedTypes);
+  objects_.factTemplates->AssignLocal(*source.objects_.factTemplates);
+  nullFact_ = MakeRef<TFact>(owner_->CreateFactTemplate(SNullFact));
+  owner_->ShareInitialFact(*this);
+  FocusModule();
+  objects_.factSets->Assign(*source.objects_.factSets);
+  objects_.facts->AddLocals(*source.objects_.facts);
+  objects_.rules->Assign(*source.objects_.rules);
+}
+
+// --- Text
+// -----------------------------------------------------------------------------------------------------------
 
 std::string TModule::ToString() const {
   return owner_ != nullptr ? owner_->PrettyPrint(*this) : PrettyPrint(*this);
+}
+
+namespace {
+
+constexpr std::string_view kStars = "; *************************";
+
+class TModuleText {
+ public:
+  explicit TModuleText(bool comments) : comments_(comments) {}
+
+  void AddLine(std::string_view line) { text_.append(line).append(kLineEnd); }
+  void AddCount(std::string_view head, int count) { AddLine(std::string(head) + IntegerToString(count)); }
+  /// A section behind its head; nothing for an empty text.
+  void AddSection(std::string_view head, std::string_view text) {
+    if (text.empty()) return;
+    StartLine();
+    if (comments_) {
+      AddLine(kStars);
+      AddLine(head);
+    }
+    Add(text);
+  }
+  void Add(std::string_view text) { text_ += text; }
+  [[nodiscard]] std::string Take() {
+    StartLine();
+    return std::move(text_);
+  }
+
+ private:
+  void StartLine() {
+    if (!text_.empty() && !text_.ends_with(kLineEnd)) text_ += kLineEnd;
+  }
+  bool comments_;
+  std::string text_;
+};
+
+// The line ends in front of the texts of a table are the section's own.
+std::string_view WithoutLeadingEnd(std::string_view text) {
+  if (text.starts_with(kLineEnd)) text.remove_prefix(kLineEnd.size());
+  return text;
+}
+
+std::string FactsText(const TFacts& facts, bool all) {
+  const std::string text = all ? facts.ToString() : facts.LocalsToString(false);
+  return text.empty() ? text : "(assert" + std::string(kLineEnd) + text + ")";
+}
+
+}  // namespace
+
+std::string TModule::GetExpertSystem(bool comments, bool all) const {
+  if (objects_.agenda == nullptr) return ToString();
+  const TModuleObjects& own = objects_;
+  TModuleText text(comments);
+  if (comments) {
+    const auto count = [all](const auto& table) { return all ? table.GetCount() : table.GetLocalsCount(); };
+    text.AddLine("");
+    text.AddLine(kStars);
+    text.AddLine("; Module:                     " + name_);
+    text.AddCount("; Number of Defined Types:    ", count(*own.definedTypes));
+    text.AddCount("; Number of Fact Templates:   ", count(*own.factTemplates));
+    text.AddCount("; Number of Rules:            ", own.rules->GetCount());
+    text.AddCount("; Number of Fact Sets:        ", own.factSets->GetCount());
+    text.AddCount("; Number of Facts:            ", count(*own.facts));
+    text.AddLine("");
+  }
+  text.Add(ToString());
+  const auto tableText = [all](const auto& table) { return all ? table.ToString() : table.LocalsToString(); };
+  text.AddSection("; Defined Types ", WithoutLeadingEnd(tableText(*own.definedTypes)));
+  text.AddSection("; Fact Templates ", WithoutLeadingEnd(tableText(*own.factTemplates)));
+  text.AddSection("; Rules ", own.rules->ToString());
+  text.AddSection("; Fact Sets ", WithoutLeadingEnd(own.factSets->ToString()));
+  text.AddSection("; Facts ", FactsText(*own.facts, all));
+  return text.Take();
 }
 
 }  // namespace kb

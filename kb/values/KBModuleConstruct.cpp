@@ -9,6 +9,7 @@
 #include "kb/common/Helpers.h"
 #include "kb/platform/Exceptions.h"
 #include "kb/values/KBConsts.h"
+#include "kb/values/KBModule.h"
 
 namespace kb {
 
@@ -25,6 +26,10 @@ TModuleConstruct::~TModuleConstruct() = default;
 const TClassInfo& TModuleConstruct::StaticClass() noexcept {
   static const TClassInfo info{"TModuleConstruct", &TPersistent::StaticClass(), nullptr, nullptr};
   return info;
+}
+
+void TModuleConstruct::SetModule(TModule* module) noexcept {
+  home_ = module == nullptr ? Ref<TModuleLink>() : module->GetLink();
 }
 
 TModule* TModuleConstruct::GetImportModule(int index) const {

@@ -15,8 +15,14 @@ namespace kb {
 /// a character that no name may hold.
 void CheckConstructName(std::string_view name);
 
+/// What refers to a module without keeping it alive: the module clears it when it goes.
+struct TModuleLink : RefCounted {
+  explicit TModuleLink(TModule* target) noexcept : module(target) {}
+  TModule* module;
+};
+
 /// A construct with a home module and the list of modules in whose registries it stands, its own included.
-/// Modules are back references: the engine keeps them alive and clears the references before a module goes.
+/// Modules are back references. A module that goes takes itself out of the lists; as a home it becomes null.
 class TModuleConstruct : public TPersistent, public RefCounted {
  public:
   TModuleConstruct();
@@ -24,8 +30,8 @@ class TModuleConstruct : public TPersistent, public RefCounted {
   static const TClassInfo& StaticClass() noexcept;
   [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
 
-  [[nodiscard]] TModule* GetModule() const noexcept { return module_; }
-  void SetModule(TModule* module) noexcept { module_ = module; }
+  [[nodiscard]] TModule* GetModule() const noexcept { return home_ ? home_->module : nullptr; }
+  void SetModule(TModule* module) noexcept;
   [[nodiscard]] int GetImportModuleCount() const noexcept { return static_cast<int>(imports_.size()); }
   /// Raises EListError for a bad index.
   [[nodiscard]] TModule* GetImportModule(int index) const;
@@ -40,7 +46,7 @@ class TModuleConstruct : public TPersistent, public RefCounted {
 
  private:
   std::vector<TModule*> imports_;
-  TModule* module_ = nullptr;
+  Ref<TModuleLink> home_;
   intptr_t tag_ = 0;
 };
 

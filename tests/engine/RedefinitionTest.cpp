@@ -1,0 +1,265 @@
+// Redefinition of templates, types, modules, rules and fact sets: what stays, what goes, and that nothing
+// dangles.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "kb/engine/InferenceEngine.h"
+#include "tests/engine/EngineInvariants.h"
+
+namespace {
+
+using kb::IFact;
+using kb::IFactTemplate;
+using kb::IKBDefinedType;
+using kb::IModule;
+using kb::TInferenceEngine;
+using kbtest::SortedActivations;
+using kbtest::TEngineWalk;
+
+/// Does to an engine what a host may do, at random, but the same for the same seed.
+class TTormentor {
+ public:
+  TTormentor(TInferenceEngine& engine, uint32_t seed) : engine_(engine), random_(seed) {}
+
+  /// One change; tells what it was. Refusals are part of the game.
+  std::string Step() {
+    engine_.SetDuplicateConstructs(static_cast<kb::TDuplicateConstructs>(Chance(70) ? 0 : Below(3)));
+    std::string done;
+    try {
+      done = Act();
+    } catch (const std::exception& error) {
+      return done_ + " !" + error.what();
+    }
+    return done;
+  }
+
+ private:
+  int Below(int limit) { return static_cast<int>(random_() % static_cast<uint32_t>(limit)); }
+  bool Chance(int percent) { return Below(100) < percent; }
+  template <class T>
+  const T& Any(const std::vector<T>& list) {
+    return list[static_cast<size_t>(Below(static_cast<int>(list.size())))];
+  }
+  std::string Template() { return Any<std::string>({"p", "q", "s", "Initial-Fact"}); }
+  std::string Type() { return Any<std::string>({"t1", "t2"}); }
+  std::string ModuleName() { return Any<std::string>({"A", "B", "C"}); }
+  std::string Value() { return Any<std::string>({"1", "1", "2", "x", "x", "\"z\""}); }
+  IModule Module() { return engine_.GetModules().Get(Below(engine_.GetModules().GetCount())); }
+  std::string Prefix() { return Module()->GetName() + "::"; }
+
+  std::string Do(const std::string& text) {
+    done_ = text;
+    engine_.Parse(text, true);
+    return text;
+  }
+  std::string Note(const std::string& text) {
+    done_ = text;
+    return text;
+  }
+
+  std::string SlotDefinition(const std::string& name) {
+    const std::string type =
+        Any<std::string>({"", "", "(type NUMBER)", "(type LEXEME)", "(type " + Type() + ")", "(range 0 5)",
+                          "(allowed-symbols x y)"});
+    return (Chance(25) ? "(multislot " : "(slot ") + name + " " + type + ")";
+  }
+
+  std::string TemplateText() {
+    // The initial fact keeps a form that its own text fits.
+    const std::string name = Chance(95) ? Any<std::string>({"p", "q", "s"}) : "Initial-Fact";
+    std::string text = "(deftemplate " + Prefix() + name;
+    if (name == "Initial-Fact") return text + ")";
+    if (Chance(15)) return text + " is-a " + Type() + ")";
+    if (Chance(25)) text += " extends " + Template();
+    for (const char* slot : {"a", "b", "c"}) {
+      if (Chance(60)) text += " " + SlotDefinition(slot);
+    }
+    return text + ")";
+  }
+
+  std::string TypeText() {
+    const std::string base = Any<std::string>({"INTEGER", "SYMBOL", "NUMBER LEXEME", Type()});
+    std::string text = "(deftype " + Prefix() + Type() + " extends (type " + base + ")";
+    if (Chance(50)) text += " (range " + std::to_string(Below(3)) + " " + std::to_string(3 + Below(5)) + ")";
+    if (Chance(30)) text += " (allowed-symbols x y)";
+    return text + ")";
+  }
+
+  // Facts and patterns mostly have the slots that the template has where they are written.
+  std::vector<std::string> SlotsOf(const std::string& name) {
+    std::vector<std::string> slots;
+    const kb::TFactTemplate* factTemplate = engine_.FindFactTemplate(name);
+    for (const char* slot : {"a", "b", "c"}) {
+      const bool has = factTemplate != nullptr && factTemplate->ContainsSlot(slot);
+      if (has ? Chance(70) : factTemplate != nullptr && !factTemplate->IsOrdered() && Chance(5))
+        slots.emplace_back(slot);
+    }
+    return slots;
+  }
+  bool IsOrdered(const std::string& name) {
+    const kb::TFactTemplate* factTemplate = engine_.FindFactTemplate(name);
+    return factTemplate == nullptr || factTemplate->IsOrdered();
+  }
+
+  std::string FactText() {
+    const std::string name = Template();
+    if (IsOrdered(name))
+      return "(" + name + (name == "Initial-Fact" ? "" : " " + Value() + " " + Value()) + ")";
+    std::string text = "(" + name;
+    for (const std::string& slot : SlotsOf(name)) text += " (" + slot + " " + Value() + ")";
+    return text + ")";
+  }
+
+  std::string Pattern() {
+    const std::string name = Template();
+    if (IsOrdered(name)) return "(" + name + Any<std::string>({" $?", " ?x ?", " ? x", " ?x $?"}) + ")";
+    std::string text = "(" + name;
+    for (const std::string& slot : SlotsOf(name)) {
+      text += " (" + slot + " " + Any<std::string>({"?x", "?x", "1", "x", "?x&~7", "?"}) + ")";
+    }
+    return text + ")";
+  }
+
+  std::string RuleText() {
+    engine_.SetCurrentModule(Module());
+    std::string text = "(defrule " + Any<std::string>({"r1", "r2", "r3", "r4"}) + " ";
+    if (Chance(20)) text += "(declare (auto-focus TRUE)) ";
+    for (int i = Below(3); i >= 0; --i) {
+      const std::string pattern = Pattern();
+      text += Chance(70) ? pattern : Chance(50) ? "(not " + pattern + ")" : "(exists " + pattern + ")";
+    }
+    if (Chance(15)) text += "(test (eq 1 1))";
+    return text + " => " + (Chance(30) ? "(assert " + FactText() + ")" : "") + ")";
+  }
+
+  std::string ModuleText() {
+    const IModule first = engine_.GetModules().Get(0);
+    if (Chance(50)) {
+      first->GetExportItems()->SetFactTemplatesShared(kb::mieAll);
+      first->GetExportItems()->SetDefinedTypesShared(kb::mieAll);
+    }
+    std::string text = "(defmodule " + ModuleName() + " ";
+    if (Chance(80))
+      text += Any<std::string>({"(export ?ALL)", "(export deftemplate p q) (export deftype ?ALL)"});
+    const IModule other = Module();
+    if (Chance(80)) {
+      text += "(import " + other->GetName() + " " +
+              Any<std::string>({"?ALL", "deftemplate p Q", "deftype ?ALL"}) + ")";
+    }
+    return text + ")";
+  }
+
+  std::string Act() {
+    const int lot = Below(100);
+    if (lot < 12) return Do(TemplateText());
+    if (lot < 16) return Do(TypeText());
+    if (lot < 34) return Do(RuleText());
+    if (lot < 38)
+      return Do("(deffacts " + Any<std::string>({"f1", "f2"}) + " " + FactText() + FactText() + ")");
+    if (lot < 42) return Do(ModuleText());
+    if (lot < 44) return Remove();
+    if (lot < 47) return Rename();
+    if (lot < 48) return RemoveOrClearModule();
+    if (lot < 50) {
+      engine_.Reset();
+      return Note("reset");
+    }
+    if (lot < 53) return Retract();
+    if (lot < 56) {
+      engine_.PushFocus(Module());
+      return Note("focus " + engine_.GetCurrentModule()->GetName());
+    }
+    engine_.SetCurrentModule(Module());
+    return Do("(assert " + FactText() + ")");
+  }
+
+  std::string Remove() {
+    const IModule module = Module();
+    if (Chance(70)) {
+      IFactTemplate removed;
+      const std::string name = Template();
+      Note("remove template " + module->GetName() + "::" + name);
+      module->GetFactTemplates()->Remove(name, removed);
+    } else {
+      IKBDefinedType removed;
+      Note("remove type of " + module->GetName());
+      module->GetDefinedTypes()->Remove(Type(), removed);
+    }
+    return done_;
+  }
+
+  std::string Rename() {
+    const IModule module = Module();
+    engine_.SetCurrentModule(module);
+    if (Chance(30)) {
+      Note("rename module " + module->GetName());
+      module->SetName(ModuleName());
+    } else if (IFactTemplate factTemplate =
+                   module->GetFactTemplates()->FindTemplate(Any<std::string>({"p", "q", "s"}))) {
+      Note("rename template " + factTemplate->GetTemplateName().ToString());
+      factTemplate->SetTemplateName(Any<std::string>({"p", "q", "s"}));
+    } else if (IKBDefinedType type = module->GetDefinedTypes()->FindType(Type())) {
+      Note("rename type " + type->GetName());
+      type->SetName(Type());
+    }
+    return done_;
+  }
+
+  std::string RemoveOrClearModule() {
+    const IModule module = Module();
+    if (module->IsMain() || Chance(30)) {
+      Note("clear " + module->GetName());
+      engine_.Clear(module);
+    } else {
+      Note("remove " + module->GetName());
+      engine_.RemoveModule(module);
+    }
+    return done_;
+  }
+
+  std::string Retract() {
+    const IModule module = Module();
+    Note("retract in " + module->GetName());
+    if (module->GetFacts()->GetCount() > 0)
+      engine_.Retract(module->GetFacts()->Get(Below(module->GetFacts()->GetCount()))->GetID());
+    return done_;
+  }
+
+  TInferenceEngine& engine_;
+  std::mt19937 random_;
+  std::string done_;
+};
+
+void RecompileAll(TInferenceEngine& engine) {
+  for (int i = 0; i < engine.GetModules().GetCount(); ++i) {
+    const IModule module = engine.GetModules().Get(i);
+    for (int k = 0; k < module->GetRules()->GetCount(); ++k)
+      engine.RuleChange(*module->GetRules()->GetValue(k));
+  }
+}
+
+TEST(Redefinition, NothingDanglesAfterRandomChanges) {
+  for (uint32_t seed = 1; seed <= 150; ++seed) {
+    TInferenceEngine engine;
+    engine.Parse(
+        "(deftype t1 extends (type INTEGER) (range 0 5)) (deftype t2 extends (type SYMBOL))"
+        "(deftemplate p (slot a (type t1)) (slot b)) (deftemplate q (slot a) (slot c (type t2)))"
+        "(deftemplate s extends p (multislot c)) (defmodule A (export ?ALL) (import MAIN ?ALL))",
+        true);
+    TTormentor tormentor(engine, seed);
+    std::string history;
+    for (int step = 0; step < 60; ++step) {
+      history += tormentor.Step() + "\n";
+      ASSERT_EQ(TEngineWalk(engine).Findings(), "") << "seed " << seed << "\n" << history;
+    }
+    // Nothing has fired: the agenda is what a fresh compilation of all rules finds.
+    const std::vector<std::string> before = SortedActivations(engine);
+    RecompileAll(engine);
+    ASSERT_EQ(SortedActivations(engine), before) << "seed " << seed << "\n" << history;
+  }
+}
+
+}  // namespace
