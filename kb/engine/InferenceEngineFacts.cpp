@@ -87,15 +87,14 @@ int32_t TInferenceEngine::Assert(std::string_view text) {
   return Assert(fact);
 }
 
-// The list goes first, so that a rule that asks for the facts during the pass finds this one. A fact that
-// comes from another module may be older than the last one here.
+// The list goes first, so that a rule that asks for the facts during the pass finds this one.
 void TInferenceEngine::AddFactToModule(const IFact& fact, TModule* module) {
   RequireObject(fact, "fact");
   RequireFocus();
   if (module != nullptr) module->FocusModule();
   {
     const TFacts::TUpdating updating(*facts_);
-    facts_->InsertByID(fact);
+    facts_->Add(fact);
   }
   rete_->ProcessToken(MakeRef<TKBToken>(taAdd, fact));
 }

@@ -137,11 +137,12 @@ void TFacts::CheckFact(const IFact& fact) {
   if (!fact->GetTemplate()) throw EKBException(TKBMessage::FactTemplateMissing);
 }
 
-/// Where a fact goes that the engine adds: at the end, but for one that came with a lower id of its own.
+/// Where a fact goes that the engine adds: at the end, but for one with a lower id, which it kept of its own or got
+/// before it came from another module.
 void TFacts::Enter(const IFact& fact) {
   if (idScope_ != nullptr) idScope_->End();
   const bool last = items_.Empty() || items_.Back()->GetID() < fact->GetID();
-  if (last || engine_ == nullptr || !preserveIds_) {
+  if (last || engine_ == nullptr) {
     items_.Append(fact);
   } else {
     const int32_t id = fact->GetID();
@@ -165,17 +166,6 @@ int TFacts::Add(const IFact& fact) {
     maxId_ = std::max(maxId_, engine_->Assert(fact));
   }
   return GetCount() - 1;
-}
-
-void TFacts::InsertByID(const IFact& fact) {
-  const int32_t id = fact->GetID();
-  const size_t count = items_.Size();
-  size_t place = count;
-  if (count > 0 && items_.At(count - 1)->GetID() > id) {
-    place = items_.PartitionPoint([id](const IFact& present) { return present->GetID() < id; });
-  }
-  items_.Insert(place, fact);
-  AddToCache(*fact);
 }
 
 void TFacts::Insert(int index, const IFact& fact) {

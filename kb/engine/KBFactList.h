@@ -48,8 +48,6 @@ class TFacts : public TPersistent {
   /// From outside: asserts. With PreserveIDs a fact keeps an id that is free, and later facts get higher
   /// ones.
   int Add(const IFact& fact);
-  /// The engine's own way in: at the place of the fact's id, mostly the end.
-  void InsertByID(const IFact& fact);
   void Insert(int index, const IFact& fact);
   void Delete(int index);
   int Remove(const IFact& fact);
