@@ -65,9 +65,8 @@ TOutcome ChangeAgenda(size_t size, TSearchStrategy strategy, TStopWatch& watch) 
 void AddAgendaMeasurements(std::vector<TMeasurement>& list) {
   const std::vector<size_t> sizes = {12'500, 25'000, 50'000, 100'000};
   const auto add = [&](const std::string& name, TSearchStrategy strategy) {
-    list.push_back({name, "activations", sizes, [strategy](size_t size, TStopWatch& watch) {
-                      return ChangeAgenda(size, strategy, watch);
-                    }});
+    list.push_back({name, "activations", sizes,
+                    [strategy](size_t size, TStopWatch& watch) { return ChangeAgenda(size, strategy, watch); }});
   };
   add("agenda of N activations, depth first", ssDepthFirst);
   add("agenda of N activations, breadth first", ssBreadthFirst);

@@ -35,9 +35,9 @@ TOptions ReadOptions(int argc, char** argv) {
 }
 
 bool Wanted(const TOptions& options, const std::string& name) {
-  return options.words.empty() ||
-         std::any_of(options.words.begin(), options.words.end(),
-                     [&](const std::string& word) { return name.find(word) != std::string::npos; });
+  return options.words.empty() || std::any_of(options.words.begin(), options.words.end(), [&](const std::string& word) {
+           return name.find(word) != std::string::npos;
+         });
 }
 
 }  // namespace

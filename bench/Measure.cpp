@@ -54,15 +54,13 @@ void PrintFigure(size_t size, const TFigure& figure) {
 }  // namespace
 
 void Measure(const TMeasurement& measurement, int rounds) {
-  std::printf("%s\n  %9s %12s %11s %12s\n", measurement.name.c_str(), "size", measurement.unit.c_str(),
-              "time", "each");
+  std::printf("%s\n  %9s %12s %11s %12s\n", measurement.name.c_str(), "size", measurement.unit.c_str(), "time", "each");
   std::vector<TFigure> figures;
   for (const size_t size : measurement.sizes) {
     figures.push_back(BestOf(measurement, size, rounds));
     PrintFigure(size, figures.back());
   }
-  if (figures.size() > 1)
-    std::printf("  time grows with the work to the power of %.2f\n", GrowthExponent(figures));
+  if (figures.size() > 1) std::printf("  time grows with the work to the power of %.2f\n", GrowthExponent(figures));
   std::printf("\n");
 }
 

@@ -13,8 +13,7 @@
 namespace kb::bench {
 namespace {
 
-constexpr std::string_view kOrders =
-    "(deftemplate order (slot number) (slot customer) (slot weight) (slot state))";
+constexpr std::string_view kOrders = "(deftemplate order (slot number) (slot customer) (slot weight) (slot state))";
 
 // Four slots: an integer, one of a thousand symbols, a float and one of three symbols.
 class TOrders {

@@ -138,8 +138,7 @@ bool ShareHobby(const TGuest& one, const TGuest& two) {
 void CheckTable(const std::vector<TGuest>& guests, const std::vector<int>& table) {
   std::vector<bool> seated(guests.size());
   for (size_t seat = 0; seat < table.size(); ++seat) {
-    if (table[seat] < 0 || seated[static_cast<size_t>(table[seat])])
-      throw std::logic_error("a seat is wrong");
+    if (table[seat] < 0 || seated[static_cast<size_t>(table[seat])]) throw std::logic_error("a seat is wrong");
     seated[static_cast<size_t>(table[seat])] = true;
     if (seat == 0) continue;
     const TGuest& left = guests[static_cast<size_t>(table[seat - 1])];

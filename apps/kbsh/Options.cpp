@@ -83,8 +83,7 @@ class TReader {
     const size_t equals = argument.find('=');
     name_ = argument.substr(0, equals);
     value_.reset();
-    if (equals != std::string_view::npos && argument.substr(0, 2) == "--")
-      value_ = argument.substr(equals + 1);
+    if (equals != std::string_view::npos && argument.substr(0, 2) == "--") value_ = argument.substr(equals + 1);
     if (name_ == "-e") {
       options_.texts.emplace_back(Value());
     } else if (name_ == "--watch") {

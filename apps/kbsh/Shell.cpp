@@ -17,8 +17,7 @@ constexpr std::string_view kContinuation = "  > ";
 // Has the parser read another stream for the time of a scope.
 class TParserSource {
  public:
-  TParserSource(kb::TKBParser& parser, kb::TKBTokenizerStream& stream)
-      : parser_(parser), saved_(parser.GetStream()) {
+  TParserSource(kb::TKBParser& parser, kb::TKBTokenizerStream& stream) : parser_(parser), saved_(parser.GetStream()) {
     parser_.SetStream(&stream);
   }
   TParserSource(const TParserSource&) = delete;
@@ -45,9 +44,7 @@ void TShell::ConnectChannel() {
       out_ << kb::ReplaceAll(text, kb::kLineEnd, "\n");
     }
   };
-  engine_.OnReadLine = [this](kb::TInferenceEngine&, std::string_view, std::string& line) {
-    ReadInputLine(line);
-  };
+  engine_.OnReadLine = [this](kb::TInferenceEngine&, std::string_view, std::string& line) { ReadInputLine(line); };
   engine_.OnReadToken = [this](kb::TInferenceEngine& engine, std::string_view, kb::IStreamToken& token) {
     std::string line;
     ReadInputLine(line);

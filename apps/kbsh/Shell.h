@@ -18,8 +18,7 @@ class TShell {
   TShell(const TShell&) = delete;
   TShell& operator=(const TShell&) = delete;
 
-  /// Does what the options ask for and gives the exit status: 0, or 1 after an exception, which has been
-  /// printed.
+  /// Does what the options ask for and gives the exit status: 0, or 1 after an exception, which has been printed.
   int Run(const TOptions& options);
 
  private:

@@ -1,5 +1,4 @@
-// A host that embeds the engine in full: it watches a small web shop with rules and looks at what the engine
-// does.
+// A host that embeds the engine in full: it watches a small web shop with rules and looks at what the engine does.
 //
 // What it shows: events, the three ways to give the language functions of the host (a C++ callable, a
 // component with a callback, a derived class), a template built in C++ without a text, running in steps, an
@@ -95,9 +94,7 @@ class TMonitor {
     };
     engine_.OnAssertion = [this](kb::TInferenceEngine&, const kb::IFact&) { ++asserted_; };
     engine_.OnRetraction = [this](kb::TInferenceEngine&, const kb::IFact&) { ++retracted_; };
-    engine_.OnRuleFired = [this](kb::TInferenceEngine&, kb::TRule& rule) {
-      ++fired_[std::string(rule.GetRuleName())];
-    };
+    engine_.OnRuleFired = [this](kb::TInferenceEngine&, kb::TRule& rule) { ++fired_[std::string(rule.GetRuleName())]; };
     engine_.OnEndInference = [](kb::TInferenceEngine&, int32_t fired) {
       std::cout << "-- end of the run, " << fired << " rules fired\n";
     };
@@ -165,8 +162,8 @@ void Watch() {
   engine.OnPrintOut = nullptr;
   engine.Reset();
   engine.Run();
-  std::cout << "most facts " << engine.GetStatMaxFacts() << ", most activations "
-            << engine.GetStatMaxActivations() << "\n";
+  std::cout << "most facts " << engine.GetStatMaxFacts() << ", most activations " << engine.GetStatMaxActivations()
+            << "\n";
   monitor.Report();
 }
 

@@ -120,9 +120,7 @@ constexpr int kKeepSeconds = 180;
 class TStore {
  public:
   TStore() {
-    engine_.OnPrintOut = [](kb::TInferenceEngine&, std::string_view, std::string_view text) {
-      std::cout << text;
-    };
+    engine_.OnPrintOut = [](kb::TInferenceEngine&, std::string_view, std::string_view text) { std::cout << text; };
     engine_.RegisterFunction(
         "raise",
         [this](kb::TFunctionArguments& arguments) -> kb::IKBValue {

@@ -43,7 +43,9 @@ class TEnumSet {
   friend constexpr bool operator==(TEnumSet a, TEnumSet b) noexcept { return a.bits_ == b.bits_; }
 
  private:
-  [[nodiscard]] static constexpr uint32_t Bit(E member) noexcept { return uint32_t{1} << static_cast<uint32_t>(member); }
+  [[nodiscard]] static constexpr uint32_t Bit(E member) noexcept {
+    return uint32_t{1} << static_cast<uint32_t>(member);
+  }
   uint32_t bits_ = 0;
 };
 

@@ -7,8 +7,7 @@
 namespace kb {
 
 TGGraphEdge& TGLinkedGraphNode::AddEdge(std::unique_ptr<TGGraphEdge> edge) {
-  if (edge == nullptr || &edge->GetFrom() != this)
-    throw EListError("An edge is added to the node that it leaves");
+  if (edge == nullptr || &edge->GetFrom() != this) throw EListError("An edge is added to the node that it leaves");
   TGLinkedGraphNode& to = edge->GetTo();
   to.AddingEdgeFrom(*this);
   to.in_.push_back(edge.get());

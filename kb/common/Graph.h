@@ -78,9 +78,7 @@ class TGGraph {
   [[nodiscard]] int GetNodeCount() const noexcept { return static_cast<int>(nodes_.size()); }
   virtual void Clear();
 
-  [[nodiscard]] bool IsAcyclic() const {
-    return static_cast<int>(TopologicalOrder().size()) == GetNodeCount();
-  }
+  [[nodiscard]] bool IsAcyclic() const { return static_cast<int>(TopologicalOrder().size()) == GetNodeCount(); }
   /// Nodes so that each edge leads forward, otherwise in order of addition; nodes on cycles are left out.
   [[nodiscard]] std::vector<TGLinkedGraphNode*> TopologicalOrder() const;
 

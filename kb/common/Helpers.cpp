@@ -12,8 +12,7 @@ namespace {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-/// A run of capital letters and where the small ones stand. With `step` 2 capitals and small letters
-/// alternate.
+/// A run of capital letters and where the small ones stand. With `step` 2 capitals and small letters alternate.
 struct TCaseRange {
   char32_t first;
   char32_t last;
@@ -22,11 +21,10 @@ struct TCaseRange {
 };
 
 constexpr TCaseRange kCaseRanges[] = {
-    {0x41, 0x5A, 32, 1},   {0xC0, 0xD6, 32, 1},   {0xD8, 0xDE, 32, 1},   {0x100, 0x12E, 1, 2},
-    {0x132, 0x136, 1, 2},  {0x139, 0x147, 1, 2},  {0x14A, 0x176, 1, 2},  {0x178, 0x178, -121, 1},
-    {0x179, 0x17D, 1, 2},  {0x386, 0x386, 38, 1}, {0x388, 0x38A, 37, 1}, {0x38C, 0x38C, 64, 1},
-    {0x38E, 0x38F, 63, 1}, {0x391, 0x3A1, 32, 1}, {0x3A3, 0x3AB, 32, 1}, {0x400, 0x40F, 80, 1},
-    {0x410, 0x42F, 32, 1}, {0x460, 0x480, 1, 2},  {0x48A, 0x4BE, 1, 2},  {0x4C0, 0x4C0, 15, 1},
+    {0x41, 0x5A, 32, 1},   {0xC0, 0xD6, 32, 1},   {0xD8, 0xDE, 32, 1},     {0x100, 0x12E, 1, 2},  {0x132, 0x136, 1, 2},
+    {0x139, 0x147, 1, 2},  {0x14A, 0x176, 1, 2},  {0x178, 0x178, -121, 1}, {0x179, 0x17D, 1, 2},  {0x386, 0x386, 38, 1},
+    {0x388, 0x38A, 37, 1}, {0x38C, 0x38C, 64, 1}, {0x38E, 0x38F, 63, 1},   {0x391, 0x3A1, 32, 1}, {0x3A3, 0x3AB, 32, 1},
+    {0x400, 0x40F, 80, 1}, {0x410, 0x42F, 32, 1}, {0x460, 0x480, 1, 2},    {0x48A, 0x4BE, 1, 2},  {0x4C0, 0x4C0, 15, 1},
     {0x4C1, 0x4CD, 1, 2},  {0x4D0, 0x52E, 1, 2},
 };
 
@@ -132,9 +130,7 @@ template <class Map>
 
 }  // namespace
 
-bool FloatEquals(double a, double b, double tolerance) noexcept {
-  return a == b || std::fabs(a - b) < tolerance;
-}
+bool FloatEquals(double a, double b, double tolerance) noexcept { return a == b || std::fabs(a - b) < tolerance; }
 
 bool ContainsCharacters(std::string_view text, std::string_view characters) noexcept {
   return text.find_first_of(characters) != std::string_view::npos;
@@ -160,9 +156,8 @@ std::string QDLowerCase(std::string_view text) { return MapCase(text, ToLower); 
 
 std::string RenameCopy(std::string_view name) {
   const size_t mark = name.rfind('_');
-  const bool numbered =
-      mark != std::string_view::npos && mark + 1 < name.size() &&
-      std::all_of(name.begin() + static_cast<std::ptrdiff_t>(mark) + 1, name.end(), IsDigit);
+  const bool numbered = mark != std::string_view::npos && mark + 1 < name.size() &&
+                        std::all_of(name.begin() + static_cast<std::ptrdiff_t>(mark) + 1, name.end(), IsDigit);
   if (!numbered) return std::string(name) + "_1";
   // Counted up as text: the number may have any length.
   std::string digits(name.substr(mark + 1));
@@ -282,8 +277,7 @@ std::optional<int32_t> ParseInteger(std::string_view text) noexcept {
   const auto [stop, error] = std::from_chars(text.data(), end, magnitude, hexadecimal ? 16 : 10);
   if (text.empty() || error != std::errc() || stop != end) return std::nullopt;
   // Hexadecimal digits spell all 32 bits, so 0xFFFFFFFF is -1.
-  const uint64_t limit =
-      hexadecimal ? UINT32_MAX : (negative ? uint64_t{INT32_MAX} + 1 : uint64_t{INT32_MAX});
+  const uint64_t limit = hexadecimal ? UINT32_MAX : (negative ? uint64_t{INT32_MAX} + 1 : uint64_t{INT32_MAX});
   if (magnitude > limit) return std::nullopt;
   const auto bits = static_cast<uint32_t>(magnitude);
   return static_cast<int32_t>(negative ? 0U - bits : bits);
@@ -326,8 +320,7 @@ std::string FormatText(std::string_view format, const std::vector<std::string>& 
   std::string result;
   size_t next = 0;
   for (size_t i = 0; i < format.size(); ++i) {
-    const bool place =
-        format[i] == '%' && i + 1 < format.size() && (format[i + 1] == 's' || format[i + 1] == 'd');
+    const bool place = format[i] == '%' && i + 1 < format.size() && (format[i + 1] == 's' || format[i + 1] == 'd');
     if (!place) {
       result += format[i];
       continue;

@@ -14,6 +14,9 @@ inline constexpr std::string_view IndentString = "   ";
 /// Line end of all printed and saved text.
 inline constexpr std::string_view kLineEnd = "\r\n";
 
+/// Floats of values count as equal when they are closer than this.
+inline constexpr double kFloatTolerance = 0.0001;
+
 /// The two numbers differ by less than `tolerance`. NaN equals nothing; equal infinities are equal.
 [[nodiscard]] bool FloatEquals(double a, double b, double tolerance) noexcept;
 

@@ -130,7 +130,7 @@ class Ref {
 template <class T, class... Args>
 [[nodiscard]] Ref<T> MakeRef(Args&&... args) {
   Ref<T> result(new T(std::forward<Args>(args)...));
-  if constexpr (requires(T& object) { object.AfterConstruction(); }) result->AfterConstruction();
+  if constexpr (requires(T & object) { object.AfterConstruction(); }) result->AfterConstruction();
   return result;
 }
 

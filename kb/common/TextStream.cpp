@@ -32,8 +32,7 @@ unsigned LastWideUnit(const std::string& bytes, bool bigEndian) noexcept {
   return bigEndian ? first * 256U + second : second * 256U + first;
 }
 
-// Reads on to the end of a UTF-16 character: reading stopped at a byte 0A, wherever in a character that
-// stood.
+// Reads on to the end of a UTF-16 character: reading stopped at a byte 0A, wherever in a character that stood.
 void CompleteWideChar(std::istream& source, std::string& bytes, bool bigEndian) {
   const auto readByte = [&] {
     const int next = source.get();
@@ -53,11 +52,10 @@ const TClassInfo& TGTextStream::StaticClass() noexcept {
   return info;
 }
 
-// ---- Making and ending ----
+// ---- Making and ending
 
 TGTextStream::TGTextStream(std::string bytes, const TEncoding* encoding)
-    : text_(TEncoding::OrDefault(encoding)->Decode(std::move(bytes))),
-      encoding_(TEncoding::OrDefault(encoding)) {}
+    : text_(TEncoding::OrDefault(encoding)->Decode(std::move(bytes))), encoding_(TEncoding::OrDefault(encoding)) {}
 
 TGTextStream::TGTextStream(std::istream& source, const TEncoding* encoding, TTextReadMode mode)
     : encoding_(TEncoding::OrDefault(encoding)), writable_(false) {
@@ -137,7 +135,7 @@ void TGTextStream::Fail(std::string_view what) const {
   throw EStreamError(std::move(message));
 }
 
-// ---- Reading ----
+// ---- Reading
 
 char32_t TGTextStream::ReadCharSlow() {
   hitEnd_ = false;
@@ -228,7 +226,7 @@ bool TGTextStream::SkipInLineSpaces() {
 
 bool TGTextStream::IsEof() { return putBack_.empty() && pos_ >= text_.size() && !FetchLine(); }
 
-// ---- Writing ----
+// ---- Writing
 
 void TGTextStream::CheckTarget() const {
   if (writable_) return;
@@ -286,15 +284,13 @@ void TGTextStream::SaveFile() {
   changed_ = false;
 }
 
-// ---- Position ----
+// ---- Position
 
 int64_t TGTextStream::Seek(int64_t offset, TSeekOrigin origin) {
   putBack_.clear();
   hitEnd_ = false;
   if (target_ != nullptr) {
-    target_->seekp(offset, origin == soBeginning ? std::ios::beg
-                           : origin == soCurrent ? std::ios::cur
-                                                 : std::ios::end);
+    target_->seekp(offset, origin == soBeginning ? std::ios::beg : origin == soCurrent ? std::ios::cur : std::ios::end);
     if (!*target_) {
       target_->clear();
       errno = 0;

@@ -41,18 +41,15 @@ enum TSeekOrigin { soBeginning, soCurrent, soEnd };
 /// Reads and writes characters, which are code points. An encoding of null means UTF-8; when a source begins
 /// with a mark, the mark is skipped and decides its encoding. Bad input reads as U+FFFD and raises nothing.
 ///
-/// Used by one thread at a time. Failures of the source raise EStreamError, for a file with its path;
-/// operations that the mode does not allow do so too, but reading a stream made for writing finds it at its
-/// end.
+/// Used by one thread at a time. Failures of the source raise EStreamError, for a file with its path; operations
+/// that the mode does not allow do so too, but reading a stream made for writing finds it at its end.
 class TGTextStream : public TObject {
  public:
   /// Over a string, for reading and writing; the stream owns it. Linear in the string.
   explicit TGTextStream(std::string bytes, const TEncoding* encoding = nullptr);
   /// Reads a standard stream, which must outlive this one in line mode.
-  explicit TGTextStream(std::istream& source, const TEncoding* encoding = nullptr,
-                        TTextReadMode mode = trWhole);
-  /// Writes to a standard stream, which must outlive this one. The mark is not written: see
-  /// WritePreambleToStream.
+  explicit TGTextStream(std::istream& source, const TEncoding* encoding = nullptr, TTextReadMode mode = trWhole);
+  /// Writes to a standard stream, which must outlive this one. The mark is not written: see WritePreambleToStream.
   explicit TGTextStream(std::ostream& target, const TEncoding* encoding = nullptr);
   /// Opens a file. A file that is made, or is appended to while empty, gets the mark of the encoding.
   TGTextStream(const std::filesystem::path& path, TTextFileMode mode, const TEncoding* encoding = nullptr);
@@ -67,9 +64,8 @@ class TGTextStream : public TObject {
   /// Hands a character back: the next GetChar gives it. Any number may be handed back, in reverse order of
   /// reading, and they need not be the ones that were read. The 0 that GetChar gave at the end is ignored.
   virtual void PutBack(char32_t c);
-  /// The rest of the line without its end, which is consumed; CR, LF and CR LF are one end each. Reads
-  /// through GetChar. Empty at the end of the stream, as for an empty line: IsEof tells them apart
-  /// beforehand.
+  /// The rest of the line without its end, which is consumed; CR, LF and CR LF are one end each. Reads through
+  /// GetChar. Empty at the end of the stream, as for an empty line: IsEof tells them apart beforehand.
   virtual std::string GetLine();
   /// Passes over characters up to code 32, through a line end at most: CR LF is one. True when it stopped at
   /// a line end, false in front of another character or at the end of the stream.
@@ -77,8 +73,7 @@ class TGTextStream : public TObject {
   /// True when no character is left. In line mode this reads, and so may wait for, the next line.
   [[nodiscard]] virtual bool IsEof();
 
-  /// Writes text at the position: at the end of a file or standard stream, over what stands there in a
-  /// string.
+  /// Writes text at the position: at the end of a file or standard stream, over what stands there in a string.
   virtual void Put(std::string_view text);
   /// Put and PutEOL.
   void PutLine(std::string_view text);
@@ -94,8 +89,7 @@ class TGTextStream : public TObject {
   virtual int64_t Seek(int64_t offset, TSeekOrigin origin);
   [[nodiscard]] int64_t GetPosition();
 
-  /// The whole decoded text of a stream over a string or of a file that is read; empty for one that only
-  /// writes.
+  /// The whole decoded text of a stream over a string or of a file that is read; empty for one that only writes.
   [[nodiscard]] const std::string& GetText() const noexcept { return text_; }
   /// The encoding of the source or target; never null.
   [[nodiscard]] const TEncoding* GetEncoding() const noexcept { return encoding_; }
@@ -126,8 +120,8 @@ class TGTextStream : public TObject {
   std::vector<char32_t> putBack_;  // handed back and not found in front of pos_; the next one is last
   bool hitEnd_ = false;            // the last ReadChar found the end
   const TEncoding* encoding_;
-  std::istream* lines_ = nullptr;  // source in line mode
-  bool begun_ = false;  // line mode: the start of the source, where a mark may stand, has been read
+  std::istream* lines_ = nullptr;   // source in line mode
+  bool begun_ = false;              // line mode: the start of the source, where a mark may stand, has been read
   std::ostream* target_ = nullptr;  // where output goes; null for a string or for tmReadWrite
   std::ofstream file_;              // the target when this stream opened it
   std::filesystem::path path_;      // empty unless this stream opened a file

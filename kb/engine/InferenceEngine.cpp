@@ -53,9 +53,7 @@ void TInferenceEngine::AssertInitialFact() {
   Assert(SInitialFact);
 }
 
-void TInferenceEngine::RaiseNoMainModule() {
-  throw EKBException(TKBMessage::NoSuchModule, {std::string(SMainModule)});
-}
+void TInferenceEngine::RaiseNoMainModule() { throw EKBException(TKBMessage::NoSuchModule, {std::string(SMainModule)}); }
 
 void TInferenceEngine::RequireModule(const IModule& module) const {
   RequireObject(module, "module");
@@ -139,8 +137,7 @@ void TInferenceEngine::AddDefaultPackages() {
   if (OnAddDefaultPackages) OnAddDefaultPackages(*this);
 }
 
-// --- Clear and reset
-// ------------------------------------------------------------------------------------------------
+// ---- Clear and reset
 
 void TInferenceEngine::Clear() {
   halt_ = false;
@@ -259,8 +256,7 @@ void TInferenceEngine::ResetGlobalVariable(std::string_view name, const IKBValue
   globalContext_->AddGlobalBinding(TKBText(name), result);
 }
 
-// --- Settings
-// -------------------------------------------------------------------------------------------------------
+// ---- Settings
 
 void TInferenceEngine::SetPackages(TFunctionPackages value) {
   if (value == packages_) return;

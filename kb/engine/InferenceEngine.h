@@ -3,8 +3,8 @@
 // A short tour:
 //
 //   kb::TInferenceEngine engine;
-//   engine.OnPrintOut = [](kb::TInferenceEngine&, std::string_view, std::string_view text) { std::cout <<
-//   text; }; engine.Parse("(deftemplate reading (slot value))"
+//   engine.OnPrintOut = [](kb::TInferenceEngine&, std::string_view, std::string_view text) { std::cout << text; };
+//   engine.Parse("(deftemplate reading (slot value))"
 //                "(defrule hot (reading (value ?v&:(> ?v 30))) => (printout t \"hot: \" ?v crlf))", true);
 //   engine.Reset();
 //   engine.Assert("(reading (value 35))");
@@ -23,8 +23,7 @@
 // streams. The fields that GetFacts, GetRules and the like show are those of the module in focus.
 //
 // The implementation is split by theme: InferenceEngine.cpp (life, settings), ...Copy.cpp, ...Modules.cpp,
-// ...Facts.cpp,
-// ...Constructs.cpp, ...Dependencies.cpp, ...Parsing.cpp, ...Output.cpp, ...Run.cpp.
+// ...Facts.cpp, ...Constructs.cpp, ...Dependencies.cpp, ...Parsing.cpp, ...Output.cpp, ...Run.cpp.
 #pragma once
 
 #include <atomic>
@@ -60,10 +59,12 @@ using TParserFactory = std::function<std::unique_ptr<TKBParser>(TInferenceEngine
 using TTokenizerFactory =
     std::function<std::unique_ptr<TKBTokenizerStream>(TInferenceEngine&, std::istream&, const TEncoding*)>;
 
-class TInferenceEngine : public TComponent, public IReasoner, public ISingletonsParser {
+class TInferenceEngine : public TComponent,
+                         public IReasoner,
+                         public ISingletonsParser,
+                         public TWeakTarget<TInferenceEngine> {
  public:
-  // --- Life
-  // -------------------------------------------------------------------------------------------------------
+  // ---- Life
 
   /// An engine with the main module, all packages and the fact (Initial-Fact) with id 0. `owner` may be null.
   explicit TInferenceEngine(TComponent* owner = nullptr);
@@ -72,17 +73,15 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   static const TClassInfo& StaticClass() noexcept;
   [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
 
-  /// Back to empty: facts, rules, templates, modules but the main one, functions of the language, storage,
-  /// streams. Built-in and host functions and the globals stay. (Initial-Fact) comes back with the next
-  /// Reset.
+  /// Back to empty: facts, rules, templates, modules but the main one, functions of the language, storage, streams.
+  /// Built-in and host functions and the globals stay. (Initial-Fact) comes back with the next Reset.
   virtual void Clear();
   /// One module back to empty.
   virtual void Clear(const IModule& module);
   /// The whole engine from a text: Clear, the text with its calls executed, Reset.
   virtual void SetExpertSystem(std::string_view text);
   virtual void ClearFacts(const IModule& module);
-  /// Start of a run: focus on the main module, facts cleared, fact sets asserted, (Initial-Fact), globals
-  /// restored.
+  /// Start of a run: focus on the main module, facts cleared, fact sets asserted, (Initial-Fact), globals restored.
   virtual void Reset();
   virtual void Reset(const IModule& module);
 
@@ -97,8 +96,7 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   /// "The engine is not locked by this thread".
   void Unlock();
 
-  // --- Settings
-  // ---------------------------------------------------------------------------------------------------
+  // ---- Settings
 
   [[nodiscard]] TSearchStrategy GetStrategy() const noexcept { return strategy_; }
   /// Another value rebuilds the agenda: every activation goes through AddActivation again, as a clone.
@@ -121,9 +119,7 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   void SetFactDuplication(bool value);
   [[nodiscard]] bool GetFuzzyAutoTerms() const noexcept { return fuzzyAutoTerms_; }
   void SetFuzzyAutoTerms(bool value) noexcept { fuzzyAutoTerms_ = value; }
-  [[nodiscard]] TFuzzyCorrelationMethod GetFuzzyCorrelationMethod() const noexcept {
-    return fuzzyCorrelation_;
-  }
+  [[nodiscard]] TFuzzyCorrelationMethod GetFuzzyCorrelationMethod() const noexcept { return fuzzyCorrelation_; }
   void SetFuzzyCorrelationMethod(TFuzzyCorrelationMethod value) noexcept { fuzzyCorrelation_ = value; }
   [[nodiscard]] TFuzzyInferenceMethod GetFuzzyInferenceMethod() const noexcept { return fuzzyInference_; }
   void SetFuzzyInferenceMethod(TFuzzyInferenceMethod value) noexcept { fuzzyInference_ = value; }
@@ -142,41 +138,32 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   void SetWatch(TConstructWatches value) noexcept { watch_ = value; }
   [[nodiscard]] float GetVersion() const noexcept { return version_; }
 
-  // --- Text in
-  // ---------------------------------------------------------------------------------------------------- Each
-  // takes a text and an encoding (null: UTF-8) and gives the parser its former stream back in all cases, so
+  // ---- Text in
+  //
+  // Each takes a text and an encoding (null: UTF-8) and gives the parser its former stream back in all cases, so
   // that it may be called from inside a parse or a rule action. Errors are EKBParseException.
 
   /// Reads a text of constructs and calls; calls are run when `execute` is set, and their values printed.
   virtual void Parse(std::string_view text, bool execute, const TEncoding* encoding = nullptr);
   /// A value of the given type from a text.
-  [[nodiscard]] virtual IKBValue Parse(std::string_view text, TKBType type,
-                                       const TEncoding* encoding = nullptr);
-  [[nodiscard]] virtual TParsedType ParseConstructType(std::string_view text,
-                                                       const TEncoding* encoding = nullptr);
-  [[nodiscard]] virtual IKBDefinedType ParseDefinedType(std::string_view text,
-                                                        const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IKBValue Parse(std::string_view text, TKBType type, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual TParsedType ParseConstructType(std::string_view text, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IKBDefinedType ParseDefinedType(std::string_view text, const TEncoding* encoding = nullptr);
   [[nodiscard]] virtual IFact ParseFact(std::string_view text, const TEncoding* encoding = nullptr);
-  virtual std::string ParseFactSlot(const IFact& fact, std::string_view text,
-                                    const TEncoding* encoding = nullptr);
+  virtual std::string ParseFactSlot(const IFact& fact, std::string_view text, const TEncoding* encoding = nullptr);
   /// The set is owned by the engine as component, and not registered.
   [[nodiscard]] virtual TFactSet* ParseFactSet(std::string_view text, const TEncoding* encoding = nullptr);
   [[nodiscard]] virtual IFunCall ParseFunCall(std::string_view text, const TEncoding* encoding = nullptr);
   /// The module part; `name` receives the name part.
-  virtual std::string ParseFullName(std::string_view text, std::string& name,
-                                    const TEncoding* encoding = nullptr);
-  [[nodiscard]] virtual IFactTemplate ParseFactTemplate(std::string_view text,
-                                                        const TEncoding* encoding = nullptr);
-  [[nodiscard]] virtual IFactSlot ParseFactTemplateSlot(std::string_view text,
-                                                        const TEncoding* encoding = nullptr);
-  [[nodiscard]] virtual IInterpretedFunction ParseFunction(std::string_view text,
-                                                           const TEncoding* encoding = nullptr);
+  virtual std::string ParseFullName(std::string_view text, std::string& name, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IFactTemplate ParseFactTemplate(std::string_view text, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IFactSlot ParseFactTemplateSlot(std::string_view text, const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IInterpretedFunction ParseFunction(std::string_view text, const TEncoding* encoding = nullptr);
   virtual void ParseGlobalVariables(std::string_view text, const TEncoding* encoding = nullptr);
   [[nodiscard]] virtual IKBValue ParseVariable(std::string_view text, std::string& name,
                                                const TEncoding* encoding = nullptr);
   [[nodiscard]] virtual IValueVector ParseList(std::string_view text, const TEncoding* encoding = nullptr);
-  [[nodiscard]] virtual IKBValue ParseNExecuteFunCall(std::string_view text,
-                                                      const TEncoding* encoding = nullptr);
+  [[nodiscard]] virtual IKBValue ParseNExecuteFunCall(std::string_view text, const TEncoding* encoding = nullptr);
   [[nodiscard]] virtual IModule ParseModule(std::string_view text, const TEncoding* encoding = nullptr);
   /// The rule is owned by the engine as component, and not registered.
   [[nodiscard]] virtual TRule* ParseRule(std::string_view text, const TEncoding* encoding = nullptr);
@@ -197,8 +184,7 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   virtual bool Batch(std::istream& stream, const TEncoding* encoding = nullptr);
   bool Batch(const std::string& fileName, const TEncoding* encoding = nullptr);
 
-  // --- Facts
-  // ------------------------------------------------------------------------------------------------------
+  // ---- Facts
 
   /// Asserts a fact; gives its id, or -1 when an equal one exists (unless FactDuplication). The network pass
   /// is complete before pending facts run, and those before OnAssertion. "Fact Template is missing".
@@ -233,8 +219,7 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   void SetFactIdCounter(int32_t value) noexcept { factIdCounter_ = value; }
   void SetRuleIdCounter(int32_t value) noexcept { ruleIdCounter_ = value; }
 
-  // --- Running
-  // ----------------------------------------------------------------------------------------------------
+  // ---- Running
 
   /// Fires rules until the agenda of every focused module is empty, `maxRules` have fired, or something halts
   /// the run. Gives the number fired. An exception of an action passes through; the engine stays consistent.
@@ -263,14 +248,11 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   /// Start of the run in seconds of the clock; with cwStatistics, after the run, its length in seconds.
   [[nodiscard]] double GetStatRunTime() const noexcept { return statRunTime_; }
   [[nodiscard]] int32_t GetStatMaxActivations() const noexcept { return statMaxActivations_; }
-  [[nodiscard]] float GetStatMeanActivations() const noexcept {
-    return static_cast<float>(statMeanActivations_);
-  }
+  [[nodiscard]] float GetStatMeanActivations() const noexcept { return static_cast<float>(statMeanActivations_); }
   [[nodiscard]] float GetStatMeanFacts() const noexcept { return static_cast<float>(statMeanFacts_); }
   [[nodiscard]] int32_t GetStatMaxFacts() const noexcept { return statMaxFacts_; }
 
-  // --- Constructs
-  // -------------------------------------------------------------------------------------------------
+  // ---- Constructs
 
   /// By name in the current module; null if absent.
   [[nodiscard]] TFactTemplate* FindFactTemplate(std::string_view name) const;
@@ -294,8 +276,7 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   /// share; the second also takes in the fact.
   void ShareInitialTemplate(TModule& module);
   void ShareInitialFact(TModule& module);
-  /// Part of TFactTemplates: a template that is gone is made anew where rules and partial matches start from
-  /// it.
+  /// Part of TFactTemplates: a template that is gone is made anew where rules and partial matches start from it.
   void RestoreBuiltIns(const TFactTemplate& removed);
   /// Part of TModule: takes objects of a module over until nothing is at work with them.
   void Retire(TModuleObjects objects);
@@ -303,8 +284,7 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   virtual void RuleChange(TRule& rule);
   /// Takes the rule out of its network; called by the registry. Frees it when the engine owns it.
   virtual void RemoveRule(TRule& rule);
-  /// Enters the rule in the rules of its own module; takes it out again without freeing it; whether it is
-  /// there.
+  /// Enters the rule in the rules of its own module; takes it out again without freeing it; whether it is there.
   void RegisterRule(TRule& rule);
   void ForgetRule(TRule& rule);
   [[nodiscard]] bool IsRegistered(const TRule& rule) const;
@@ -317,8 +297,7 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   /// A construct is entered under its new name in every module that shares it; the rules and fact sets that
   /// name it follow. "Fact Template Name already exists: "%s"" and the like, before anything changes.
   void RenameDefinedType(TKBDefinedType& type, std::string_view oldName, std::string_view newName) override;
-  void RenameFactTemplate(TFactTemplate& factTemplate, std::string_view oldName,
-                          std::string_view newName) override;
+  void RenameFactTemplate(TFactTemplate& factTemplate, std::string_view oldName, std::string_view newName) override;
   /// Called by a template when it has its new name: rules and texts follow.
   void TemplateRenamed(const TFactTemplate& factTemplate, std::string_view oldName);
   void RenameModule(std::string_view oldName, std::string_view newName) override;
@@ -426,24 +405,20 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   [[nodiscard]] virtual std::unique_ptr<TKBTokenizerStream> NewTokenizer(std::istream& stream,
                                                                          const TEncoding* encoding);
 
-  // --- Text out
-  // ---------------------------------------------------------------------------------------------------
+  // ---- Text out
 
   /// Routes a text: "t" and "" go to the capture or OnPrintOut, other names to their stream.
   virtual void PrintOut(std::string_view outId, std::string_view text);
   void PrintOut(std::string_view text) { PrintOut(std::string_view(), text); }
   [[nodiscard]] virtual std::string ReadLine(std::string_view inId);
   [[nodiscard]] virtual IStreamToken ReadToken(std::string_view inId);
-  /// The standard channel goes to `stream` from now on; the engine owns it. A capture that runs is closed
-  /// first.
+  /// The standard channel goes to `stream` from now on; the engine owns it. A capture that runs is closed first.
   virtual bool StartCapture(std::unique_ptr<std::ostream> stream, const TEncoding* encoding = nullptr);
   /// Creates the file, replacing one that exists.
   bool StartCapture(const std::string& fileName, const TEncoding* encoding = nullptr);
   bool StopCapture();
   /// True when this kind is watched and OnPrintOut is assigned.
-  [[nodiscard]] bool IsWatched(TConstructWatch watch) const noexcept {
-    return watch_.Has(watch) && OnPrintOut;
-  }
+  [[nodiscard]] bool IsWatched(TConstructWatch watch) const noexcept { return watch_.Has(watch) && OnPrintOut; }
 
   [[nodiscard]] std::string PrettyPrint(const TFunctionCall& call) override;
   [[nodiscard]] std::string PrettyPrint(const TFact& fact) override;
@@ -459,8 +434,7 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   [[nodiscard]] virtual std::string PrettyPrint(std::string_view name, const IKBValue& value);
   [[nodiscard]] std::string PrettyPrintSingletons(const TSingletonsVector& singletons) override;
 
-  // --- Events
-  // -----------------------------------------------------------------------------------------------------
+  // ---- Events
   // Each is tested for being assigned; an unassigned event costs nothing. None fires during destruction.
 
   using TNotifyEvent = std::function<void(TInferenceEngine&)>;
@@ -563,12 +537,10 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   template <class Table, class Remove>
   void LeaveShared(const Table& table, const Remove& remove);
   void CheckTypesVisible(const TFactTemplate& factTemplate, const TModuleList& modules) const;
-  void SupplantTemplate(const IFactTemplate& oldTemplate, const IFactTemplate& newTemplate,
-                        const TModuleList& modules);
+  void SupplantTemplate(const IFactTemplate& oldTemplate, const IFactTemplate& newTemplate, const TModuleList& modules);
   void RelinkDescendants(const TKBDefinedType& oldType, const IKBDefinedType& newType);
   void RefreshBuiltIns(const TFactTemplate& oldTemplate, const IFactTemplate& newTemplate);
-  [[nodiscard]] TTemplatePairs TemplatesWithType(const TKBDefinedType& oldType,
-                                                 const IKBDefinedType& newType);
+  [[nodiscard]] TTemplatePairs TemplatesWithType(const TKBDefinedType& oldType, const IKBDefinedType& newType);
   void ReplaceIn(const IFactTemplate& former, const IFactTemplate& replaced);
   int32_t AssertHere(const IFact& asserted);
   [[nodiscard]] bool IsAtHome(const TFact& fact) const;
@@ -660,10 +632,9 @@ class TInferenceEngine : public TComponent, public IReasoner, public ISingletons
   TKBPattern* initialFactPattern_ = nullptr;
   IModule currentModule_;
 
-  std::vector<const TActivation*>
-      firing_;                           // activations that fire now, several when an action runs the engine
-  std::vector<TComponent*> deferred_;    // rules and fact sets to be freed with the last hold
-  std::vector<TModuleObjects> retired_;  // what removed modules held, likewise
+  std::vector<const TActivation*> firing_;  // activations that fire now, several when an action runs the engine
+  std::vector<TComponent*> deferred_;       // rules and fact sets to be freed with the last hold
+  std::vector<TModuleObjects> retired_;     // what removed modules held, likewise
   int holds_ = 0;
   int parses_ = 0;  // texts that the parser is reading
 };

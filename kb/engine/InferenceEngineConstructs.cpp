@@ -9,8 +9,7 @@
 
 namespace kb {
 
-// --- Templates and types
-// --------------------------------------------------------------------------------------------
+// ---- Templates and types
 
 TFactTemplate* TInferenceEngine::FindFactTemplate(std::string_view name) const {
   return factTemplates_ == nullptr ? nullptr : factTemplates_->FindTemplate(name);
@@ -67,8 +66,7 @@ void TInferenceEngine::TemplateRenamed(const TFactTemplate& factTemplate, std::s
   }
 }
 
-void TInferenceEngine::RenameDefinedType(TKBDefinedType& type, std::string_view oldName,
-                                         std::string_view newName) {
+void TInferenceEngine::RenameDefinedType(TKBDefinedType& type, std::string_view oldName, std::string_view newName) {
   if (oldName == newName) return;
   const TValueScope<bool> updating(updatingHT_, true);
   RekeyEverywhere(type, oldName, newName, TKBMessage::DuplicateTypes,
@@ -107,13 +105,11 @@ void TInferenceEngine::ClearModules() {
   if (OnClearModules) OnClearModules(*this);
 }
 
-// --- Rules
-// ----------------------------------------------------------------------------------------------------------
+// ---- Rules
 
 TModule* TInferenceEngine::ModuleOf(const TRule& rule) const {
   if (modules_ == nullptr) return nullptr;
-  const int index =
-      modules_->IndexOf(rule.GetModule().empty() ? SMainModule : std::string_view(rule.GetModule()));
+  const int index = modules_->IndexOf(rule.GetModule().empty() ? SMainModule : std::string_view(rule.GetModule()));
   return index < 0 ? nullptr : modules_->Get(index).Get();
 }
 
@@ -166,8 +162,7 @@ void TInferenceEngine::FreeConstruct(TComponent& construct) {
     delete &construct;
     return;
   }
-  if (std::find(deferred_.begin(), deferred_.end(), &construct) == deferred_.end())
-    deferred_.push_back(&construct);
+  if (std::find(deferred_.begin(), deferred_.end(), &construct) == deferred_.end()) deferred_.push_back(&construct);
 }
 
 void TInferenceEngine::FreeDeferred() {
@@ -200,8 +195,7 @@ void TInferenceEngine::RenameRule(std::string_view oldName, std::string_view new
   rule->SetRuleName(newName);
 }
 
-// --- Functions
-// ------------------------------------------------------------------------------------------------------
+// ---- Functions
 
 void TInferenceEngine::AddUserFunction(const Ref<IUserFunction>& function) {
   if (userFunctions_ != nullptr) userFunctions_->Add(function);
@@ -212,9 +206,7 @@ void TInferenceEngine::RemoveUserFunction(const Ref<IUserFunction>& function) {
   if (userFunctions_ != nullptr) userFunctions_->RemoveFunction(function);
 }
 
-bool TInferenceEngine::ContainsUserFunction(std::string_view name) const {
-  return userFunctions_->ContainsKey(name);
-}
+bool TInferenceEngine::ContainsUserFunction(std::string_view name) const { return userFunctions_->ContainsKey(name); }
 
 bool TInferenceEngine::ContainsUserFunction(std::string_view name, Ref<IUserFunction>& function) const {
   const Ref<IUserFunction>* found = userFunctions_->Find(name);
@@ -224,9 +216,7 @@ bool TInferenceEngine::ContainsUserFunction(std::string_view name, Ref<IUserFunc
 
 std::vector<std::string> TInferenceEngine::GetUserFunctions() const { return userFunctions_->GetKeys(); }
 
-Ref<IUserFunction> TInferenceEngine::GetUserFunction(std::string_view name) const {
-  return userFunctions_->Get(name);
-}
+Ref<IUserFunction> TInferenceEngine::GetUserFunction(std::string_view name) const { return userFunctions_->Get(name); }
 
 void TInferenceEngine::SetUserFunction(std::string_view name, const Ref<IUserFunction>& function) {
   userFunctions_->Put(name, function);
@@ -240,8 +230,8 @@ void TInferenceEngine::RemoveFunction(const Ref<IUserFunction>& function) {
   if (OnRemoveUserFunction) OnRemoveUserFunction(*this, function);
 }
 
-Ref<IUserFunction> TInferenceEngine::RegisterFunction(std::string_view name, TFunctionCallable body,
-                                                      int minArguments, int maxArguments) {
+Ref<IUserFunction> TInferenceEngine::RegisterFunction(std::string_view name, TFunctionCallable body, int minArguments,
+                                                      int maxArguments) {
   if (name.empty()) throw EKBException(TKBMessage::MissingName);
   RequireObject(body, "function body");
   Ref<IUserFunction> function = MakeRef<TCallableFunction>(std::move(body));

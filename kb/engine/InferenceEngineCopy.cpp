@@ -31,8 +31,9 @@ class TInferenceEngine::TModuleCopier {
     ForEachModule([&](TModule& theirs, TModule& ours) { ours.GetFactSets()->Assign(*theirs.GetFactSets()); });
     CopyFacts();
     ForEachModule([&](TModule& theirs, TModule& ours) { ours.GetRules()->Assign(*theirs.GetRules()); });
-    ForEachModule(
-        [&](TModule& theirs, TModule& ours) { AlignAgenda(*theirs.GetAgenda(), *ours.GetAgenda()); });
+    ForEachModule([&](TModule& /*theirs*/, TModule& ours) { PrimeStoppedRules(*ours.GetRules()); });
+    ForEachModule([&](TModule& theirs, TModule& ours) { AlignAgenda(*theirs.GetAgenda(), *ours.GetAgenda()); });
+    ForEachModule([&](TModule& theirs, TModule& ours) { StopRules(*theirs.GetRules(), *ours.GetRules()); });
   }
 
  private:
@@ -54,6 +55,8 @@ class TInferenceEngine::TModuleCopier {
   void CopyTemplates();
   void CopyFacts();
   void CopyFact(const TFact& fact);
+  void PrimeStoppedRules(TRules& rules);
+  static void StopRules(const TRules& theirs, TRules& ours);
   void AlignAgenda(const TKBAgenda& theirs, TKBAgenda& ours);
 
   TInferenceEngine& target_;
@@ -96,8 +99,7 @@ void TInferenceEngine::TModuleCopier::CopyTypes() {
   }
 }
 
-// Those that the engine makes for every module are there already, and are replaced when the source has
-// others.
+// Those that the engine makes for every module are there already, and are replaced when the source has others.
 void TInferenceEngine::TModuleCopier::CopyTemplates() {
   ForEachModule([&](TModule& theirs, TModule& ours) {
     const TFactTemplates& table = *theirs.GetFactTemplates();
@@ -108,8 +110,7 @@ void TInferenceEngine::TModuleCopier::CopyTemplates() {
       if (!copy && present != nullptr && present->Equals(factTemplate.Get())) copy = present;
       if (!copy) {
         copy = transfer_.Template(*factTemplate);
-        if (factTemplate->GetModule() != nullptr)
-          copy->SetModule(ModuleFor(*factTemplate->GetModule()).Get());
+        if (factTemplate->GetModule() != nullptr) copy->SetModule(ModuleFor(*factTemplate->GetModule()).Get());
       }
       ours.GetFactTemplates()->Add(copy);
     }
@@ -143,13 +144,34 @@ void TInferenceEngine::TModuleCopier::CopyFact(const TFact& fact) {
   });
 }
 
+// A rule that is spent or switched off activates for nothing any more, but what waited on the agenda before that
+// still does. So it is primed as if it were neither, and stopped again when the agendas are as they were.
+void TInferenceEngine::TModuleCopier::PrimeStoppedRules(TRules& rules) {
+  for (int i = 0; i < rules.GetCount(); ++i) {
+    TRule& rule = *rules.GetValue(i);
+    if (rule.GetEnabled() && !(rule.GetOneShot() && rule.HasFired())) continue;
+    rule.SetFired(false);
+    rule.SetEnabled(true);
+    target_.RuleChange(rule);
+  }
+}
+
+void TInferenceEngine::TModuleCopier::StopRules(const TRules& theirs, TRules& ours) {
+  for (int i = 0; i < theirs.GetCount(); ++i) {
+    const TRule& rule = *theirs.GetValue(i);
+    TRule* copy = ours.FindRule(rule.GetRuleName());
+    if (copy == nullptr) continue;
+    copy->SetFired(rule.HasFired());
+    copy->SetEnabled(rule.GetEnabled());
+  }
+}
+
 void TInferenceEngine::TModuleCopier::AlignAgenda(const TKBAgenda& theirs, TKBAgenda& ours) {
   const auto keyOf = [](const TActivation& activation) {
     return activation.GetRule()->GetRuleName() + " " + activation.GetToken()->ToFactsString();
   };
   std::map<std::string, std::deque<Ref<TActivation>>> present;
-  for (const Ref<TActivation>& activation : ours.Snapshot())
-    present[keyOf(*activation)].push_back(activation);
+  for (const Ref<TActivation>& activation : ours.Snapshot()) present[keyOf(*activation)].push_back(activation);
   std::vector<Ref<TActivation>> order;
   for (const Ref<TActivation>& activation : theirs.Snapshot()) {
     auto& same = present[keyOf(*activation)];
@@ -201,8 +223,7 @@ void TInferenceEngine::CopyKnowledge(const TInferenceEngine& source) {
     modules_->Clear();
     TModuleCopier(*this, source).Copy();
     // Bodies and values that hold facts could not find their templates before.
-    if (!complete)
-      userFunctions_->AssignInterpretedFunctions(source.userFunctions_->GetInterpretedFunctions(), false);
+    if (!complete) userFunctions_->AssignInterpretedFunctions(source.userFunctions_->GetInterpretedFunctions(), false);
     globalVariables_->Assign(*source.globalVariables_);
     storage_->Assign(*source.storage_);
   } catch (...) {
@@ -233,8 +254,7 @@ void TInferenceEngine::AssignSettings(const TInferenceEngine& source) {
 
 void TInferenceEngine::AssignFocus(const TInferenceEngine& source) {
   focusStack_->Clear();
-  for (int i = source.focusStack_->GetCount() - 1; i >= 0; --i)
-    PushFocus(source.focusStack_->Get(i)->GetName());
+  for (int i = source.focusStack_->GetCount() - 1; i >= 0; --i) PushFocus(source.focusStack_->Get(i)->GetName());
   if (source.currentModule_) modules_->GetModule(source.currentModule_->GetName())->FocusModule();
 }
 

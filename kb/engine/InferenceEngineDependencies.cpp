@@ -51,8 +51,7 @@ bool IsDependent(const TRule& rule, const TFactTemplate& factTemplate) {
 // Pending facts, facts (youngest first, a retraction each), and facts of fact sets. The texts are recorded in
 // the order in which the facts stood.
 void TInferenceEngine::RemoveTemplateFacts(const TFactTemplate& factTemplate, TDependents* dependents) {
-  std::erase_if(*factsPending_,
-                [&](const auto& entry) { return entry.second->GetTemplate() == &factTemplate; });
+  std::erase_if(*factsPending_, [&](const auto& entry) { return entry.second->GetTemplate() == &factTemplate; });
   std::vector<IFact> facts = facts_->Snapshot();
   std::erase_if(facts, [&](const IFact& fact) { return fact->GetTemplate() != &factTemplate; });
   if (dependents != nullptr) {
@@ -70,8 +69,7 @@ void TInferenceEngine::RemoveTemplateFacts(const TFactTemplate& factTemplate, TD
   }
 }
 
-// With a list, rules whose actions depend go too and are recorded; without one, only those with such a
-// pattern.
+// With a list, rules whose actions depend go too and are recorded; without one, only those with such a pattern.
 void TInferenceEngine::RemoveTemplateRules(const TFactTemplate& factTemplate, TDependents* dependents) {
   std::vector<std::string> names;
   for (int i = 0; i < rules_->GetCount(); ++i) {
@@ -85,8 +83,7 @@ void TInferenceEngine::RemoveTemplateRules(const TFactTemplate& factTemplate, TD
   for (const std::string& name : names) rules_->Remove(name, rules_->FindRule(name));
 }
 
-// --- Removal
-// --------------------------------------------------------------------------------------------------------
+// ---- Removal
 
 void TInferenceEngine::RemoveDependencies(const IModule& module, const IFactTemplate& factTemplate) {
   const IFactTemplate target = factTemplate;
@@ -150,8 +147,7 @@ void TInferenceEngine::LeaveShared(const Table& table, const Remove& remove) {
   using TConstruct = std::decay_t<decltype(table.GetValue(0))>;
   const IModule own = currentModule_;
   std::vector<std::pair<std::string, TConstruct>> entries;
-  for (int i = 0; i < table.GetCount(); ++i)
-    entries.emplace_back(table.GetKey(i).ToString(), table.GetValue(i));
+  for (int i = 0; i < table.GetCount(); ++i) entries.emplace_back(table.GetKey(i).ToString(), table.GetValue(i));
   for (const auto& [name, construct] : entries) {
     if (construct->GetModule() != own.Get()) {
       RemoveDependencies(own, construct);
@@ -193,8 +189,7 @@ void TInferenceEngine::RemoveDependencies(const IModule& module, const IKBDefine
   if (definedTypes_->Holds(target->GetName(), target.Get())) definedTypes_->RemoveEntry(target->GetName());
 }
 
-// --- Replacement
-// ----------------------------------------------------------------------------------------------------
+// ---- Replacement
 
 namespace {
 
@@ -211,13 +206,11 @@ std::vector<IModule> SharingModules(const TModuleConstruct& construct, const IMo
 
 }  // namespace
 
-void TInferenceEngine::CheckTypesVisible(const TFactTemplate& factTemplate,
-                                         const TModuleList& modules) const {
+void TInferenceEngine::CheckTypesVisible(const TFactTemplate& factTemplate, const TModuleList& modules) const {
   if (modules_->GetCount() < 2) return;
   for (const IModule& module : modules) {
     if (const TKBDefinedType* type = module->GetDefinedTypes()->FindUnsharedType(factTemplate)) {
-      throw EKBException(TKBMessage::NonImportedType,
-                         {factTemplate.GetTemplateName().ToString(), type->GetName()});
+      throw EKBException(TKBMessage::NonImportedType, {factTemplate.GetTemplateName().ToString(), type->GetName()});
     }
   }
 }
@@ -300,8 +293,7 @@ void TInferenceEngine::ReplaceDefinedType(const IKBDefinedType& oldType, const I
   oldOne->SetReasoner(nullptr);
 }
 
-void TInferenceEngine::ReplaceTypesInFactTemplates(const IKBDefinedType& oldType,
-                                                   const IKBDefinedType& newType) {
+void TInferenceEngine::ReplaceTypesInFactTemplates(const IKBDefinedType& oldType, const IKBDefinedType& newType) {
   const TFreeHold hold(*this);
   for (const auto& [former, replaced] : TemplatesWithType(*oldType, newType)) ReplaceIn(former, replaced);
 }
@@ -352,8 +344,7 @@ void TInferenceEngine::RelinkDescendants(const TKBDefinedType& oldType, const IK
   }
 }
 
-// --- Reading back
-// ---------------------------------------------------------------------------------------------------
+// ---- Reading back
 
 // What no longer fits is dropped without a word.
 void TInferenceEngine::UpdateDependencies(const TDependents& dependents) {

@@ -44,8 +44,7 @@ void TInferenceEngine::AdoptTemplate(TFact& fact) {
 int32_t TInferenceEngine::AssertHere(const IFact& fact) {
   if (!factDuplication_ && facts_->FindDuplicate(*fact) != nullptr) return -1;
   // With duplicates allowed, a fact that stands already keeps its id, and a copy comes beside it.
-  const IFact asserted =
-      factDuplication_ && facts_->GetFactByID(fact->GetID()) == fact ? fact->Clone() : fact;
+  const IFact asserted = factDuplication_ && facts_->GetFactByID(fact->GetID()) == fact ? fact->Clone() : fact;
   const int32_t id = NewFactId();
   asserted->SetID(id);
   const IModule home = currentModule_;
@@ -71,8 +70,7 @@ void TInferenceEngine::RequireOwnTemplate(const TFact& fact) const {
 }
 
 // The modules besides `home` in which a fact of the template stands. Usually none.
-TInferenceEngine::TModuleList TInferenceEngine::OtherModules(const TFactTemplate& factTemplate,
-                                                             const IModule& home) {
+TInferenceEngine::TModuleList TInferenceEngine::OtherModules(const TFactTemplate& factTemplate, const IModule& home) {
   TModuleList modules;
   for (int i = 0; i < factTemplate.GetImportModuleCount(); ++i) {
     TModule* module = factTemplate.GetImportModule(i);
@@ -250,8 +248,7 @@ std::unique_ptr<TFacts> TInferenceEngine::GetFacts(bool duplicates) const {
     for (const IFact& fact : modules_->Get(i)->GetFacts()->Snapshot()) {
       // A shared fact stands in the list of an earlier module too.
       bool seen = false;
-      for (int k = 0; k < i && !duplicates && !seen; ++k)
-        seen = modules_->Get(k)->GetFacts()->IndexOf(fact.Get()) >= 0;
+      for (int k = 0; k < i && !duplicates && !seen; ++k) seen = modules_->Get(k)->GetFacts()->IndexOf(fact.Get()) >= 0;
       if (!seen) result->Add(fact);
     }
   }

@@ -8,8 +8,7 @@
 
 namespace kb {
 
-// --- Focus
-// ----------------------------------------------------------------------------------------------------------
+// ---- Focus
 
 void TInferenceEngine::ShowModule(TModule& module) noexcept {
   agenda_ = module.GetAgenda();
@@ -60,8 +59,7 @@ IModule TInferenceEngine::FindModule(std::string_view name) const {
   return index < 0 ? IModule() : modules_->Get(index);
 }
 
-// --- Adding, removing, renaming
-// -------------------------------------------------------------------------------------
+// ---- Adding, removing, renaming
 
 // Whether the module may stand where it would come to stand is known before the one that it replaces is gone.
 int TInferenceEngine::AddModule(const IModule& module) {
@@ -73,8 +71,7 @@ int TInferenceEngine::AddModule(const IModule& module) {
   const std::string name(target->IsMain() ? SMainModule : std::string_view(target->GetName()));
   modules_->CheckImports(*target, target->IsMain() ? 0 : modules_->GetCount());
   const TFreeHold hold(*this);
-  if (const int same = modules_->IndexOf(name); same >= 0)
-    RemoveModule(IModule(modules_->Get(same)));
+  if (const int same = modules_->IndexOf(name); same >= 0) RemoveModule(IModule(modules_->Get(same)));
   {
     const TValueScope<const TModule*> working(moduleOp_, target.Get());
     modules_->Insert(target->IsMain() ? 0 : modules_->GetCount(), target);
@@ -115,20 +112,17 @@ void TInferenceEngine::RenameModule(std::string_view oldName, std::string_view n
   if (oldName == newName) return;
   const int index = modules_->IndexOf(oldName);
   const int bearers = modules_->CountOf(newName);
-  if (bearers > (index >= 0 ? 0 : 1))
-    throw EKBException(TKBMessage::DuplicateModules, {std::string(newName)});
+  if (bearers > (index >= 0 ? 0 : 1)) throw EKBException(TKBMessage::DuplicateModules, {std::string(newName)});
   if (index >= 0) modules_->Get(index)->SetName(newName);
 }
 
-// --- Modules that go while the engine works
-// -------------------------------------------------------------------------
+// ---- Modules that go while the engine works
 
 void TInferenceEngine::Retire(TModuleObjects objects) {
   if (holds_ > 0) retired_.push_back(std::move(objects));
 }
 
-// --- The initial fact
-// -----------------------------------------------------------------------------------------------
+// ---- The initial fact
 //
 // One template, at home in the first module, stands in the tables of all of them, so that the one initial
 // fact reaches every network: a rule that begins with a negation or a test, or has no pattern, matches from
@@ -168,8 +162,7 @@ void TInferenceEngine::RestoreBuiltIns(const TFactTemplate& removed) {
     const TFocusScope focus(*this, &module);
     const TKBPattern* pattern = module.GetInitialFactPattern();
     if (pattern != nullptr && pattern->GetFactTemplate() == &removed) ShareInitialTemplate(module);
-    if (nullFact_ && nullFact_->GetTemplate() == &removed)
-      nullFact_->SetTemplate(CreateFactTemplate(SNullFact));
+    if (nullFact_ && nullFact_->GetTemplate() == &removed) nullFact_->SetTemplate(CreateFactTemplate(SNullFact));
   }
 }
 

@@ -30,8 +30,7 @@ void TInferenceEngine::PrintOut(std::string_view outId, std::string_view text) {
 
 std::string TInferenceEngine::ReadLine(std::string_view inId) {
   if (!IsStandard(inId)) {
-    if (TGTextStream* stream = ioStreams_->FindStream(inId))
-      return stream->IsEof() ? std::string() : stream->GetLine();
+    if (TGTextStream* stream = ioStreams_->FindStream(inId)) return stream->IsEof() ? std::string() : stream->GetLine();
   }
   if (inputStream_ != nullptr) {
     const std::string line = inputStream_->GetLine();
@@ -49,8 +48,7 @@ IStreamToken TInferenceEngine::ReadToken(std::string_view inId) {
     if (TGTextStream* stream = ioStreams_->FindStream(inId)) {
       auto* tokens = dynamic_cast<TKBTokenizerStream*>(stream);
       if (tokens == nullptr)
-        throw EInvalidCast("Invalid class typecast: the stream \"" + std::string(inId) +
-                           "\" gives no tokens");
+        throw EInvalidCast("Invalid class typecast: the stream \"" + std::string(inId) + "\" gives no tokens");
       IStreamToken token = tokens->NextToken();
       tokens->DiscardUntilEOL();
       return token;
@@ -93,9 +91,7 @@ bool TInferenceEngine::StopCapture() {
 
 std::string TInferenceEngine::PrettyPrint(const TFunctionCall& call) { return parser_->PrettyPrint(call); }
 std::string TInferenceEngine::PrettyPrint(const TFact& fact) { return parser_->PrettyPrint(fact); }
-std::string TInferenceEngine::PrettyPrint(const IUserFunction& function) {
-  return parser_->PrettyPrint(function);
-}
+std::string TInferenceEngine::PrettyPrint(const IUserFunction& function) { return parser_->PrettyPrint(function); }
 std::string TInferenceEngine::PrettyPrint(const TInterpretedFunction& function) {
   return parser_->PrettyPrint(function);
 }

@@ -10,8 +10,7 @@
 
 namespace kb {
 
-std::unique_ptr<TKBTokenizerStream> TInferenceEngine::NewTokenizer(std::string_view text,
-                                                                   const TEncoding* encoding) {
+std::unique_ptr<TKBTokenizerStream> TInferenceEngine::NewTokenizer(std::string_view text, const TEncoding* encoding) {
   std::unique_ptr<TKBTokenizerStream> result;
   if (tokenizerFactory_) {
     std::istringstream stream{std::string(text)};
@@ -24,11 +23,9 @@ std::unique_ptr<TKBTokenizerStream> TInferenceEngine::NewTokenizer(std::string_v
   return result;
 }
 
-std::unique_ptr<TKBTokenizerStream> TInferenceEngine::NewTokenizer(std::istream& stream,
-                                                                   const TEncoding* encoding) {
-  std::unique_ptr<TKBTokenizerStream> result = tokenizerFactory_
-                                                   ? tokenizerFactory_(*this, stream, encoding)
-                                                   : std::make_unique<TKBClipsStream>(stream, encoding);
+std::unique_ptr<TKBTokenizerStream> TInferenceEngine::NewTokenizer(std::istream& stream, const TEncoding* encoding) {
+  std::unique_ptr<TKBTokenizerStream> result = tokenizerFactory_ ? tokenizerFactory_(*this, stream, encoding)
+                                                                 : std::make_unique<TKBClipsStream>(stream, encoding);
   RequireObject(result, "tokenizer");
   result->SetEngine(this);
   return result;
@@ -56,8 +53,7 @@ IFact TInferenceEngine::ParseFact(std::string_view text, const TEncoding* encodi
   return WithText(text, encoding, [](TKBParser& parser) { return parser.ParseFact(); });
 }
 
-std::string TInferenceEngine::ParseFactSlot(const IFact& fact, std::string_view text,
-                                            const TEncoding* encoding) {
+std::string TInferenceEngine::ParseFactSlot(const IFact& fact, std::string_view text, const TEncoding* encoding) {
   RequireObject(fact, "fact");
   return WithText(text, encoding, [&](TKBParser& parser) {
     // The current token has to be the slot's first one.
@@ -74,8 +70,7 @@ IFunCall TInferenceEngine::ParseFunCall(std::string_view text, const TEncoding* 
   return WithText(text, encoding, [](TKBParser& parser) { return parser.ParseFunCall(); });
 }
 
-std::string TInferenceEngine::ParseFullName(std::string_view text, std::string& name,
-                                            const TEncoding* encoding) {
+std::string TInferenceEngine::ParseFullName(std::string_view text, std::string& name, const TEncoding* encoding) {
   return WithText(text, encoding, [&](TKBParser& parser) { return parser.ParseFullName(name); });
 }
 
@@ -95,8 +90,7 @@ void TInferenceEngine::ParseGlobalVariables(std::string_view text, const TEncodi
   WithText(text, encoding, [](TKBParser& parser) { return parser.ParseGlobalVariables(); });
 }
 
-IKBValue TInferenceEngine::ParseVariable(std::string_view text, std::string& name,
-                                         const TEncoding* encoding) {
+IKBValue TInferenceEngine::ParseVariable(std::string_view text, std::string& name, const TEncoding* encoding) {
   return WithText(text, encoding, [&](TKBParser& parser) { return parser.ParseVariable(name); });
 }
 
@@ -140,8 +134,7 @@ IKBValue TInferenceEngine::ParseValue(std::string_view text, const TEncoding* en
   return WithText(text, encoding, [](TKBParser& parser) { return parser.ParseValue(); });
 }
 
-IKBValue TInferenceEngine::ParseValue(std::string_view text, const IFactSlot& slot,
-                                      const TEncoding* encoding) {
+IKBValue TInferenceEngine::ParseValue(std::string_view text, const IFactSlot& slot, const TEncoding* encoding) {
   RequireObject(slot, "slot");
   return WithText(text, encoding, [&](TKBParser& parser) { return parser.ParseValue(*slot); });
 }

@@ -12,9 +12,7 @@
 namespace kb {
 namespace {
 
-double Seconds() {
-  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
+double Seconds() { return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count(); }
 
 std::string Mean(double value) { return FloatToString(static_cast<double>(static_cast<float>(value))); }
 
@@ -56,8 +54,7 @@ class TInferenceEngine::TLockScope {
   TInferenceEngine& engine_;
 };
 
-// --- Run loop
-// -------------------------------------------------------------------------------------------------------
+// ---- Run loop
 
 int32_t TInferenceEngine::Run(int32_t maxRules) {
   RequireFocus();
@@ -91,8 +88,7 @@ void TInferenceEngine::FollowFocus() {
   if (top && top != currentModule_) SetCurrentModule(top);
 }
 
-// Entry 0, but for an action that runs the engine: what fires already stays on the agenda and does not fire
-// again.
+// Entry 0, but for an action that runs the engine: what fires already stays on the agenda and does not fire again.
 int TInferenceEngine::NextToFire() const {
   const int count = GetAgendaCount();
   for (int i = 0; i < count; ++i) {
@@ -118,8 +114,8 @@ void TInferenceEngine::FireEntry(int index) {
     const TFiringScope scope(*this, activation);
     try {
       if (IsWatched(cwRule)) {
-        PrintOut("FIRE " + std::to_string(statRulesFired_) + " " + activation->GetRule()->GetRuleName() +
-                 " " + activation->GetToken()->ToFactsString() + std::string(kLineEnd));
+        PrintOut("FIRE " + std::to_string(statRulesFired_) + " " + activation->GetRule()->GetRuleName() + " " +
+                 activation->GetToken()->ToFactsString() + std::string(kLineEnd));
       }
       activation->Fire();
     } catch (...) {
@@ -166,14 +162,12 @@ void TInferenceEngine::PrintStatistics() {
   PrintOut(fired + " rules fired.     Run time is " + FloatToString(statRunTime_) + " seconds" + end);
   const std::string rate = statRunTime_ == 0 ? fired : FloatToString(statRulesFired_ / statRunTime_);
   PrintOut(rate + " rules per second" + end);
-  PrintOut(Mean(statMeanFacts_) + " mean number of facts (" + std::to_string(statMaxFacts_) + " maximum)" +
-           end);
-  PrintOut(Mean(statMeanActivations_) + " mean number of activations (" +
-           std::to_string(statMaxActivations_) + " maximum)" + end);
+  PrintOut(Mean(statMeanFacts_) + " mean number of facts (" + std::to_string(statMaxFacts_) + " maximum)" + end);
+  PrintOut(Mean(statMeanActivations_) + " mean number of activations (" + std::to_string(statMaxActivations_) +
+           " maximum)" + end);
 }
 
-// --- Agenda
-// ---------------------------------------------------------------------------------------------------------
+// ---- Agenda
 
 void TInferenceEngine::AddActivation(const Ref<TActivation>& activation) {
   RequireObject(activation, "activation");
@@ -293,8 +287,7 @@ Ref<TActivation> TInferenceEngine::EntryForRebuild(const Ref<TActivation>& activ
   return clone;
 }
 
-// --- Focus
-// ----------------------------------------------------------------------------------------------------------
+// ---- Focus
 
 void TInferenceEngine::PushFocus(const IModule& module) {
   RequireModule(module);
@@ -335,8 +328,6 @@ IModule TInferenceEngine::PopFocus() {
   return popped;
 }
 
-IModule TInferenceEngine::PeekFocus() const {
-  return focusStack_->IsEmpty() ? IModule() : focusStack_->Get(0);
-}
+IModule TInferenceEngine::PeekFocus() const { return focusStack_->IsEmpty() ? IModule() : focusStack_->Get(0); }
 
 }  // namespace kb

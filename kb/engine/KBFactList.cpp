@@ -14,8 +14,7 @@ TFacts::TFacts(TInferenceEngine* engine, TModule* module) : module_(module), eng
 
 TFacts::~TFacts() { updating_ = true; }
 
-// --- Finding
-// --------------------------------------------------------------------------------------------------------
+// ---- Finding
 
 IFact TFacts::Get(int index) const {
   CheckListIndex(index, GetCount());
@@ -52,8 +51,7 @@ TFact* TFacts::FindDuplicate(const TFact& fact) const {
     return found;
   }
   if (fact.GetTemplate()->IsFuzzy()) {
-    const auto found =
-        std::find_if(fuzzyCache_.begin(), fuzzyCache_.end(), [&](TFact* f) { return fact.Equals(f); });
+    const auto found = std::find_if(fuzzyCache_.begin(), fuzzyCache_.end(), [&](TFact* f) { return fact.Equals(f); });
     return found == fuzzyCache_.end() ? nullptr : *found;
   }
   // Of several that print the same the youngest counts.
@@ -112,8 +110,7 @@ class TFacts::TIdScope {
   int32_t id_;
 };
 
-// --- Changing
-// -------------------------------------------------------------------------------------------------------
+// ---- Changing
 
 void TFacts::AddToCache(TFact& fact) {
   if (!cacheHashCodes_) return;
@@ -261,8 +258,7 @@ std::vector<IFact> TFacts::Snapshot() const {
   return facts;
 }
 
-// --- Copies and text
-// ------------------------------------------------------------------------------------------------
+// ---- Copies and text
 
 IFact TFacts::CopyFact(TFact& source) const {
   const IFactTemplate& theirs = source.GetTemplate();
@@ -315,16 +311,14 @@ void TFacts::AddLocals(const TFacts& source) {
 
 std::string TFacts::ToString() const {
   std::string text;
-  items_.ForEach(
-      [&](const IFact& fact) { text += (text.empty() ? "" : std::string(kLineEnd)) + fact->ToString(); });
+  items_.ForEach([&](const IFact& fact) { text += (text.empty() ? "" : std::string(kLineEnd)) + fact->ToString(); });
   return text;
 }
 
 std::string TFacts::GetToIDString() const {
   std::string text;
-  items_.ForEach([&](const IFact& fact) {
-    text += (text.empty() ? "" : std::string(kLineEnd)) + fact->GetToIDString();
-  });
+  items_.ForEach(
+      [&](const IFact& fact) { text += (text.empty() ? "" : std::string(kLineEnd)) + fact->GetToIDString(); });
   return text;
 }
 

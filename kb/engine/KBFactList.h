@@ -18,9 +18,8 @@
 
 namespace kb {
 
-/// Fact list. A change made from outside (Add, Insert, Delete, Remove, Clear) is a request to the engine,
-/// which asserts or retracts with all that belongs to it; while the engine changes the list itself it holds
-/// TUpdating.
+/// Fact list. A change made from outside (Add, Insert, Delete, Remove, Clear) is a request to the engine, which
+/// asserts or retracts with all that belongs to it; while the engine changes the list itself it holds TUpdating.
 class TFacts : public TPersistent {
  public:
   /// Both may be null: a free-standing list only holds facts.
@@ -45,8 +44,7 @@ class TFacts : public TPersistent {
 
   // A null handle raises EKBException, a fact without template "Fact Template is missing".
 
-  /// From outside: asserts. With PreserveIDs a fact keeps an id that is free, and later facts get higher
-  /// ones.
+  /// From outside: asserts. With PreserveIDs a fact keeps an id that is free, and later facts get higher ones.
   int Add(const IFact& fact);
   void Insert(int index, const IFact& fact);
   void Delete(int index);
@@ -90,9 +88,7 @@ class TFacts : public TPersistent {
   /// Held by the engine around its own changes.
   class TUpdating {
    public:
-    explicit TUpdating(TFacts& facts) noexcept : facts_(facts), saved_(facts.updating_) {
-      facts.updating_ = true;
-    }
+    explicit TUpdating(TFacts& facts) noexcept : facts_(facts), saved_(facts.updating_) { facts.updating_ = true; }
     TUpdating(const TUpdating&) = delete;
     TUpdating& operator=(const TUpdating&) = delete;
     ~TUpdating() { facts_.updating_ = saved_; }

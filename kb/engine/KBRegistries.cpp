@@ -54,9 +54,8 @@ std::vector<int> ParentsFirst(const std::vector<int>& indices, const Parent& par
   return order.size() == indices.size() ? order : std::vector<int>();
 }
 
-// Texts of constructs with a parent behind those without one, parents first, each behind a line end. A parent
-// that has been replaced since counts by its name, as it will when the text is read, unless that leads in a
-// circle.
+// Texts of constructs with a parent behind those without one, parents first, each behind a line end. A parent that
+// has been replaced since counts by its name, as it will when the text is read, unless that leads in a circle.
 template <class Table, class Parent, class Name>
 std::string InheritanceOrder(const Table& table, TKBMessage error, bool localsOnly, const Parent& parentOf,
                              const Name& nameOf) {
@@ -93,8 +92,7 @@ std::string InheritanceOrder(const Table& table, TKBMessage error, bool localsOn
 
 }  // namespace
 
-// --- Rules
-// ----------------------------------------------------------------------------------------------------------
+// ---- Rules
 
 TRules::~TRules() = default;
 
@@ -204,8 +202,7 @@ std::string TRules::ToString() const {
   return result;
 }
 
-// --- Templates
-// ------------------------------------------------------------------------------------------------------
+// ---- Templates
 
 namespace {
 
@@ -215,8 +212,7 @@ void GiveDataSlot(TFactTemplate& factTemplate) {
 
 std::string TemplatesText(const TFactTemplates& table, bool locals) {
   return InheritanceOrder(
-      table, TKBMessage::TemplatesCorrupted, locals,
-      [](const TFactTemplate& t) { return t.GetParent().Get(); },
+      table, TKBMessage::TemplatesCorrupted, locals, [](const TFactTemplate& t) { return t.GetParent().Get(); },
       [](const TFactTemplate& t) { return t.GetTemplateName().View(); });
 }
 
@@ -239,8 +235,7 @@ void TFactTemplates::DoAdd(std::string_view key, const IFactTemplate& value) {
   TInferenceEngine* engine = GetEngine();
   if (engine != nullptr && engine->GetModules().GetCount() > 1) {
     if (const TKBDefinedType* type = GetModule()->GetDefinedTypes()->FindUnsharedType(*factTemplate)) {
-      throw EKBException(TKBMessage::NonImportedType,
-                         {factTemplate->GetTemplateName().ToString(), type->GetName()});
+      throw EKBException(TKBMessage::NonImportedType, {factTemplate->GetTemplateName().ToString(), type->GetName()});
     }
   }
   factTemplate->AddImportModule(GetModule());
@@ -317,8 +312,7 @@ std::string TFactTemplates::ToString() const { return TemplatesText(*this, false
 
 std::string TFactTemplates::LocalsToString() const { return TemplatesText(*this, true); }
 
-// --- Defined types
-// --------------------------------------------------------------------------------------------------
+// ---- Defined types
 
 void TKBDefinedTypes::Add(const IKBDefinedType& type) {
   RequireObject(type, "defined type");
@@ -358,8 +352,7 @@ void TKBDefinedTypes::DoSetValue(std::string_view key, const IKBDefinedType& val
   Replace(old, value, result);
 }
 
-void TKBDefinedTypes::Replace(const IKBDefinedType& oldType, const IKBDefinedType& newType,
-                              IKBDefinedType& result) {
+void TKBDefinedTypes::Replace(const IKBDefinedType& oldType, const IKBDefinedType& newType, IKBDefinedType& result) {
   const IKBDefinedType oldOne = oldType;
   const IKBDefinedType newOne = newType;
   result = newOne;
@@ -421,8 +414,7 @@ namespace {
 
 std::string TypesText(const TKBDefinedTypes& table, bool locals) {
   return InheritanceOrder(
-      table, TKBMessage::TypesCorrupted, locals,
-      [](const TKBDefinedType& t) { return t.GetAncestor().Get(); },
+      table, TKBMessage::TypesCorrupted, locals, [](const TKBDefinedType& t) { return t.GetAncestor().Get(); },
       [](const TKBDefinedType& t) { return std::string_view(t.GetName()); });
 }
 
@@ -432,8 +424,7 @@ std::string TKBDefinedTypes::ToString() const { return TypesText(*this, false); 
 
 std::string TKBDefinedTypes::LocalsToString() const { return TypesText(*this, true); }
 
-// --- Fact sets
-// ------------------------------------------------------------------------------------------------------
+// ---- Fact sets
 
 TFactSets::~TFactSets() = default;
 
@@ -489,8 +480,7 @@ std::string TFactSets::ToString() const {
   return text;
 }
 
-// --- Modules
-// --------------------------------------------------------------------------------------------------------
+// ---- Modules
 
 const IModule& TModules::Get(int index) const {
   CheckListIndex(index, GetCount());
@@ -517,8 +507,7 @@ const IModule& TModules::GetModule(std::string_view name) const {
   return items_[static_cast<size_t>(index)];
 }
 
-// Changes of the engine's own list are requests to the engine, unless the engine itself is at work on the
-// module.
+// Changes of the engine's own list are requests to the engine, unless the engine itself is at work on the module.
 bool TModules::ForwardsTo(const TModule* module) const noexcept {
   return engine_ != nullptr && engine_->modules_.get() == this && engine_->moduleOp_ != module;
 }

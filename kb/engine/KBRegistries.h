@@ -63,8 +63,7 @@ class TRules final : public TQDStringHashTable<TRule*> {
   TInferenceEngine* engine_;
 };
 
-/// What the tables of templates and of types have in common: constructs of their own module and imported
-/// ones.
+/// What the tables of templates and of types have in common: constructs of their own module and imported ones.
 template <class T>
 class TSharedTable : public TQDStringHashTable<Ref<T>> {
  public:
@@ -124,16 +123,13 @@ class TFactTemplates final : public TSharedTable<TFactTemplate> {
   /// A template without slots gets the multislot "__Data". In a system of several modules "Fact Template,
   /// "%s", depends on non-imported Defined Type: "%s"".
   void Add(const IFactTemplate& factTemplate);
-  /// Removes with all that depends on it, in every module that shares it. `removed` is null when there was
-  /// none.
+  /// Removes with all that depends on it, in every module that shares it. `removed` is null when there was none.
   void Remove(std::string_view name, IFactTemplate& removed);
-  /// The new template in place of the old one in every module that shares that; facts and rules that fit a
-  /// template of the same name come back, those of another name are gone. `oldTemplate` may be null: then
-  /// this is Add. What already bears the new name is dealt with by DuplicateConstructs. `result` is the new
-  /// template.
+  /// The new template in place of the old one in every module that shares that; facts and rules that fit a template
+  /// of the same name come back, those of another name are gone. `oldTemplate` may be null: then this is Add. What
+  /// already bears the new name is dealt with by DuplicateConstructs. `result` is the new template.
   void Replace(const IFactTemplate& oldTemplate, const IFactTemplate& newTemplate, IFactTemplate& result);
-  /// The new template in place of the old one in this table, with both events; facts and rules are not looked
-  /// at.
+  /// The new template in place of the old one in this table, with both events; facts and rules are not looked at.
   void Exchange(const IFactTemplate& oldTemplate, const IFactTemplate& newTemplate);
   [[nodiscard]] TFactTemplate* FindTemplate(std::string_view name) const;
   /// Empties the table with all that depends on its templates.

@@ -11,8 +11,7 @@
 
 namespace kb {
 
-// --- Templates and types
-// --------------------------------------------------------------------------------------------
+// ---- Templates and types
 
 namespace {
 
@@ -28,8 +27,7 @@ void Merge(Table& target, const Table& source, bool localsOnly, const Equal& equ
   for (int i = 0; i < target.GetCount(); ++i) {
     const std::string name = target.GetKey(i).ToString();
     const TConstruct* theirs = source.Find(name);
-    if (counts(target, target.GetValue(i)) && (theirs == nullptr || !counts(source, *theirs)))
-      gone.push_back(name);
+    if (counts(target, target.GetValue(i)) && (theirs == nullptr || !counts(source, *theirs))) gone.push_back(name);
   }
   for (const std::string& name : gone) {
     TConstruct removed;
@@ -73,8 +71,7 @@ void TKBDefinedTypes::Merge(const TKBDefinedTypes& source, bool localsOnly) {
   const TInferenceEngine::TFocusScope focus(*engine, GetModule());
   const TTransfer transfer(*engine, TTransfer::tlCurrentModule);
   kb::Merge(
-      *this, source, localsOnly,
-      [](const TKBDefinedType& a, const TKBDefinedType& b) { return a.Equals(&b); },
+      *this, source, localsOnly, [](const TKBDefinedType& a, const TKBDefinedType& b) { return a.Equals(&b); },
       [&](const TKBDefinedType& theirs) { return transfer.Type(theirs); });
   for (int i = 0; i < source.GetCount(); ++i) {
     const TKBDefinedType& theirs = *source.GetValue(i);
@@ -87,8 +84,7 @@ void TKBDefinedTypes::Merge(const TKBDefinedTypes& source, bool localsOnly) {
 void TKBDefinedTypes::Assign(const TKBDefinedTypes& source) { Merge(source, false); }
 void TKBDefinedTypes::AssignLocal(const TKBDefinedTypes& source) { Merge(source, true); }
 
-// --- Rules and fact sets
-// --------------------------------------------------------------------------------------------
+// ---- Rules and fact sets
 
 void TRules::Assign(const TRules& source) {
   if (engine_ == nullptr || &source == this) return;
@@ -125,14 +121,12 @@ void TFactSets::Assign(const TFactSets& source) {
   }
 }
 
-// --- Functions and variables
-// ----------------------------------------------------------------------------------------
+// ---- Functions and variables
 
 std::vector<IInterpretedFunction> TUserFunctions::GetInterpretedFunctions() const {
   std::vector<IInterpretedFunction> functions;
   for (int i = 0; i < GetCount(); ++i) {
-    if (auto* function = dynamic_cast<TInterpretedFunction*>(GetValue(i).Get()))
-      functions.emplace_back(function);
+    if (auto* function = dynamic_cast<TInterpretedFunction*>(GetValue(i).Get())) functions.emplace_back(function);
   }
   return functions;
 }
@@ -149,10 +143,9 @@ bool TUserFunctions::Assign(const TUserFunctions& source, bool lenient) {
 
 bool TUserFunctions::AssignInterpretedFunctions(std::vector<IInterpretedFunction> functions, bool lenient) {
   const TTransfer transfer(*engine_, TTransfer::tlHomeModule);
-  std::stable_sort(functions.begin(), functions.end(),
-                   [](const IInterpretedFunction& a, const IInterpretedFunction& b) {
-                     return a->GetOrder() < b->GetOrder();
-                   });
+  std::stable_sort(
+      functions.begin(), functions.end(),
+      [](const IInterpretedFunction& a, const IInterpretedFunction& b) { return a->GetOrder() < b->GetOrder(); });
   bool complete = true;
   for (const IInterpretedFunction& function : functions) {
     try {
@@ -187,8 +180,7 @@ void TGlobalVariables::Assign(const TValueHashTable& source) {
   }
 }
 
-// --- Modules
-// --------------------------------------------------------------------------------------------------------
+// ---- Modules
 
 void TModules::Assign(const TModules& source) {
   if (&source == this || engine_ == nullptr) return;

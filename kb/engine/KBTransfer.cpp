@@ -82,8 +82,7 @@ IFactSlot TTransfer::Slot(const TFactSlot& slot) const {
   auto result = MakeRef<TFactSlot>();
   result->SetName(slot.GetName());
   if (const IKBDefinedType& theirs = slot.GetExtendedTypeInfo()) {
-    IKBDefinedType ours =
-        theirs->GetImplicit() ? IKBDefinedType() : target_.FindDefinedType(theirs->GetName());
+    IKBDefinedType ours = theirs->GetImplicit() ? IKBDefinedType() : target_.FindDefinedType(theirs->GetName());
     result->SetExtendedTypeInfo(ours ? ours : Type(*theirs));
   }
   result->SetSlotType(slot.GetSlotType());
@@ -94,8 +93,8 @@ IFactSlot TTransfer::Slot(const TFactSlot& slot) const {
 }
 
 IFactTemplate TTransfer::Template(const TFactTemplate& factTemplate) const {
-  auto result = MakeRef<TFactTemplate>(&target_, factTemplate.GetTemplateName(), factTemplate.GetComment(),
-                                       IFactTemplate());
+  auto result =
+      MakeRef<TFactTemplate>(&target_, factTemplate.GetTemplateName(), factTemplate.GetComment(), IFactTemplate());
   for (int i = 0; i < factTemplate.GetSlotCount(); ++i) result->AddSlot(*Slot(*factTemplate.GetSlotAt(i)));
   result->SetBackwardChaining(factTemplate.IsBackwardChaining());
   result->SetTag(factTemplate.GetTag());
@@ -119,8 +118,7 @@ IInterpretedFunction TTransfer::Function(const TInterpretedFunction& function) c
     const TKBValue& argument = *function.GetArgument(i);
     result->AddArgument(argument.TextView(), argument.GetDType());
   }
-  for (int i = 0; i < function.GetStatementCount(); ++i)
-    result->AddStatement(Value(function.GetStatement(i)));
+  for (int i = 0; i < function.GetStatementCount(); ++i) result->AddStatement(Value(function.GetStatement(i)));
   return result;
 }
 

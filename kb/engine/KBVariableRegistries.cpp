@@ -16,8 +16,7 @@ bool IsInterpreted(const Ref<IUserFunction>& function) {
 
 }  // namespace
 
-// --- Functions
-// ------------------------------------------------------------------------------------------------------
+// ---- Functions
 
 TUserFunctions::~TUserFunctions() { Clear(); }
 
@@ -30,8 +29,7 @@ void TUserFunctions::CheckName(std::string_view key, const Ref<IUserFunction>& f
   RequireObject(function, "function");
   if (key.empty()) throw EKBException(TKBMessage::MissingName);
   if (function->GetFunctionName() == key) return;
-  throw EKBException(TKBMessage::FunctionNamesDiffer,
-                     {std::string(key), function->GetFunctionName().ToString()});
+  throw EKBException(TKBMessage::FunctionNamesDiffer, {std::string(key), function->GetFunctionName().ToString()});
 }
 
 void TUserFunctions::DoAdd(std::string_view key, const Ref<IUserFunction>& value) {
@@ -119,8 +117,7 @@ std::string TUserFunctions::ToString() const {
   return text;
 }
 
-// --- Named values
-// ---------------------------------------------------------------------------------------------------
+// ---- Named values
 
 std::string TEngineVariables::ToString() const {
   std::string text;
@@ -157,8 +154,7 @@ void TGlobalVariables::Clear() {
   GetEngine()->GetGlobalContext().Clear();
 }
 
-// --- Streams
-// --------------------------------------------------------------------------------------------------------
+// ---- Streams
 
 void TIOStreams::Add(std::string_view name, std::unique_ptr<TGTextStream> stream) {
   RequireObject(stream, "stream");

@@ -25,7 +25,9 @@ class TBuiltinFunction final : public TKBUserFunction {
 
  protected:
   void InitMetaData() override;
-  void Call(TFunctionCall& call, TKBContext& context, IKBValue& result) override { result = entry_.body(call, context); }
+  void Call(TFunctionCall& call, TKBContext& context, IKBValue& result) override {
+    result = entry_.body(call, context);
+  }
 
  private:
   const TBuiltin& entry_;

@@ -15,8 +15,7 @@ namespace {
 }
 
 [[noreturn]] void RaiseNotA(std::string_view kind, std::string value, TKBType type) {
-  throw EKBException(TKBMessage::NotAType,
-                     {std::string(kind), std::move(value), std::string(GetKBTypeName(type))});
+  throw EKBException(TKBMessage::NotAType, {std::string(kind), std::move(value), std::string(GetKBTypeName(type))});
 }
 
 }  // namespace
@@ -67,7 +66,8 @@ void TFunctionCall::SetUserFunction(const Ref<IUserFunction>& function) {
 
 void TFunctionCall::FindFunction() {
   Ref<IUserFunction> found;
-  if (reasoner_ == nullptr || !reasoner_->ContainsUserFunction(name_.View(), found)) RaiseUnassigned(name_);
+  const IReasoner* reasoner = GetReasoner();
+  if (reasoner == nullptr || !reasoner->ContainsUserFunction(name_.View(), found)) RaiseUnassigned(name_);
   SetUserFunction(found);
 }
 
@@ -106,15 +106,14 @@ void TFunctionCall::Assign(const TPersistent& source) {
 }
 
 IFunCall TFunctionCall::Clone() const {
-  IFunCall result = MakeRef<TFunctionCall>(reasoner_, name_);
+  IFunCall result = MakeRef<TFunctionCall>(GetReasoner(), name_);
   result->Assign(*this);
   return result;
 }
 
 bool TFunctionCall::Equals(const TFunctionCall* other) const {
   if (other == this) return true;
-  if (other == nullptr || !(name_ == other->name_) || arguments_.size() != other->arguments_.size())
-    return false;
+  if (other == nullptr || !(name_ == other->name_) || arguments_.size() != other->arguments_.size()) return false;
   CheckStack();
   for (size_t i = 0; i < arguments_.size(); ++i) {
     const IKBValue& mine = arguments_[i];
@@ -135,7 +134,8 @@ int32_t TFunctionCall::GetHashCode() const {
 }
 
 std::string TFunctionCall::ToString() const {
-  return reasoner_ != nullptr ? reasoner_->PrettyPrint(*this) : PrettyPrint(*this);
+  IReasoner* reasoner = GetReasoner();
+  return reasoner != nullptr ? reasoner->PrettyPrint(*this) : PrettyPrint(*this);
 }
 
 }  // namespace kb

@@ -21,9 +21,8 @@ void TKBInnerFunction::Call(TFunctionCall& call, TKBContext& context, IKBValue& 
 }
 
 const TClassInfo& TCustomUserFunction::StaticClass() noexcept {
-  static const TClassInfo info{
-      "TCustomUserFunction", &TComponent::StaticClass(), nullptr,
-      [](TComponent* owner) -> TComponent* { return new TCustomUserFunction(owner); }};
+  static const TClassInfo info{"TCustomUserFunction", &TComponent::StaticClass(), nullptr,
+                               [](TComponent* owner) -> TComponent* { return new TCustomUserFunction(owner); }};
   return info;
 }
 
@@ -48,8 +47,7 @@ void TCustomUserFunction::SetFunctionName(std::string_view name) {
   // Without a name there is nothing to register.
   if (engine_ != nullptr && name.empty()) engine_->RemoveUserFunction(inner_);
   inner_->SetFunctionName(name);
-  if (engine_ != nullptr && !name.empty() && inner_->IndexOfReasoner(engine_) < 0)
-    engine_->AddUserFunction(inner_);
+  if (engine_ != nullptr && !name.empty() && inner_->IndexOfReasoner(engine_) < 0) engine_->AddUserFunction(inner_);
 }
 
 void TCustomUserFunction::SetMinArgumentCount(int value) {
@@ -63,8 +61,8 @@ void TCustomUserFunction::SetMaxArgumentCount(int value) {
 }
 
 void TCustomUserFunction::RebuildArguments() {
-  SetArgumentString(CreateArgumentExpressions(GetArgumentString(), GetMinArgumentCount(),
-                                              GetMaxArgumentCount(), kMaxArgumentWords));
+  SetArgumentString(
+      CreateArgumentExpressions(GetArgumentString(), GetMinArgumentCount(), GetMaxArgumentCount(), kMaxArgumentWords));
 }
 
 void TCustomUserFunction::SetEngine(TInferenceEngine* engine) {

@@ -6,6 +6,9 @@
 
 namespace kb {
 
+/// In tables of functions: any number of arguments.
+inline constexpr int kAny = kUnlimitedArguments;
+
 /// The engine of a context; raises "Unknown/Undefined Inference Engine" without one.
 [[nodiscard]] inline TInferenceEngine& EngineOf(const TKBContext& context) {
   if (context.GetEngine() == nullptr) throw EKBException(TKBMessage::UndefinedEngine);
@@ -43,8 +46,7 @@ namespace kb {
 
 /// Evaluates the arguments from `from` up to, not including, `to`; each value goes to `result`. Stops when a
 /// `return` has been evaluated in this context: `result` is then what it returned, and the answer is false.
-inline bool RunStatements(const TFunctionCall& call, TKBContext& context, int from, int to,
-                          IKBValue& result) {
+inline bool RunStatements(const TFunctionCall& call, TKBContext& context, int from, int to, IKBValue& result) {
   for (int i = from; i < to; ++i) {
     result = call.Evaluate(i, context);
     if (!context.IsReturning()) continue;

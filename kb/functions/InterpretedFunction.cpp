@@ -20,9 +20,7 @@ constexpr TKBTypes kParameterTypes{dtAtom, dtVariable, dtMultiVariable};
 constexpr int kMaxCallDepth = 20000;
 thread_local int callDepth = 0;
 
-[[noreturn, gnu::noinline]] void RaiseTooDeep() {
-  throw ERecursionError(FormatMessage(TKBMessage::RecursionTooDeep));
-}
+[[noreturn, gnu::noinline]] void RaiseTooDeep() { throw ERecursionError(FormatMessage(TKBMessage::RecursionTooDeep)); }
 
 class TDepthScope {
  public:
@@ -118,8 +116,7 @@ void TInterpretedFunction::ReasonerNotification(IReasoner* reasoner, TListNotifi
 }
 
 void TInterpretedFunction::BindParameters(TFunctionCall& call, TKBContext& local) const {
-  // Evaluated in the new context, one after the other: an argument already sees the parameters in front of
-  // it.
+  // Evaluated in the new context, one after the other: an argument already sees the parameters in front of it.
   for (int i = 0; i < GetArgumentCount(); ++i) {
     const TKBValue& parameter = *arguments_[static_cast<size_t>(i)];
     if (parameter.Is(dtVariable)) {

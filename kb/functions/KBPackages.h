@@ -1,5 +1,4 @@
-// The frame of functions: what can be called, the call itself, and the packages that bring functions to an
-// engine.
+// The frame of functions: what can be called, the call itself, and the packages that bring functions to an engine.
 //
 // Every operation of the language is an IUserFunction, and every call written in a rule or function is a
 // TFunctionCall, which holds its arguments unevaluated and, once it has run, the function. A function gets
@@ -18,6 +17,7 @@
 
 #include "kb/common/Pool.h"
 #include "kb/common/Text.h"
+#include "kb/common/WeakRef.h"
 #include "kb/platform/Component.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBContext.h"
@@ -32,7 +32,7 @@ class TUserPackage;
 enum TListNotification { lnAdded = 1, lnExtracted = 3, lnRemoved = 5 };
 
 /// Something that keeps a registry of functions and answers for names; the engine is the one implementation.
-class IReasoner {
+class IReasoner : public TWeakTarget<IReasoner> {
  public:
   virtual ~IReasoner() = default;
   [[nodiscard]] virtual std::string PrettyPrint(const TFunctionCall& call) = 0;
@@ -42,17 +42,14 @@ class IReasoner {
   [[nodiscard]] virtual std::string PrettyPrint(const TKBDefinedType& type) = 0;
   [[nodiscard]] virtual std::string PrettyPrint(const TFactTemplate& factTemplate) = 0;
   [[nodiscard]] virtual std::string PrettyPrint(const TModule& module) = 0;
-  virtual void RenameDefinedType(TKBDefinedType& type, std::string_view oldName,
-                                 std::string_view newName) = 0;
-  virtual void RenameFactTemplate(TFactTemplate& factTemplate, std::string_view oldName,
-                                  std::string_view newName) = 0;
+  virtual void RenameDefinedType(TKBDefinedType& type, std::string_view oldName, std::string_view newName) = 0;
+  virtual void RenameFactTemplate(TFactTemplate& factTemplate, std::string_view oldName, std::string_view newName) = 0;
   virtual void RenameModule(std::string_view oldName, std::string_view newName) = 0;
   virtual void RenameRule(std::string_view oldName, std::string_view newName) = 0;
   virtual void AddUserFunction(const Ref<IUserFunction>& function) = 0;
   virtual void RemoveUserFunction(const Ref<IUserFunction>& function) = 0;
   [[nodiscard]] virtual bool ContainsUserFunction(std::string_view name) const = 0;
-  [[nodiscard]] virtual bool ContainsUserFunction(std::string_view name,
-                                                  Ref<IUserFunction>& function) const = 0;
+  [[nodiscard]] virtual bool ContainsUserFunction(std::string_view name, Ref<IUserFunction>& function) const = 0;
   [[nodiscard]] virtual std::vector<std::string> GetUserFunctions() const = 0;
   [[nodiscard]] virtual Ref<IUserFunction> GetUserFunction(std::string_view name) const = 0;
   virtual void SetUserFunction(std::string_view name, const Ref<IUserFunction>& function) = 0;
@@ -85,9 +82,8 @@ class IUserFunction : public RefCounted {
   virtual void SetMinArgumentCount(int value) = 0;
 };
 
-/// Base of the built-in functions, of the functions of the language and of a host's own. A descendant
-/// overrides InitMetaData (name, comment, syntax, counts) and Call. Make objects with MakeRef, which runs
-/// InitMetaData.
+/// Base of the built-in functions, of the functions of the language and of a host's own. A descendant overrides
+/// InitMetaData (name, comment, syntax, counts) and Call. Make objects with MakeRef, which runs InitMetaData.
 class TKBUserFunction : public TPersistent, public IUserFunction {
  public:
   TKBUserFunction() = default;
@@ -171,7 +167,8 @@ class TFunctionCall : public TPersistent, public RefCounted, public TPooled {
     return argument ? argument->Resolve(&context) : FCNil;
   }
 
-  [[nodiscard]] IReasoner* GetReasoner() const noexcept { return reasoner_; }
+  /// Null without one, and when it has gone.
+  [[nodiscard]] IReasoner* GetReasoner() const noexcept { return reasoner_.Get(); }
   [[nodiscard]] const TKBText& GetName() const noexcept { return name_; }
   [[nodiscard]] const Ref<IUserFunction>& GetUserFunction() const noexcept { return function_; }
   void SetUserFunction(const Ref<IUserFunction>& function);
@@ -199,7 +196,7 @@ class TFunctionCall : public TPersistent, public RefCounted, public TPooled {
  private:
   void FindFunction();
   [[nodiscard]] IKBValue Run(TKBContext& context);
-  IReasoner* reasoner_ = nullptr;
+  TWeakRef<IReasoner> reasoner_;
   std::vector<IKBValue> arguments_;
   Ref<IUserFunction> function_;
   TKBText name_;
@@ -345,8 +342,7 @@ T& CreatePackage(TComponent& owner) {
 }
 
 class TCustomUserFunction;
-using TCallEvent =
-    std::function<void(TObject& sender, TFunctionCall& call, TKBContext& context, IKBValue& result)>;
+using TCallEvent = std::function<void(TObject& sender, TFunctionCall& call, TKBContext& context, IKBValue& result)>;
 
 /// The function object behind a function component.
 class TKBInnerFunction final : public TKBUserFunction {

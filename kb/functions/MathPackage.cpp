@@ -22,8 +22,7 @@ namespace {
 }
 
 IKBValue CheckedInteger(int64_t value) {
-  if (value < std::numeric_limits<int32_t>::min() || value > std::numeric_limits<int32_t>::max())
-    RaiseOverflow();
+  if (value < std::numeric_limits<int32_t>::min() || value > std::numeric_limits<int32_t>::max()) RaiseOverflow();
   return MakeInteger(static_cast<int32_t>(value));
 }
 
@@ -111,9 +110,7 @@ double NaturalLog(double x) { return x > 0 ? std::log(x) : std::numeric_limits<d
 double DecimalLog(double x) { return x > 0 ? std::log10(x) : std::numeric_limits<double>::quiet_NaN(); }
 double SquareRoot(double x) { return std::sqrt(x); }
 double Identity(double x) { return x; }
-double RoundToEven(double x) {
-  return std::nearbyint(x);
-}  // the rounding mode of the process is never changed
+double RoundToEven(double x) { return std::nearbyint(x); }  // the rounding mode of the process is never changed
 
 IKBValue Power(TFunctionCall& call, TKBContext& context) {
   const double base = NumericArgument(call, 0, context);
@@ -122,9 +119,7 @@ IKBValue Power(TFunctionCall& call, TKBContext& context) {
 
 IKBValue Pi(TFunctionCall& /*call*/, TKBContext& /*context*/) { return FCPI; }
 
-IKBValue Integer(TFunctionCall& call, TKBContext& context) {
-  return MakeInteger(IntegerArgument(call, 0, context));
-}
+IKBValue Integer(TFunctionCall& call, TKBContext& context) { return MakeInteger(IntegerArgument(call, 0, context)); }
 
 // A number that cannot be ordered takes over from a least one, not from a greatest one.
 struct TAbove {
@@ -190,26 +185,21 @@ IKBValue Randomize(TFunctionCall& call, TKBContext& context) {
   return FCTrue;
 }
 
-constexpr int kAny = kUnlimitedArguments;
-
-const TBuiltin kFunctions[] = {
-    {"+", " <numeric-expression>*", 0, kAny, "Returns the sum of the numbers",
-     Accumulate<0, std::plus<double>>},
+const TBuiltin kMathFunctions[] = {
+    {"+", " <numeric-expression>*", 0, kAny, "Returns the sum of the numbers", Accumulate<0, std::plus<double>>},
     {"-", " <numeric-expression>+", 1, kAny, "Returns the first number minus the others", Minus},
     {"*", " <numeric-expression>*", 0, kAny, "Returns the product of the numbers",
      Accumulate<1, std::multiplies<double>>},
-    {"/", " <numeric-expression>+", 1, kAny, "Returns the first number divided by the others, as a float",
-     Divide},
+    {"/", " <numeric-expression>+", 1, kAny, "Returns the first number divided by the others, as a float", Divide},
     {"div", " <integer-expression>+", 1, kAny,
      "Returns the first integer divided by the others, without fraction at each step", IntegerDivide},
     {"mod", " <integer-expression> <integer-expression>", 2, 2,
      "Returns the remainder of the division, with the sign of the first integer", Mod},
     {"abs", " <numeric-expression>", 1, 1, "Returns the number without its sign", Abs},
-    {"**", " <numeric-expression> <numeric-expression>", 2, 2,
-     "Returns the first number to the power of the second", Power},
+    {"**", " <numeric-expression> <numeric-expression>", 2, 2, "Returns the first number to the power of the second",
+     Power},
     {"exp", " <numeric-expression>", 1, 1, "Returns e to the power of the number", OfNumber<Exponential>},
-    {"log", " <numeric-expression>", 1, 1, "Returns the natural logarithm of the number",
-     OfNumber<NaturalLog>},
+    {"log", " <numeric-expression>", 1, 1, "Returns the natural logarithm of the number", OfNumber<NaturalLog>},
     {"log10", " <numeric-expression>", 1, 1, "Returns the logarithm of the number to the base 10",
      OfNumber<DecimalLog>},
     {"sqrt", " <numeric-expression>", 1, 1, "Returns the square root of the number", OfNumber<SquareRoot>},
@@ -225,23 +215,21 @@ const TBuiltin kFunctions[] = {
      "given",
      Random},
     {"randomize", " [<integer-expression>]", 0, 1,
-     "Starts the sequence of random numbers anew from the number, or from the clock. Returns TRUE",
+     "Starts the sequence of random numbers anew from the number, or from the clock. Returns TRUE", Randomize},
+    {"seed", " <integer-expression>", 1, 1, "Starts the sequence of random numbers anew from the number. Returns TRUE",
      Randomize},
-    {"seed", " <integer-expression>", 1, 1,
-     "Starts the sequence of random numbers anew from the number. Returns TRUE", Randomize},
 };
 
 }  // namespace
 
 const TClassInfo& TMathPackage::StaticClass() noexcept {
-  static const TClassInfo info{"TMathPackage", &TUserPackage::StaticClass(), nullptr,
-                               &NewPackage<TMathPackage>};
+  static const TClassInfo info{"TMathPackage", &TUserPackage::StaticClass(), nullptr, &NewPackage<TMathPackage>};
   return info;
 }
 
 void TMathPackage::CreateFunctions() {
   TUserPackage::CreateFunctions();
-  AddBuiltins(*this, kFunctions);
+  AddBuiltins(*this, kMathFunctions);
 }
 
 }  // namespace kb

@@ -18,15 +18,9 @@ struct TTypeTest {
   TKBTypes types;
 };
 constexpr TTypeTest kTypeTests[] = {
-    {"lexemep", {dtAtom, dtString}},
-    {"numberp", {dtInteger, dtFloat}},
-    {"floatp", {dtFloat}},
-    {"integerp", {dtInteger}},
-    {"stringp", {dtString}},
-    {"symbolp", {dtAtom}},
-    {"fuzzyp", {dtFuzzy}},
-    {"multifieldp", {dtList}},
-    {"external-addressp", {dtExternalAddress}},
+    {"lexemep", {dtAtom, dtString}}, {"numberp", {dtInteger, dtFloat}}, {"floatp", {dtFloat}},
+    {"integerp", {dtInteger}},       {"stringp", {dtString}},           {"symbolp", {dtAtom}},
+    {"fuzzyp", {dtFuzzy}},           {"multifieldp", {dtList}},         {"external-addressp", {dtExternalAddress}},
     {"objectp", {dtObject}},
 };
 
@@ -39,13 +33,10 @@ IKBValue GetValueType(TFunctionCall& call, TKBContext& context) {
   return MakeAtom(GetKBTypeName(call.Evaluate(0, context)->GetDType()));
 }
 
-const TBuiltin kFunctions[] = {
-    {"evenp", " <integer-expression>", 1, 1, "Returns TRUE if the number, cut to an integer, is even",
-     HasParity<0>},
-    {"oddp", " <integer-expression>", 1, 1, "Returns TRUE if the number, cut to an integer, is odd",
-     HasParity<1>},
-    {"get-type", " <expression>", 1, 1, "Returns the name of the type of the value, such as dtInteger",
-     GetValueType},
+const TBuiltin kPredicateFunctions[] = {
+    {"evenp", " <integer-expression>", 1, 1, "Returns TRUE if the number, cut to an integer, is even", HasParity<0>},
+    {"oddp", " <integer-expression>", 1, 1, "Returns TRUE if the number, cut to an integer, is odd", HasParity<1>},
+    {"get-type", " <expression>", 1, 1, "Returns the name of the type of the value, such as dtInteger", GetValueType},
 };
 
 }  // namespace
@@ -87,7 +78,7 @@ const TClassInfo& TPredicatePackage::StaticClass() noexcept {
 void TPredicatePackage::CreateFunctions() {
   TUserPackage::CreateFunctions();
   for (const TTypeTest& test : kTypeTests) AddFunction(MakeRef<TVerifyTypePFunction>(test.name, test.types));
-  AddBuiltins(*this, kFunctions);
+  AddBuiltins(*this, kPredicateFunctions);
 }
 
 }  // namespace kb

@@ -80,8 +80,7 @@ bool IsAbort(const std::exception_ptr& error) {
 
 // The guarded statements and then those of `finally`, whatever happened. Gives the exception that was raised,
 // if any. One raised by `finally` takes the place of the first, except that an exit stays an exit.
-std::exception_ptr RunGuarded(const TFunctionCall& call, TKBContext& context, TTryParts parts,
-                              IKBValue& result) {
+std::exception_ptr RunGuarded(const TFunctionCall& call, TKBContext& context, TTryParts parts, IKBValue& result) {
   std::exception_ptr error;
   try {
     RunStatements(call, context, 0, parts.finally >= 0 ? parts.finally : parts.handler, result);

@@ -132,9 +132,8 @@ IFact FactOfValue(const TInferenceEngine& engine, const TKBValue& value) {
       if (IFact fact = value.GetAsFact()) return fact;
       throw EKBException(TKBMessage::FactTemplateMissing);
     default:
-      throw EKBException(TKBMessage::InvalidArgumentType,
-                         {std::string(GetKBTypeName(value.GetDType())),
-                          SetToString(TKBTypes{dtFactId, dtFact}, ", ", false)});
+      throw EKBException(TKBMessage::InvalidArgumentType, {std::string(GetKBTypeName(value.GetDType())),
+                                                           SetToString(TKBTypes{dtFactId, dtFact}, ", ", false)});
   }
 }
 
@@ -208,8 +207,7 @@ IKBValue Duplicate(TFunctionCall& call, TKBContext& context) {
 
 IKBValue GetSlotValue(TFunctionCall& call, TKBContext& context) {
   const IFact fact = FactOfValue(EngineOf(context), *call.Evaluate(0, context));
-  const TKBText slot =
-      call.GetArgumentCount() > 1 ? TextArgument(call, 1, context) : TKBText(SDefaultSlotName);
+  const TKBText slot = call.GetArgumentCount() > 1 ? TextArgument(call, 1, context) : TKBText(SDefaultSlotName);
   return fact->GetValue(slot.View())->Clone();
 }
 

@@ -56,17 +56,14 @@ IKBValue Or(TFunctionCall& call, TKBContext& context) {
   return FCFalse;
 }
 
-IKBValue Not(TFunctionCall& call, TKBContext& context) {
-  return MakeBoolean(IsFalse(call.Evaluate(0, context)));
-}
+IKBValue Not(TFunctionCall& call, TKBContext& context) { return MakeBoolean(IsFalse(call.Evaluate(0, context))); }
 
 IKBValue Eq(TFunctionCall& call, TKBContext& context) {
   return FirstAgainstRest(call, context, [](const TKBValue& a, const TKBValue& b) { return a.Equals(&b); });
 }
 
 IKBValue EqStar(TFunctionCall& call, TKBContext& context) {
-  return FirstAgainstRest(call, context,
-                          [](const TKBValue& a, const TKBValue& b) { return a.EqualsStar(&b); });
+  return FirstAgainstRest(call, context, [](const TKBValue& a, const TKBValue& b) { return a.EqualsStar(&b); });
 }
 
 IKBValue Neq(TFunctionCall& call, TKBContext& context) {
@@ -81,9 +78,7 @@ IKBValue NumericDiffers(TFunctionCall& call, TKBContext& context) {
   return NumberAgainstRest(call, context, std::not_equal_to<double>());
 }
 
-IKBValue Greater(TFunctionCall& call, TKBContext& context) {
-  return Chain(call, context, std::greater<double>());
-}
+IKBValue Greater(TFunctionCall& call, TKBContext& context) { return Chain(call, context, std::greater<double>()); }
 
 IKBValue GreaterOrEqual(TFunctionCall& call, TKBContext& context) {
   return Chain(call, context, std::greater_equal<double>());

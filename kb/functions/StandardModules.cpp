@@ -25,8 +25,7 @@ IKBValue SetCurrentModule(TFunctionCall& call, TKBContext& context) {
 IKBValue Focus(TFunctionCall& call, TKBContext& context) {
   TInferenceEngine& engine = EngineOf(context);
   // From the last to the first, so that the first name ends on top.
-  for (int i = call.GetArgumentCount() - 1; i >= 0; --i)
-    engine.PushFocus(TextArgument(call, i, context).View());
+  for (int i = call.GetArgumentCount() - 1; i >= 0; --i) engine.PushFocus(TextArgument(call, i, context).View());
   return FCTrue;
 }
 
@@ -37,9 +36,7 @@ IKBValue ClearFocusStack(TFunctionCall& /*call*/, TKBContext& context) {
   return FCNil;
 }
 
-IKBValue GetFocus(TFunctionCall& /*call*/, TKBContext& context) {
-  return NameOrFalse(EngineOf(context).PeekFocus());
-}
+IKBValue GetFocus(TFunctionCall& /*call*/, TKBContext& context) { return NameOrFalse(EngineOf(context).PeekFocus()); }
 
 IKBValue GetFocusStack(TFunctionCall& /*call*/, TKBContext& context) {
   const TModules& stack = EngineOf(context).GetFocusStack();
@@ -48,8 +45,6 @@ IKBValue GetFocusStack(TFunctionCall& /*call*/, TKBContext& context) {
   return MakeRef<TKBValue>(names);
 }
 
-IKBValue PopFocus(TFunctionCall& /*call*/, TKBContext& context) {
-  return NameOrFalse(EngineOf(context).PopFocus());
-}
+IKBValue PopFocus(TFunctionCall& /*call*/, TKBContext& context) { return NameOrFalse(EngineOf(context).PopFocus()); }
 
 }  // namespace kb::standard

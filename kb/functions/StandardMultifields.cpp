@@ -37,10 +37,8 @@ IValueVector WithoutRange(const TValueVector& list, TRange range, TKBContext& co
   return result;
 }
 
-// Copies of the arguments from `from` on, each put in at the same index, so that they end up in reverse
-// order.
-void InsertArguments(TValueVector& list, int32_t at, const TFunctionCall& call, int from,
-                     TKBContext& context) {
+// Copies of the arguments from `from` on, each put in at the same index, so that they end up in reverse order.
+void InsertArguments(TValueVector& list, int32_t at, const TFunctionCall& call, int from, TKBContext& context) {
   for (int i = from; i < call.GetArgumentCount(); ++i) list.Insert(at, call.Evaluate(i, context)->Clone());
 }
 

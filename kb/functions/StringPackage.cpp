@@ -63,15 +63,12 @@ IKBValue StringFormat(TFunctionCall& call, TKBContext& context) {
   return MakeString(CLIPSFormat(RawArgument(call, 0)->GetAsString().View(), values));
 }
 
-constexpr int kAny = kUnlimitedArguments;
-
-const TBuiltin kFunctions[] = {
+const TBuiltin kStringFunctions[] = {
     {"str-cat", " <expression>*", 0, kAny, "Returns the texts of all arguments joined, as a string",
      Concatenate<dtString>},
     {"sym-cat", " <expression>*", 0, kAny, "Returns the texts of all arguments joined, as a symbol",
      Concatenate<dtAtom>},
-    {"str-length", " <lexeme-expression>", 1, 1, "Returns the number of characters of the text",
-     StringLength},
+    {"str-length", " <lexeme-expression>", 1, 1, "Returns the number of characters of the text", StringLength},
     {"str-compare", " <lexeme-expression> <lexeme-expression>", 2, 2,
      "Compares by character code: returns a negative number, 0 or a positive number", StringCompare},
     {"str-index", " <lexeme-expression> <lexeme-expression>", 2, 2,
@@ -87,14 +84,13 @@ const TBuiltin kFunctions[] = {
 }  // namespace
 
 const TClassInfo& TStringPackage::StaticClass() noexcept {
-  static const TClassInfo info{"TStringPackage", &TUserPackage::StaticClass(), nullptr,
-                               &NewPackage<TStringPackage>};
+  static const TClassInfo info{"TStringPackage", &TUserPackage::StaticClass(), nullptr, &NewPackage<TStringPackage>};
   return info;
 }
 
 void TStringPackage::CreateFunctions() {
   TUserPackage::CreateFunctions();
-  AddBuiltins(*this, kFunctions);
+  AddBuiltins(*this, kStringFunctions);
 }
 
 }  // namespace kb

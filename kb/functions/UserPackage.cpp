@@ -68,8 +68,7 @@ void TUserPackage::ClearFunctions() {
   std::vector<Ref<IUserFunction>> functions;
   functions.swap(functions_);
   TDelayedError error;
-  for (const Ref<IUserFunction>& function : functions)
-    error.Run([&] { FunctionNotification(function, lnRemoved); });
+  for (const Ref<IUserFunction>& function : functions) error.Run([&] { FunctionNotification(function, lnRemoved); });
   error.Rethrow();
 }
 
@@ -91,8 +90,7 @@ void TUserPackage::SetEngine(TInferenceEngine* engine) {
     if (!IsDesigning()) RemoveReasoner(old);
     // A reasoner that stays on the list is still watched.
     const auto& reasoners = GetReasoners();
-    if (std::find(reasoners.begin(), reasoners.end(), old) == reasoners.end())
-      old->RemoveFreeNotification(*this);
+    if (std::find(reasoners.begin(), reasoners.end(), old) == reasoners.end()) old->RemoveFreeNotification(*this);
   }
   engine_ = engine;
   if (engine == nullptr) return;

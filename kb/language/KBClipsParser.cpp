@@ -22,9 +22,9 @@ constexpr size_t kShownEnd = 128;
 
 constexpr std::string_view kNoKeyword;
 // By TParsedType.
-constexpr std::array<std::string_view, ptEOF + 1> kKeywords = {
-    kNoKeyword,    kNoKeyword,  kNoKeyword, "defrule",   "deffacts", "deftemplate",
-    "deffunction", "defglobal", "deftype",  "defmodule", kNoKeyword};
+constexpr std::array<std::string_view, ptEOF + 1> kKeywords = {kNoKeyword, kNoKeyword,    kNoKeyword,    "defrule",
+                                                               "deffacts", "deftemplate", "deffunction", "defglobal",
+                                                               "deftype",  "defmodule",   kNoKeyword};
 
 /// Head and tail of a text that is too long for a message.
 std::string Shorten(std::string text) {
@@ -65,8 +65,7 @@ struct TKBClipsParser::TOutcome {
   Ref<RefCounted> reference;
 };
 
-TKBClipsParser::TKBClipsParser(TInferenceEngine& owner, TKBTokenizerStream* stream)
-    : TKBParser(owner, nullptr) {
+TKBClipsParser::TKBClipsParser(TInferenceEngine& owner, TKBTokenizerStream* stream) : TKBParser(owner, nullptr) {
   slotFunctions_.SetCaseSensitive(true);
   AddSlotFunction("assert", 0, 0);
   AddSlotFunction("fuzzy-assert", 0, 0);
@@ -94,8 +93,7 @@ void TKBClipsParser::Assign(const TPersistent& source) {
 void TKBClipsParser::SetStream(TKBTokenizerStream* stream) {
   auto* clipsStream = dynamic_cast<TKBClipsStream*>(stream);
   if (stream != nullptr && clipsStream == nullptr) {
-    throw EInvalidCast(std::string(stream->ClassName()) + " is no " +
-                       std::string(TKBClipsStream::StaticClass().name));
+    throw EInvalidCast(std::string(stream->ClassName()) + " is no " + std::string(TKBClipsStream::StaticClass().name));
   }
   clipsStream_ = clipsStream;
   TKBParser::SetStream(stream);
@@ -154,19 +152,17 @@ IKBValue TKBClipsParser::ResolveNow(const IKBValue& value) const { return value-
 
 // Errors.
 
-void TKBClipsParser::ParseError(std::string_view where, TKBMessage message,
-                                const std::vector<std::string>& args) {
+void TKBClipsParser::ParseError(std::string_view where, TKBMessage message, const std::vector<std::string>& args) {
   ParseErrorText(where, message, FormatMessage(message, args));
 }
 
 void TKBClipsParser::ParseErrorText(std::string_view where, TKBMessage message, const std::string& text) {
   TKBClipsStream& stream = Stream();
   const int line = stream.GetCurrentToken()->GetLineNumber();
-  throw EKBParseException(
-      message,
-      FormatMessage(TKBMessage::ParsingError,
-                    {text, std::string(where), IntegerToString(line), Shorten(stream.ToString())}),
-      line);
+  throw EKBParseException(message,
+                          FormatMessage(TKBMessage::ParsingError,
+                                        {text, std::string(where), IntegerToString(line), Shorten(stream.ToString())}),
+                          line);
 }
 
 // A fault that no parse routine worded, such as one of a function that the text called.
@@ -251,8 +247,8 @@ bool TKBClipsParser::ParseGathering() {
   }
   if (count == 0) return true;
   if (count == 1) throw EKBParseException(id, errors, line);
-  throw EKBParseException(TKBMessage::ErrorsParsingStream,
-                          FormatMessage(TKBMessage::ErrorsParsingStream, {errors}), line);
+  throw EKBParseException(TKBMessage::ErrorsParsingStream, FormatMessage(TKBMessage::ErrorsParsingStream, {errors}),
+                          line);
 }
 
 // Only values and calls have a value to print and to report; for constructs it stays nil, which makes their

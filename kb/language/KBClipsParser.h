@@ -57,13 +57,11 @@ class TKBClipsParser : public TKBParser {
 
   [[nodiscard]] TParsedType FindConstructType(std::string_view name) const override;
   /// Prefix, name of the slot if there is one, and the index if it is above 0.
-  [[nodiscard]] virtual std::string GenerateVarName(int index, std::string_view prefix,
-                                                    const TFactSlot* slot) const;
+  [[nodiscard]] virtual std::string GenerateVarName(int index, std::string_view prefix, const TFactSlot* slot) const;
   [[nodiscard]] IKBValue GenerateVariable(const TStrings& names, const TFactTemplate& factTemplate,
-                                          std::string_view slotName, std::string_view prefix,
+                                          std::string_view slotName, std::string_view prefix, bool unique) override;
+  [[nodiscard]] IKBValue GenerateVariable(const TStrings& names, const TFactSlot* slot, std::string_view prefix,
                                           bool unique) override;
-  [[nodiscard]] IKBValue GenerateVariable(const TStrings& names, const TFactSlot* slot,
-                                          std::string_view prefix, bool unique) override;
   [[nodiscard]] std::string GetSyntaxStatement(const IUserFunction& function) const override;
   [[nodiscard]] TParsedType GetConstructType() override;
   /// Kind of the expression that begins with `token`; a "(" is put back.
@@ -102,8 +100,7 @@ class TKBClipsParser : public TKBParser {
 
   [[nodiscard]] std::string PrettyPrint(const TFact& fact) override;
   [[nodiscard]] std::string PrettyPrint(const TFact& fact, std::string_view slotName) override;
-  [[nodiscard]] std::string PrettyPrint(const TFact& fact, std::string_view slotName,
-                                        const IKBValue& value) override;
+  [[nodiscard]] std::string PrettyPrint(const TFact& fact, std::string_view slotName, const IKBValue& value) override;
   [[nodiscard]] std::string PrettyPrint(const TFact& fact, std::string_view slotName,
                                         std::string_view valueText) override;
   [[nodiscard]] std::string PrettyPrint(const TFactSet& factSet) override;
@@ -130,16 +127,12 @@ class TKBClipsParser : public TKBParser {
     std::string comment;  // may be empty
     IStreamToken token;   // the first token behind the head
   };
-  /// The head of a construct that belongs to a module, which becomes current. `where` names the routine in
-  /// errors.
-  [[nodiscard]] virtual THeader ParseHeader(std::string_view keyword, std::string_view where,
-                                            bool allowComment);
+  /// The head of a construct that belongs to a module, which becomes current. `where` names the routine in errors.
+  [[nodiscard]] virtual THeader ParseHeader(std::string_view keyword, std::string_view where, bool allowComment);
   /// The head of a construct whose name has no module part.
-  [[nodiscard]] virtual THeader ParsePlainHeader(std::string_view keyword, std::string_view where,
-                                                 bool allowComment);
+  [[nodiscard]] virtual THeader ParsePlainHeader(std::string_view keyword, std::string_view where, bool allowComment);
   /// Raises the parse error with routine, line and the expression so far.
-  [[noreturn]] void ParseError(std::string_view where, TKBMessage message,
-                               const std::vector<std::string>& args = {});
+  [[noreturn]] void ParseError(std::string_view where, TKBMessage message, const std::vector<std::string>& args = {});
   /// The same with a text that another part worded.
   [[noreturn]] void ParseErrorText(std::string_view where, TKBMessage message, const std::string& text);
   /// The type names of a slot or deftype up to ")", which stays. `definedType` receives the defined type
@@ -181,14 +174,12 @@ class TKBClipsParser : public TKBParser {
 
   // Values, calls and facts.
   [[nodiscard]] IFunCall BeginFunCall(TSlotArgRecord& slots, bool& hasSlots);
-  void ParseNestedArgument(TFunctionCall& call, const IStreamToken& open, const TSlotArgRecord& slots,
-                           bool hasSlots);
+  void ParseNestedArgument(TFunctionCall& call, const IStreamToken& open, const TSlotArgRecord& slots, bool hasSlots);
   [[nodiscard]] IKBValue ParseParenthesised(const IStreamToken& open);
   [[nodiscard]] IKBValue ParseCallBehindEquals(std::string_view where);
   [[nodiscard]] IKBValue ParseListElement(const IStreamToken& token);
   [[nodiscard]] IKBValue ParseTyped(TKBTypes types, const IKBDefinedType& definedType);
-  [[nodiscard]] IKBValue FittingValue(const IKBValue& value, TKBTypes types,
-                                      const IKBDefinedType& definedType);
+  [[nodiscard]] IKBValue FittingValue(const IKBValue& value, TKBTypes types, const IKBDefinedType& definedType);
   [[nodiscard]] IKBValue ParseCoordinate();
   [[nodiscard]] IKBValue EvalFuzzy(const IKBDefinedType& definedType, std::string_view where);
   [[noreturn]] static void RaiseFuzzyUnavailable();
@@ -211,8 +202,7 @@ class TKBClipsParser : public TKBParser {
   void ParseDeclarations(TRule& rule);
   void ParseSalience(TRule& rule);
   [[nodiscard]] bool ParseFlag();
-  [[nodiscard]] std::unique_ptr<TKBPattern> ParseWrapped(std::string_view head, int negated,
-                                                         TRuleVariables& variables);
+  [[nodiscard]] std::unique_ptr<TKBPattern> ParseWrapped(std::string_view head, int negated, TRuleVariables& variables);
   [[nodiscard]] std::unique_ptr<TKBPattern> ParseTest(int negated);
   [[nodiscard]] std::unique_ptr<TKBPattern> ParsePlainPattern(std::string_view head, int negated,
                                                               TRuleVariables& variables);

@@ -234,8 +234,8 @@ IKBValue TKBClipsParser::GenerateVariable(const TStrings& names, const TFactTemp
   return GenerateVariable(names, slot.Get(), prefix, unique);
 }
 
-IKBValue TKBClipsParser::GenerateVariable(const TStrings& names, const TFactSlot* slot,
-                                          std::string_view prefix, bool unique) {
+IKBValue TKBClipsParser::GenerateVariable(const TStrings& names, const TFactSlot* slot, std::string_view prefix,
+                                          bool unique) {
   int index = 0;
   std::string name = GenerateVarName(index, prefix, slot);
   while (unique && names.IndexOf(name) >= 0) name = GenerateVarName(++index, prefix, slot);
@@ -255,8 +255,7 @@ std::string TKBClipsParser::PrettyPrint(const TFact& fact, std::string_view slot
 std::string TKBClipsParser::PrettyPrint(const TFact& fact, std::string_view slotName, const IKBValue& value) {
   return kb::PrettyPrint(fact, slotName, value);
 }
-std::string TKBClipsParser::PrettyPrint(const TFact& fact, std::string_view slotName,
-                                        std::string_view valueText) {
+std::string TKBClipsParser::PrettyPrint(const TFact& fact, std::string_view slotName, std::string_view valueText) {
   return kb::PrettyPrint(fact, slotName, valueText);
 }
 std::string TKBClipsParser::PrettyPrint(const TFactSet& factSet) {
@@ -266,26 +265,20 @@ std::string TKBClipsParser::PrettyPrint(const TFactSlot& slot) { return kb::Pret
 std::string TKBClipsParser::PrettyPrint(const TFactTemplate& factTemplate) {
   return kb::PrettyPrint(factTemplate, GetPrintModulePrefix());
 }
-std::string TKBClipsParser::PrettyPrint(const TRule& rule) {
-  return kb::PrettyPrint(rule, GetPrintModulePrefix());
-}
+std::string TKBClipsParser::PrettyPrint(const TRule& rule) { return kb::PrettyPrint(rule, GetPrintModulePrefix()); }
 std::string TKBClipsParser::PrettyPrint(const TRule& rule, TRuleConstruct construct) {
   return kb::PrettyPrint(rule, construct);
 }
 std::string TKBClipsParser::PrettyPrint(const TKBPattern& pattern) { return kb::PrettyPrint(pattern); }
 std::string TKBClipsParser::PrettyPrint(const TFunctionCall& funCall) { return kb::PrettyPrint(funCall); }
-std::string TKBClipsParser::PrettyPrint(const TInterpretedFunction& function) {
-  return kb::PrettyPrint(function);
-}
+std::string TKBClipsParser::PrettyPrint(const TInterpretedFunction& function) { return kb::PrettyPrint(function); }
 std::string TKBClipsParser::PrettyPrint(const IUserFunction& function) {
   return kb::PrettyPrint(function, GetSyntaxStatement(function));
 }
 std::string TKBClipsParser::PrettyPrint(const TKBDefinedType& definedType) {
   return kb::PrettyPrint(definedType, GetPrintModulePrefix());
 }
-std::string TKBClipsParser::PrettyPrint(const TSingletonsVector& singletons) {
-  return kb::PrettyPrint(singletons);
-}
+std::string TKBClipsParser::PrettyPrint(const TSingletonsVector& singletons) { return kb::PrettyPrint(singletons); }
 std::string TKBClipsParser::PrettyPrint(const TModule& module) { return kb::PrettyPrint(module); }
 std::string TKBClipsParser::PrettyPrint(std::string_view name, const IKBValue& value) {
   return kb::PrettyPrint(name, value);

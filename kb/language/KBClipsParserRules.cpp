@@ -120,8 +120,7 @@ void TKBClipsParser::ParseRulePatterns(TRule& rule, TRuleVariables& variables) {
       Back(token);
     }
     std::unique_ptr<TKBPattern> pattern = ParsePattern(0, variables);
-    if (!boundName.Empty() && pattern->GetNegatedCount() != 0)
-      ParseError(kPatterns, TKBMessage::CannotBindNot);
+    if (!boundName.Empty() && pattern->GetNegatedCount() != 0) ParseError(kPatterns, TKBMessage::CannotBindNot);
     pattern->SetBoundName(boundName.View());
     rule.AddPattern(std::move(pattern));
     token = Next();
@@ -129,8 +128,7 @@ void TKBClipsParser::ParseRulePatterns(TRule& rule, TRuleVariables& variables) {
   Back(token);
 }
 
-// The right side: calls, as often as they come. Variables that the left side did not bind show when the rule
-// fires.
+// The right side: calls, as often as they come. Variables that the left side did not bind show when the rule fires.
 void TKBClipsParser::ParseRuleActions(TRule& rule, TRuleVariables& /*variables*/) {
   IStreamToken token = Next();
   while (token->Is(kTokenOpen)) {

@@ -301,8 +301,7 @@ TKBTypes TKBClipsParser::ParseSlotTypes(IKBDefinedType& definedType) {
       types += ParseTypeName(token, definedType);
     }
   }
-  if (types.Has(dtFuzzy) && types != TKBTypes(dtFuzzy))
-    ParseError("ParseSlotTypes", TKBMessage::CannotMixFuzzy);
+  if (types.Has(dtFuzzy) && types != TKBTypes(dtFuzzy)) ParseError("ParseSlotTypes", TKBMessage::CannotMixFuzzy);
   return types;
 }
 
@@ -313,14 +312,11 @@ TKBTypes TKBClipsParser::ParseTypeName(const IStreamToken& token, IKBDefinedType
     ParseError(kWhere, TKBMessage::InvalidSlotType, {token->ToString()});
   }
   if (token->Is(dtAtom)) {
-    const auto* known = std::find_if(kTypeNames.begin(), kTypeNames.end(), [&token](const TTypeName& entry) {
-      return token->GetText() == entry.name;
-    });
+    const auto* known = std::find_if(kTypeNames.begin(), kTypeNames.end(),
+                                     [&token](const TTypeName& entry) { return token->GetText() == entry.name; });
     if (known != kTypeNames.end()) return known->types;
   }
-  const TKBText name = token->Is(dtAtom)
-                           ? token->GetText()
-                           : ResolveNow(token->Value())->GetAsString();
+  const TKBText name = token->Is(dtAtom) ? token->GetText() : ResolveNow(token->Value())->GetAsString();
   const IKBDefinedType found = GetOwner().GetDefinedTypes().FindType(name.View());
   if (!found) ParseError(kWhere, TKBMessage::InvalidSlotType, {token->ToString()});
   if (definedType) ParseError(kWhere, TKBMessage::MultipleInheritance);
@@ -332,8 +328,8 @@ TKBTypes TKBClipsParser::ParseTypeName(const IStreamToken& token, IKBDefinedType
 // end = number | ?VARIABLE | variable | call
 //
 // Calls run now: the type holds numbers.
-void TKBClipsParser::ParseRangeAndCardinality(TKBDefinedType& definedType, IStreamToken& token,
-                                              bool isCardinality, bool allowVariable) {
+void TKBClipsParser::ParseRangeAndCardinality(TKBDefinedType& definedType, IStreamToken& token, bool isCardinality,
+                                              bool allowVariable) {
   Expect(kTokenOpen, kDefinedType);
   token = Next();
   if (!isCardinality && !(token->Is(dtAtom) && SameText(token->GetText().View(), "range"))) {

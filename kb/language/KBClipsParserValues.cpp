@@ -74,8 +74,8 @@ IFunCall TKBClipsParser::ParseFunCall() {
   return call;
 }
 
-void TKBClipsParser::ParseNestedArgument(TFunctionCall& call, const IStreamToken& open,
-                                         const TSlotArgRecord& slots, bool hasSlots) {
+void TKBClipsParser::ParseNestedArgument(TFunctionCall& call, const IStreamToken& open, const TSlotArgRecord& slots,
+                                         bool hasSlots) {
   if (hasSlots && slots.start == 0) {
     Back(open);
     call.AddArgument(ParseFact());
@@ -186,8 +186,7 @@ IKBValue TKBClipsParser::ParseTyped(TKBTypes types, const IKBDefinedType& define
 }
 
 /// The value, or another one that fits the types in its place. What only the run will tell passes.
-IKBValue TKBClipsParser::FittingValue(const IKBValue& value, TKBTypes types,
-                                      const IKBDefinedType& definedType) {
+IKBValue TKBClipsParser::FittingValue(const IKBValue& value, TKBTypes types, const IKBDefinedType& definedType) {
   constexpr std::string_view kWhere = "ParseValue(SlotTypes)";
   const TKBType type = value->GetDType();
   if (!GetStaticTypeChecks() || KBAlwaysValidTypes.Has(type)) return value;
@@ -208,8 +207,7 @@ IKBValue TKBClipsParser::ParseValue(const TFactSlot& slot) {
   IKBValue value = ParseValue(types, slot.GetExtendedTypeInfo());
   if (!GetStaticTypeChecks() || slot.IsValid(value.Get())) return value;
   if (value->Is(dtInteger) && types.Has(dtFloat)) return MakeFloat(value->GetAsFloat());
-  ParseErrorText("ParseValue(Fact Slot)", TKBMessage::InvalidForSlot,
-                 slot.GetInvalidValueString(value.Get()));
+  ParseErrorText("ParseValue(Fact Slot)", TKBMessage::InvalidForSlot, slot.GetInvalidValueString(value.Get()));
 }
 
 IKBValue TKBClipsParser::EvalFuzzy(const IKBDefinedType& definedType, std::string_view where) {
@@ -219,8 +217,7 @@ IKBValue TKBClipsParser::EvalFuzzy(const IKBDefinedType& definedType, std::strin
 
 /// The one place that tells of the fuzzy part of the language, which this version does not have.
 void TKBClipsParser::RaiseFuzzyUnavailable() {
-  throw EKBException(TKBMessage::FuzzyTypeNeeded,
-                     std::string("Fuzzy types are not available in this version"));
+  throw EKBException(TKBMessage::FuzzyTypeNeeded, std::string("Fuzzy types are not available in this version"));
 }
 
 IValueVector TKBClipsParser::ParseValuePair() {
@@ -270,9 +267,7 @@ IKBValue TKBClipsParser::ParseCoordinate() {
 
 // Fuzzy sets and variables.
 
-Ref<IFuzzySet> TKBClipsParser::ParseFuzzySet(const Ref<IFuzzyVariable>& /*variable*/) {
-  RaiseFuzzyUnavailable();
-}
+Ref<IFuzzySet> TKBClipsParser::ParseFuzzySet(const Ref<IFuzzyVariable>& /*variable*/) { RaiseFuzzyUnavailable(); }
 
 Ref<IFuzzyVariable> TKBClipsParser::ParseFuzzyVariable() { RaiseFuzzyUnavailable(); }
 

@@ -18,8 +18,8 @@ namespace kb {
 
 class TKBParser;
 
-/// A fault in a text of the language. Id() is that of the message proper; what() is
-/// "Parsing Error, %s in %s at line %s: %s" with message, routine, line and the expression so far.
+/// A fault in a text of the language. Id() is that of the message proper; what() is "Parsing Error, %s in %s at
+/// line %s: %s" with message, routine, line and the expression so far.
 class EKBParseException : public EKBException {
  public:
   EKBParseException(TKBMessage id, std::string text, int lineNumber = 0)
@@ -42,15 +42,13 @@ using TRuleVariables = TQDStringHashTable<int32_t>;
 enum TRuleConstruct : uint8_t { rcPattern, rcAction };
 
 // Events. Each is called when the thing is complete; it may be unassigned.
-using TParseEvent = std::function<void(TKBParser& sender, TParsedType type, TObject* object,
-                                       const Ref<RefCounted>& reference)>;
+using TParseEvent =
+    std::function<void(TKBParser& sender, TParsedType type, TObject* object, const Ref<RefCounted>& reference)>;
 template <class T>
 using TParsedEvent = std::function<void(TKBParser& sender, T parsed)>;
-using TParseVariableEvent =
-    std::function<void(TKBParser& sender, std::string_view name, const IKBValue& value)>;
+using TParseVariableEvent = std::function<void(TKBParser& sender, std::string_view name, const IKBValue& value)>;
 
-/// Turns text into the objects of the system. One parser belongs to an engine and gets a token stream per
-/// text.
+/// Turns text into the objects of the system. One parser belongs to an engine and gets a token stream per text.
 ///
 /// The parse operations take tokens from the stream and leave it behind what they consumed. A fault raises
 /// EKBParseException; what was made by then is freed. Results are not registered anywhere, except by
@@ -122,11 +120,10 @@ class TKBParser : public TPersistent {
   /// A variable named by prefix, slot and, from 1, a number; with `unique` the first such name that `names`
   /// does not hold. `slotName` may be empty; the template must have the slot.
   [[nodiscard]] virtual IKBValue GenerateVariable(const TStrings& names, const TFactTemplate& factTemplate,
-                                                  std::string_view slotName, std::string_view prefix,
-                                                  bool unique) = 0;
+                                                  std::string_view slotName, std::string_view prefix, bool unique) = 0;
   /// The same for a slot that is at hand, or none.
-  [[nodiscard]] virtual IKBValue GenerateVariable(const TStrings& names, const TFactSlot* slot,
-                                                  std::string_view prefix, bool unique) = 0;
+  [[nodiscard]] virtual IKBValue GenerateVariable(const TStrings& names, const TFactSlot* slot, std::string_view prefix,
+                                                  bool unique) = 0;
   /// How a call of the function is written.
   [[nodiscard]] virtual std::string GetSyntaxStatement(const IUserFunction& function) const = 0;
   /// Kind of the next expression, which stays in the stream.
@@ -179,8 +176,7 @@ class TKBParser : public TPersistent {
   [[nodiscard]] virtual IKBValue ParseValue() = 0;
   /// The value of a slot, checked if StaticTypeChecks.
   [[nodiscard]] virtual IKBValue ParseValue(const TFactSlot& slot) = 0;
-  /// A value of one of the types, checked against them and `definedType`, which may be null, if
-  /// StaticTypeChecks.
+  /// A value of one of the types, checked against them and `definedType`, which may be null, if StaticTypeChecks.
   [[nodiscard]] virtual IKBValue ParseValue(TKBTypes types, const IKBDefinedType& definedType) = 0;
 
   // Back to text; see kb/language/PrettyPrinter.h.

@@ -15,11 +15,9 @@ const TClassInfo& TKBPattern::StaticClass() noexcept {
 }
 
 TKBPattern::TKBPattern(TComponent* owner, const IFactTemplate& factTemplate)
-    : TKBPattern(owner, factTemplate,
-                 factTemplate ? factTemplate->GetTemplateName().View() : std::string_view(), 0) {}
+    : TKBPattern(owner, factTemplate, factTemplate ? factTemplate->GetTemplateName().View() : std::string_view(), 0) {}
 
-TKBPattern::TKBPattern(TComponent* owner, const IFactTemplate& factTemplate, std::string_view name,
-                       int negatedCount)
+TKBPattern::TKBPattern(TComponent* owner, const IFactTemplate& factTemplate, std::string_view name, int negatedCount)
     : template_(factTemplate), negatedCount_(negatedCount), name_(name), owner_(owner) {
   InitializeClass();
 }
@@ -34,8 +32,7 @@ TKBPattern::TKBPattern(TComponent* owner, const TKBPattern& source, std::string_
     slots_[i].length = source.GetSlotLength(sourceSlot);
     for (const auto& test : source.GetSlotTests(sourceSlot)) {
       auto copy = std::make_unique<TKBPatternMatchTest>(*test);
-      if (engine != nullptr && copy->IsVariable() &&
-          copy->GetSlotValue()->TextView().starts_with(SBlankPrefix)) {
+      if (engine != nullptr && copy->IsVariable() && copy->GetSlotValue()->TextView().starts_with(SBlankPrefix)) {
         const TKBText fresh = engine->GenerateSymbol(SBlankPrefix);
         copy->SetSlotValue(MakeRef<TKBValue>(fresh, copy->GetSlotValue()->GetDType()));
       }
@@ -114,14 +111,13 @@ void TKBPattern::SetSlotLength(std::string_view slotName, int length) {
   Change();
 }
 
-TKBPatternMatchTest& TKBPattern::AddTest(std::string_view slotName, const IKBValue& value, int subIndex,
-                                         bool negated, bool conjunction) {
-  return AddTest(slotName, std::make_unique<TKBPatternMatchTest>(negated ? sttNotEquals : sttEquals, subIndex,
-                                                                 value, conjunction));
+TKBPatternMatchTest& TKBPattern::AddTest(std::string_view slotName, const IKBValue& value, int subIndex, bool negated,
+                                         bool conjunction) {
+  return AddTest(slotName, std::make_unique<TKBPatternMatchTest>(negated ? sttNotEquals : sttEquals, subIndex, value,
+                                                                 conjunction));
 }
 
-TKBPatternMatchTest& TKBPattern::AddTest(std::string_view slotName,
-                                         std::unique_ptr<TKBPatternMatchTest> test) {
+TKBPatternMatchTest& TKBPattern::AddTest(std::string_view slotName, std::unique_ptr<TKBPatternMatchTest> test) {
   RequireObject(test, "test");
   Slot& slot = FindSlot(slotName);
   test->SetPattern(this);
@@ -138,8 +134,7 @@ TKBPatternMatchTest& TKBPattern::AddTest(std::string_view slotName,
   return result;
 }
 
-// --- Or-constraints
-// -------------------------------------------------------------------------------------------------
+// ---- Or-constraints
 
 void TKBPattern::FixTests() {
   for (Slot& slot : slots_) {
@@ -163,8 +158,7 @@ TSlotTests TKBPattern::FixSlot(Slot& slot) {
     if (hasOr) {
       FixRun(slot, begin, end, result);
     } else {
-      for (size_t i = begin; i < end; ++i)
-        result.push_back(std::make_unique<TKBPatternMatchTest>(*slot.tests[i]));
+      for (size_t i = begin; i < end; ++i) result.push_back(std::make_unique<TKBPatternMatchTest>(*slot.tests[i]));
     }
     begin = end;
   }
@@ -172,8 +166,7 @@ TSlotTests TKBPattern::FixSlot(Slot& slot) {
   return result;
 }
 
-// A run becomes a test on a variable and one on a call of `or`, with a call of `and` for each group of
-// several.
+// A run becomes a test on a variable and one on a call of `or`, with a call of `and` for each group of several.
 void TKBPattern::FixRun(const Slot& slot, size_t begin, size_t end, TSlotTests& result) {
   TRule* rule = GetRule();
   const TKBPatternMatchTest& first = *slot.tests[begin];
@@ -210,8 +203,7 @@ void TKBPattern::FixRun(const Slot& slot, size_t begin, size_t end, TSlotTests& 
       std::make_unique<TKBPatternMatchTest>(sttEquals, subIndex, MakeRef<TKBValue>(IFunCall(disjunction))));
 }
 
-// --- Owner and change
-// -----------------------------------------------------------------------------------------------
+// ---- Owner and change
 
 TRule* TKBPattern::GetRule() const noexcept { return dynamic_cast<TRule*>(owner_); }
 
@@ -264,9 +256,9 @@ void TKBPattern::Assign(const TPersistent& source) {
 
 std::unique_ptr<TKBPattern> TKBPattern::Clone(TInferenceEngine* engine) const {
   IFactTemplate target = template_;
-  const bool moves = engine != nullptr && template_ &&
-                     (template_->GetEngine() != engine ||
-                      template_->IndexOfImportModule(engine->GetCurrentModule().Get()) < 0);
+  const bool moves =
+      engine != nullptr && template_ &&
+      (template_->GetEngine() != engine || template_->IndexOfImportModule(engine->GetCurrentModule().Get()) < 0);
   if (moves) {
     const TTransfer transfer(*engine, TTransfer::tlCurrentModule);
     if (const IFactTemplate found = transfer.FindTemplate(*template_)) {

@@ -27,8 +27,7 @@ const TClassInfo& TKBPatternMatchTest::StaticClass() noexcept {
   return info;
 }
 
-TKBPatternMatchTest::TKBPatternMatchTest(TSlotTestType type, int subIndex, const IKBValue& value,
-                                         bool conjunction)
+TKBPatternMatchTest::TKBPatternMatchTest(TSlotTestType type, int subIndex, const IKBValue& value, bool conjunction)
     : TKBSlotTest(type), value_(CloneOf(value)), subIndex_(subIndex), conjunction_(conjunction) {}
 
 TKBPatternMatchTest::TKBPatternMatchTest(const TKBPatternMatchTest& other)
@@ -73,8 +72,7 @@ void TKBPatternMatchTest::SetConjunction(bool value) {
 bool TKBPatternMatchTest::Equals(const TKBSlotTest& other) const {
   if (!TKBSlotTest::Equals(other)) return false;
   const auto& test = static_cast<const TKBPatternMatchTest&>(other);
-  return subIndex_ == test.subIndex_ && conjunction_ == test.conjunction_ &&
-         value_->Equals(test.value_.Get());
+  return subIndex_ == test.subIndex_ && conjunction_ == test.conjunction_ && value_->Equals(test.value_.Get());
 }
 
 bool TKBPatternMatchTest::Equals(bool isEquals, int subIndex, const TKBValue& value) const {

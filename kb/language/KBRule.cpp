@@ -70,8 +70,7 @@ void TRule::Notification(TComponent& component, TOperation operation) {
   if (operation == opRemove && &component == engine_) engine_ = nullptr;
 }
 
-// --- Properties
-// -----------------------------------------------------------------------------------------------------
+// ---- Properties
 
 void TRule::SetRuleName(std::string_view name) {
   if (name_ == name) return;
@@ -193,8 +192,7 @@ void TRule::SetAutoFocus(bool value) {
   TellChange();
 }
 
-// --- Patterns and bindings
-// ------------------------------------------------------------------------------------------
+// ---- Patterns and bindings
 
 int TRule::IndexOfPattern(const TFactTemplate* factTemplate) const noexcept {
   for (size_t i = 0; i < patterns_.size(); ++i) {
@@ -254,10 +252,8 @@ void TRule::AnalysePattern(size_t index) {
     ++index;
   }
   const int position = FactPosition(index);
-  if (pattern->IsGoal() && pattern->GetBoundName().empty())
-    pattern->SetBoundName(engine_->GenerateSymbol(SFactPrefix));
-  if (!pattern->GetBoundName().empty())
-    AddBinding(pattern->GetBoundName(), position, SPatternBinding, NoSubIndex);
+  if (pattern->IsGoal() && pattern->GetBoundName().empty()) pattern->SetBoundName(engine_->GenerateSymbol(SFactPrefix));
+  if (!pattern->GetBoundName().empty()) AddBinding(pattern->GetBoundName(), position, SPatternBinding, NoSubIndex);
   BindVariables(*pattern, position);
   pattern->FixTests();
   pattern->EndUpdate();
@@ -376,8 +372,7 @@ TBinding* TRule::GetBindingByName(const TKBText& name) const noexcept {
   return index < 0 ? nullptr : bindings_[static_cast<size_t>(index)].get();
 }
 
-// --- Firing
-// ---------------------------------------------------------------------------------------------------------
+// ---- Firing
 
 IKBValue TRule::BindingValue(const TBinding& binding, TKBToken& token) const {
   const TFact* fact = token.Facts(binding.GetFactIndex());
@@ -406,8 +401,7 @@ namespace {
 // The values of a firing must not outlive it in the rule.
 class TBoundValues {
  public:
-  explicit TBoundValues(const std::vector<std::unique_ptr<TBinding>>& bindings) noexcept
-      : bindings_(bindings) {}
+  explicit TBoundValues(const std::vector<std::unique_ptr<TBinding>>& bindings) noexcept : bindings_(bindings) {}
   TBoundValues(const TBoundValues&) = delete;
   TBoundValues& operator=(const TBoundValues&) = delete;
   ~TBoundValues() {
@@ -438,8 +432,7 @@ void TRule::Fire(TKBToken& token) {
   context.ClearReturnValue();
 }
 
-// --- Change and copies
-// ----------------------------------------------------------------------------------------------
+// ---- Change and copies
 
 void TRule::EndUpdate() {
   if (updates_ > 0 && --updates_ == 0) Change();
@@ -485,8 +478,7 @@ void TRule::Assign(const TPersistent& source) {
   IKBValue salience;
   BeginUpdate();
   try {
-    for (const IFunCall& action : other->actions_)
-      actions.push_back(moves ? transfer.Call(*action) : action->Clone());
+    for (const IFunCall& action : other->actions_) actions.push_back(moves ? transfer.Call(*action) : action->Clone());
     salience = moves ? transfer.Value(other->salienceValue_) : other->salienceValue_->Clone();
     SetPatterns(*other);
   } catch (...) {

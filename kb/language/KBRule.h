@@ -68,9 +68,8 @@ class TKBPattern : public TPersistent {
   [[nodiscard]] int IndexOfSlotName(std::string_view name) const noexcept;
   /// "Fact Template is missing", "No such slot name: "%s"". A registered rule is compiled anew; one that
   /// cannot be with the new test is left without it.
-  virtual TKBPatternMatchTest& AddTest(std::string_view slotName, const IKBValue& value,
-                                       int subIndex = NoSubIndex, bool negated = false,
-                                       bool conjunction = true);
+  virtual TKBPatternMatchTest& AddTest(std::string_view slotName, const IKBValue& value, int subIndex = NoSubIndex,
+                                       bool negated = false, bool conjunction = true);
   virtual TKBPatternMatchTest& AddTest(std::string_view slotName, std::unique_ptr<TKBPatternMatchTest> test);
   /// Rewrites the or-constraints of each slot into a variable and a call of `or`. "Rule missing for pattern".
   virtual void FixTests();
@@ -143,8 +142,7 @@ class TRule : public TComponent {
 
   [[nodiscard]] int32_t GetId() const noexcept { return id_; }
   [[nodiscard]] const TKBName& GetRuleName() const noexcept { return name_; }
-  /// ""%s" contains unexpected character: "%s"", "Missing name"; a registered rule is renamed in its
-  /// registry.
+  /// ""%s" contains unexpected character: "%s"", "Missing name"; a registered rule is renamed in its registry.
   virtual void SetRuleName(std::string_view name);
   [[nodiscard]] const std::string& GetComment() const noexcept { return comment_; }
   void SetComment(std::string_view comment);
@@ -267,8 +265,7 @@ class TRule : public TComponent {
   IKBValue salienceValue_;
   std::vector<IFunCall> actions_;
   std::vector<std::unique_ptr<TKBPattern>> patterns_;
-  std::vector<std::unique_ptr<TKBPattern>>
-      retired_;  // replaced ones, which the network may read until the change
+  std::vector<std::unique_ptr<TKBPattern>> retired_;  // replaced ones, which the network may read until the change
   std::vector<std::unique_ptr<TBinding>> bindings_;
   TInferenceEngine* engine_ = nullptr;
   int updates_ = 0;

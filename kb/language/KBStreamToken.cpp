@@ -18,9 +18,7 @@ bool IsOnlyQuestionMarks(std::string_view name) {
 }
 
 // A token carries all numbers as a double; addresses of today's machines fit into one exactly.
-double AddressToNumber(const void* address) {
-  return static_cast<double>(reinterpret_cast<uintptr_t>(address));
-}
+double AddressToNumber(const void* address) { return static_cast<double>(reinterpret_cast<uintptr_t>(address)); }
 
 void* NumberToAddress(double number) {
   constexpr double kLimit = 9007199254740992.0;  // 2^53: beyond it a double is no exact address

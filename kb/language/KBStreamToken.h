@@ -77,9 +77,7 @@ class TKBStreamToken : public RefCounted, public TPooled {
   [[nodiscard]] bool IsAtom(std::string_view text) const noexcept {
     return dataType_ == dtAtom && text_.View() == text;
   }
-  [[nodiscard]] bool IsVariable() const noexcept {
-    return dataType_ == dtVariable || dataType_ == dtMultiVariable;
-  }
+  [[nodiscard]] bool IsVariable() const noexcept { return dataType_ == dtVariable || dataType_ == dtMultiVariable; }
   /// The classes that stand for a value in an expression: atom, string, integer, float and both variables.
   [[nodiscard]] bool IsValue() const noexcept;
   [[nodiscard]] bool IsEof() const noexcept { return dataType_ == dtNone; }
@@ -89,8 +87,7 @@ class TKBStreamToken : public RefCounted, public TPooled {
   [[nodiscard]] IStreamToken Clone() const;
   /// Same class, line and number; the text takes no part.
   [[nodiscard]] bool Equals(const TKBStreamToken* other) const noexcept;
-  /// The token as messages spell it: a string as \"text"\, a float with four decimals, variables with their
-  /// sign.
+  /// The token as messages spell it: a string as \"text"\, a float with four decimals, variables with their sign.
   [[nodiscard]] std::string ToString() const;
   /// Appends ToString.
   void AppendTo(std::string& text) const;

@@ -10,8 +10,7 @@ namespace kb {
 /// One paragraph on what the construct is; empty for types that are no construct.
 [[nodiscard]] std::string_view ConstructComment(TParsedType type) noexcept;
 
-/// The grammar of the construct, lines ended by CR LF but for the last; empty for types that are no
-/// construct.
+/// The grammar of the construct, lines ended by CR LF but for the last; empty for types that are no construct.
 [[nodiscard]] std::string_view ConstructSyntax(TParsedType type) noexcept;
 
 }  // namespace kb

@@ -209,8 +209,7 @@ void TKBClipsStream::ReadString() {
     if (!HitEnd() && c == U'\\') c = GetChar();
     if (HitEnd()) {
       // Where it begins is of more use than the end of the text.
-      throw EKBParseException(TKBMessage::UnterminatedString, FormatMessage(TKBMessage::UnterminatedString),
-                              begin);
+      throw EKBParseException(TKBMessage::UnterminatedString, FormatMessage(TKBMessage::UnterminatedString), begin);
     }
     Append(c);
   }
@@ -229,8 +228,7 @@ IStreamToken TKBClipsStream::FinishToken(int kind, std::string_view text) {
   bool keepWhitespace = false;
   if (kind == kKindText || (kind == kKindEnd && !text.empty())) {
     token = Classify(text);
-    keepWhitespace =
-        token->IsVariable() || (text.size() == 1 && IsNumberSymbol(static_cast<unsigned char>(text[0])));
+    keepWhitespace = token->IsVariable() || (text.size() == 1 && IsNumberSymbol(static_cast<unsigned char>(text[0])));
   } else if (kind == kKindEnd) {
     token = MakeRef<TKBStreamToken>(dtNone, lineNumber_, MakeText("EOF"));
   } else if (kind == kKindString) {
@@ -239,8 +237,7 @@ IStreamToken TKBClipsStream::FinishToken(int kind, std::string_view text) {
     token = MakeRef<TKBStreamToken>(kind, lineNumber_, Punctuation(kind));
   } else {
     throw EKBParseException(TKBMessage::InvalidTokenHint,
-                            FormatMessage(TKBMessage::InvalidTokenHint, {IntegerToString(kind)}),
-                            lineNumber_);
+                            FormatMessage(TKBMessage::InvalidTokenHint, {IntegerToString(kind)}), lineNumber_);
   }
   TakeWhitespace(*token, keepWhitespace);
   return token;
@@ -330,8 +327,8 @@ void TKBClipsStream::PrepareSExp() {
   try {
     do {
       const IStreamToken token = BuildNextToken();
-      ahead_.push_back({token->GetNumber(), token->GetText(), token->Whitespace(), token->GetDataType(),
-                        token->GetLineNumber()});
+      ahead_.push_back(
+          {token->GetNumber(), token->GetText(), token->Whitespace(), token->GetDataType(), token->GetLineNumber()});
       if (token->IsEof()) break;
       if (token->Is(kTokenOpen)) ++depth;
       if (token->Is(kTokenClose)) --depth;
@@ -349,8 +346,7 @@ IStreamToken TKBClipsStream::TakeToken() {
     return token;
   }
   TAhead& ahead = ahead_[nextAhead_++];
-  IStreamToken token =
-      MakeRef<TKBStreamToken>(ahead.dataType, ahead.lineNumber, std::move(ahead.text), ahead.number);
+  IStreamToken token = MakeRef<TKBStreamToken>(ahead.dataType, ahead.lineNumber, std::move(ahead.text), ahead.number);
   token->SetWhitespace(std::move(ahead.whitespace));
   return token;
 }

@@ -5,9 +5,8 @@
 // them, and after an error the rest of the faulty expression can be dropped without looking at its structure.
 // Nothing behind the expression is read, so that a dialogue is answered at the end of each input.
 //
-// Each token carries the white space and the comments before it; that is how comments come to calls and
-// patterns. The text that messages show, the tokens handed out so far, is only built when somebody asks for
-// it.
+// Each token carries the white space and the comments before it; that is how comments come to calls and patterns.
+// The text that messages show, the tokens handed out so far, is only built when somebody asks for it.
 //
 // Cost: linear in the text. Tested in tests/language/TokenizerTest.cpp.
 #pragma once
@@ -21,24 +20,21 @@
 
 namespace kb {
 
-/// A text stream that also gives tokens. It belongs to one thread at a time, serves one text and is never
-/// rewound.
+/// A text stream that also gives tokens. It belongs to one thread at a time, serves one text and is never rewound.
 class TKBTokenizerStream : public TGTextStream {
  public:
   using TGTextStream::TGTextStream;
   static const TClassInfo& StaticClass() noexcept;
   [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
 
-  /// The engine that made the stream; it numbers the anonymous variables. Null: the stream numbers them
-  /// itself.
+  /// The engine that made the stream; it numbers the anonymous variables. Null: the stream numbers them itself.
   [[nodiscard]] TInferenceEngine* GetEngine() const noexcept { return engine_; }
   void SetEngine(TInferenceEngine* engine) noexcept { engine_ = engine; }
 
   /// Forgets the tokens read ahead and the expression text.
   virtual void Clear() = 0;
-  /// Drops what is left of the line on which the current token ended, tokens read ahead included. A line that
-  /// the token itself used up is not followed by another one. Without a token: drops the rest of the present
-  /// line.
+  /// Drops what is left of the line on which the current token ended, tokens read ahead included. A line that the
+  /// token itself used up is not followed by another one. Without a token: drops the rest of the present line.
   virtual void DiscardUntilEOL() = 0;
   /// Drops the rest of the top-level expression of which tokens have been handed out.
   virtual void MoveToNextConstruct() = 0;

@@ -53,8 +53,7 @@ std::string PrettyPrint(const TFact& fact, std::string_view slotName) {
   return PrettyPrint(fact, slotName, fact.GetValue(slotName));
 }
 
-// Slots come in the order of their names; one whose value has no text is left out, and reads back as its
-// default.
+// Slots come in the order of their names; one whose value has no text is left out, and reads back as its default.
 std::string PrettyPrint(const TFact& fact) {
   CheckStack();
   std::string text = "(";
@@ -221,8 +220,7 @@ std::string PrettyPrint(const TRule& rule, TRuleConstruct construct) {
 
 std::string PrettyPrint(const TRule& rule, bool fullName) {
   std::string text = "(defrule " + FullName(rule.GetModule(), rule.GetRuleName(), fullName);
-  if (!rule.GetComment().empty())
-    text.append(kLineEnd).append(IndentString).append(Quoted(rule.GetComment()));
+  if (!rule.GetComment().empty()) text.append(kLineEnd).append(IndentString).append(Quoted(rule.GetComment()));
   text.append(kLineEnd).append(DeclarationsText(rule)).append(PatternsText(rule));
   text.append(kLineEnd).append(IndentString).append("=>").append(kLineEnd).append(ActionsText(rule));
   return CloseConstruct(std::move(text));
@@ -309,10 +307,7 @@ std::string PrettyPrint(TParsedType type) {
   const std::string twoEnds = std::string(kLineEnd) + std::string(kLineEnd);
   // The keyword is the first word of the syntax.
   std::string text(syntax.substr(1, syntax.find(' ') - 1));
-  text.append(" function")
-      .append(twoEnds)
-      .append(WrapText(comment, kLineEnd, WrapTextColumn))
-      .append(twoEnds);
+  text.append(" function").append(twoEnds).append(WrapText(comment, kLineEnd, WrapTextColumn)).append(twoEnds);
   return text.append("Syntax:").append(kLineEnd).append(syntax);
 }
 

@@ -14,14 +14,12 @@
 
 namespace kb {
 
-/// "(name value...)" for an ordered template, "(name (slot value)...)" for others, values alone without a
-/// template.
+/// "(name value...)" for an ordered template, "(name (slot value)...)" for others, values alone without a template.
 [[nodiscard]] std::string PrettyPrint(const TFact& fact);
 /// One slot: "(slot value)", the bare value for an ordered template, nothing for a value without text.
 [[nodiscard]] std::string PrettyPrint(const TFact& fact, std::string_view slotName);
 [[nodiscard]] std::string PrettyPrint(const TFact& fact, std::string_view slotName, const IKBValue& value);
-[[nodiscard]] std::string PrettyPrint(const TFact& fact, std::string_view slotName,
-                                      std::string_view valueText);
+[[nodiscard]] std::string PrettyPrint(const TFact& fact, std::string_view slotName, std::string_view valueText);
 /// The deffacts; with `fullName` the name has its module in front.
 [[nodiscard]] std::string PrettyPrint(const TFactSet& factSet, bool fullName);
 /// The definition of a slot, as in a deftemplate.

@@ -19,8 +19,7 @@ namespace {
 constexpr std::string_view kOpenEnd = "?VARIABLE";
 
 std::string_view ModuleName(const TModuleConstruct& construct) {
-  return construct.GetModule() == nullptr ? std::string_view()
-                                          : std::string_view(construct.GetModule()->GetName());
+  return construct.GetModule() == nullptr ? std::string_view() : std::string_view(construct.GetModule()->GetName());
 }
 
 /// The names of the types that a text can limit a slot to.
@@ -45,8 +44,8 @@ std::string TwiceIndented(const std::string& text) {
 std::string SlotBody(const TFactSlot& slot) {
   const std::string defaultText = DefaultText(slot);
   if (const IKBDefinedType& definedType = slot.GetExtendedTypeInfo()) {
-    const std::string type = definedType->GetImplicit() ? PrettyPrint(*definedType, true)
-                                                        : "(type " + definedType->GetName() + ")";
+    const std::string type =
+        definedType->GetImplicit() ? PrettyPrint(*definedType, true) : "(type " + definedType->GetName() + ")";
     return type + TwiceIndented(defaultText);
   }
   const TKBTypes types = slot.GetSlotType();

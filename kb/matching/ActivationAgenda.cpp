@@ -1,10 +1,10 @@
 #include "kb/matching/ActivationAgenda.h"
 
-#include <atomic>
 #include <cmath>
 
 #include "kb/common/Hash.h"
 #include "kb/common/Helpers.h"
+#include "kb/common/LiveCount.h"
 #include "kb/engine/InferenceEngine.h"
 #include "kb/language/KBRule.h"
 #include "kb/matching/ReteNodes.h"
@@ -12,40 +12,28 @@
 namespace kb {
 namespace {
 
-#if !defined(NDEBUG) || defined(KB_LIVE_COUNTERS)
-std::atomic<int64_t> liveActivations{0};
-void CountLive(int64_t step) noexcept { liveActivations.fetch_add(step, std::memory_order_relaxed); }
-#else
-void CountLive(int64_t /*step*/) noexcept {}
-#endif
+TLiveCount liveActivations;
 
 }  // namespace
 
-int64_t TActivation::LiveCount() noexcept {
-#if !defined(NDEBUG) || defined(KB_LIVE_COUNTERS)
-  return liveActivations.load();
-#else
-  return 0;
-#endif
-}
+int64_t TActivation::LiveCount() noexcept { return liveActivations.Get(); }
 
 const TClassInfo& TActivation::StaticClass() noexcept {
   static const TClassInfo info{"TActivation", &TPersistent::StaticClass(), nullptr, nullptr};
   return info;
 }
 
-TActivation::TActivation(TRule* rule, const IReteToken& token, TPatternMatchTerminalNode* node,
-                         float strength) noexcept
+TActivation::TActivation(TRule* rule, const IReteToken& token, TPatternMatchTerminalNode* node, float strength) noexcept
     : rule_(rule), token_(token), node_(node) {
   SetStrength(strength);
-  CountLive(1);
+  liveActivations.Add(1);
 }
 
 // What a handler of the removal raises must not pass a destructor.
 TActivation::~TActivation() {
   TDelayedError error;
   error.Run([this] { Detach(); });
-  CountLive(-1);
+  liveActivations.Add(-1);
 }
 
 void TActivation::SetStrength(float value) noexcept {
@@ -80,8 +68,7 @@ TActivationAgenda::~TActivationAgenda() {
 
 uint32_t TActivationAgenda::HashOf(const TActivation* activation) noexcept {
   const auto address = reinterpret_cast<uintptr_t>(activation) >> 3;
-  return MixBits(static_cast<uint32_t>(address) ^
-                 static_cast<uint32_t>(static_cast<uint64_t>(address) >> 32));
+  return MixBits(static_cast<uint32_t>(address) ^ static_cast<uint32_t>(static_cast<uint64_t>(address) >> 32));
 }
 
 TActivationAgenda::TEntry* TActivationAgenda::EntryAt(int index) const {
@@ -101,9 +88,7 @@ int TActivationAgenda::Add(const Ref<TActivation>& activation) {
   return static_cast<int>(index);
 }
 
-const Ref<TActivation>& TActivationAgenda::GetActivation(int index) const {
-  return EntryAt(index)->activation;
-}
+const Ref<TActivation>& TActivationAgenda::GetActivation(int index) const { return EntryAt(index)->activation; }
 
 void TActivationAgenda::SetActivation(int index, const Ref<TActivation>& activation) {
   TEntry* entry = EntryAt(index);
@@ -118,8 +103,7 @@ std::string TActivationAgenda::GetText(int index) const {
 }
 
 int TActivationAgenda::IndexOfData(const TActivation* activation) const noexcept {
-  TEntry* entry =
-      index_.Find(HashOf(activation), [&](const TEntry& e) { return e.activation == activation; });
+  TEntry* entry = index_.Find(HashOf(activation), [&](const TEntry& e) { return e.activation == activation; });
   return entry == nullptr ? -1 : static_cast<int>(entries_.IndexOf(entry, entry->chunk));
 }
 

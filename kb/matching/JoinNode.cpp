@@ -9,8 +9,7 @@
 namespace kb {
 
 void TJoinNode::SetPattern(TKBPattern* pattern, TRule* rule) {
-  if (pattern != nullptr &&
-      (!pattern->GetFactTemplate() || !pattern->GetFactTemplate()->IsBackwardChaining())) {
+  if (pattern != nullptr && (!pattern->GetFactTemplate() || !pattern->GetFactTemplate()->IsBackwardChaining())) {
     throw EKBException(TKBMessage::InvalidBackchainPattern);
   }
   pattern_ = pattern;
@@ -42,8 +41,7 @@ void TJoinNode::PrepareShortCut() {
   ClearMemory();
 }
 
-// Equality tests up to the first call: what a call does for a pair that would fail behind it must still
-// happen.
+// Equality tests up to the first call: what a call does for a pair that would fail behind it must still happen.
 void TJoinNode::CollectKeyParts() {
   for (const auto& test : Tests()) {
     const auto* join = dynamic_cast<const TKBJoinTest*>(test.get());
@@ -218,12 +216,10 @@ void TJoinNode::Block(const IReteToken& left, const IReteToken& blocker) {
 namespace {
 
 // The value that a test of the asking pattern contributes to the goal, `value` when it contributes none.
-IKBValue GoalValue(const TKBPatternMatchTest& test, const TRule& rule, const TKBToken& token,
-                   IKBValue value) {
+IKBValue GoalValue(const TKBPatternMatchTest& test, const TRule& rule, const TKBToken& token, IKBValue value) {
   if (!test.IsVariable()) return test.GetSlotValue();
   const TBinding* binding = rule.GetBindingByName(test.GetSlotValue()->GetAsString());
-  if (binding == nullptr || binding->GetFactIndex() >= token.GetCount() || binding->GetFactIndex() < 0)
-    return value;
+  if (binding == nullptr || binding->GetFactIndex() >= token.GetCount() || binding->GetFactIndex() < 0) return value;
   const TFact* fact = token.Facts(binding->GetFactIndex());
   if (fact == nullptr) return value;
   if (binding->IsPatternBinding()) return MakeFactId(fact->GetID());
@@ -231,8 +227,7 @@ IKBValue GoalValue(const TKBPatternMatchTest& test, const TRule& rule, const TKB
   return found == nullptr ? value : IKBValue(found);
 }
 
-void FillGoalSlot(const TKBPattern& pattern, int slot, const TRule& rule, const TKBToken& token,
-                  TFact& goal) {
+void FillGoalSlot(const TKBPattern& pattern, int slot, const TRule& rule, const TKBToken& token, TFact& goal) {
   const TKBText& name = pattern.GetSlotName(slot);
   const TFactSlot* definition = goal.GetTemplate()->FindSlot(name.View());
   if (definition == nullptr) return;
@@ -266,11 +261,9 @@ void FillGoalSlot(const TKBPattern& pattern, int slot, const TRule& rule, const 
 void TJoinNode::AskForBackChain(const IReteToken& token) {
   if (passCount_ != 0 || pattern_->IsGoal()) return;
   TInferenceEngine* engine = GetRete().GetEngine();
-  const IFactTemplate goalTemplate =
-      engine->CreateFactTemplate(std::string(SBackChainPrefix) + pattern_->GetName());
+  const IFactTemplate goalTemplate = engine->CreateFactTemplate(std::string(SBackChainPrefix) + pattern_->GetName());
   const auto goal = MakeRef<TFact>(goalTemplate);
-  for (int slot = 0; slot < pattern_->GetSlotCount(); ++slot)
-    FillGoalSlot(*pattern_, slot, *rule_, *token, *goal);
+  for (int slot = 0; slot < pattern_->GetSlotCount(); ++slot) FillGoalSlot(*pattern_, slot, *rule_, *token, *goal);
   engine->AddPendingFact(goal, true);
 }
 

@@ -23,8 +23,7 @@ bool TKBJoinTest::Equals(const TKBSlotTest& other) const {
   const auto* test = dynamic_cast<const TKBJoinTest*>(&other);
   return test != nullptr && TKBSlotTest::Equals(other) && tokenIdx_ == test->tokenIdx_ &&
          leftSubIndex_ == test->leftSubIndex_ && rightSubIndex_ == test->rightSubIndex_ &&
-         leftSlot_.GetName() == test->leftSlot_.GetName() &&
-         rightSlot_.GetName() == test->rightSlot_.GetName();
+         leftSlot_.GetName() == test->leftSlot_.GetName() && rightSlot_.GetName() == test->rightSlot_.GetName();
 }
 
 std::string TKBJoinTest::ToString() const {
@@ -32,9 +31,8 @@ std::string TKBJoinTest::ToString() const {
   const auto place = [&](const TSlotRef& slot, int subIndex) {
     return slot.GetName().ToString() + (multi ? " " + std::to_string(subIndex) : std::string());
   };
-  return TKBSlotTest::ToString() + (multi ? " tstMultiSlot" : " tstSlot") +
-         " TokenIdx: " + std::to_string(tokenIdx_) + " Left: " + place(leftSlot_, leftSubIndex_) +
-         " Right: " + place(rightSlot_, rightSubIndex_);
+  return TKBSlotTest::ToString() + (multi ? " tstMultiSlot" : " tstSlot") + " TokenIdx: " + std::to_string(tokenIdx_) +
+         " Left: " + place(leftSlot_, leftSubIndex_) + " Right: " + place(rightSlot_, rightSubIndex_);
 }
 
 bool TKBJoinTest::PerformTest(TKBContext& context) const {

@@ -16,8 +16,8 @@ using TJoinTestType = TTemplateSlotType;
 class TKBJoinTest final : public TKBSlotTest {
  public:
   /// Positions of -1 mean the whole slot; with both -1 it is a tstSlot test, else tstMultiSlot.
-  TKBJoinTest(TSlotTestType type, int tokenIdx, const TKBText& leftSlot, int leftSubIndex,
-              const TKBText& rightSlot, int rightSubIndex);
+  TKBJoinTest(TSlotTestType type, int tokenIdx, const TKBText& leftSlot, int leftSubIndex, const TKBText& rightSlot,
+              int rightSubIndex);
   static const TClassInfo& StaticClass() noexcept;
   [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
 

@@ -1,20 +1,15 @@
 #include "kb/matching/KBToken.h"
 
 #include <array>
-#include <atomic>
 
 #include "kb/common/Helpers.h"
+#include "kb/common/LiveCount.h"
 #include "kb/values/KBConsts.h"
 
 namespace kb {
 namespace {
 
-#if !defined(NDEBUG) || defined(KB_LIVE_COUNTERS)
-std::atomic<int64_t> liveTokens{0};
-void CountLive(int64_t step) noexcept { liveTokens.fetch_add(step, std::memory_order_relaxed); }
-#else
-void CountLive(int64_t /*step*/) noexcept {}
-#endif
+TLiveCount liveTokens;
 
 constexpr std::array<std::string_view, 4> kActionNames{"taClear", "taAdd", "taRemove", "taUpdate"};
 
@@ -22,18 +17,12 @@ uint32_t IdOf(const IFact& fact) noexcept { return fact ? static_cast<uint32_t>(
 
 }  // namespace
 
-int64_t TKBToken::LiveCount() noexcept {
-#if !defined(NDEBUG) || defined(KB_LIVE_COUNTERS)
-  return liveTokens.load();
-#else
-  return 0;
-#endif
-}
+int64_t TKBToken::LiveCount() noexcept { return liveTokens.Get(); }
 
 TKBToken::TKBToken(TTokenAction tag, const IFact& fact)
     : count_(1), fact_(fact), sortCode_(static_cast<int32_t>(IdOf(fact))), hash_(MixBits(IdOf(fact))), tag_(tag) {
   if (!fact) throw EKBException(TKBMessage::InvalidTokenAction);
-  CountLive(1);
+  liveTokens.Add(1);
 }
 
 TKBToken::TKBToken(const IReteToken& parent, const IFact& fact)
@@ -44,7 +33,7 @@ TKBToken::TKBToken(const IReteToken& parent, const IFact& fact)
       sortCode_(static_cast<int32_t>(static_cast<uint32_t>(parent->sortCode_) * 8 + IdOf(fact))),
       hash_(CombineHash(parent->hash_, IdOf(fact))),
       tag_(parent->tag_) {
-  CountLive(1);
+  liveTokens.Add(1);
 }
 
 TKBToken::TKBToken(const IReteToken& other)
@@ -55,11 +44,11 @@ TKBToken::TKBToken(const IReteToken& other)
       sortCode_(other->sortCode_),
       hash_(other->hash_),
       tag_(other->tag_) {
-  CountLive(1);
+  liveTokens.Add(1);
 }
 
 TKBToken::~TKBToken() {
-  if (count_ > 0) CountLive(-1);
+  if (count_ > 0) liveTokens.Add(-1);
 }
 
 void TKBToken::SetTag(TTokenAction tag) {

@@ -32,8 +32,7 @@ std::optional<uint32_t> RefinementOf(const TKBToken& token, const std::vector<TK
   return refinement;
 }
 
-TKBTokenTree::TKBTokenTree(int size, int factIndex, int subIndex, const TKBText& slotName,
-                           bool hashBySortCode)
+TKBTokenTree::TKBTokenTree(int size, int factIndex, int subIndex, const TKBText& slotName, bool hashBySortCode)
     : size_(size < 1 ? 1 : size),
       factIndex_(factIndex),
       subIndex_(subIndex),
@@ -107,8 +106,7 @@ std::vector<const TKBTokenTree::TEntry*> TKBTokenTree::EntriesOf(int32_t key) co
   index_.ForAll([&](const TEntry& entry) {
     if (entry.key == key) entries.push_back(&entry);
   });
-  std::sort(entries.begin(), entries.end(),
-            [](const TEntry* a, const TEntry* b) { return a->arrival < b->arrival; });
+  std::sort(entries.begin(), entries.end(), [](const TEntry* a, const TEntry* b) { return a->arrival < b->arrival; });
   return entries;
 }
 
@@ -159,9 +157,8 @@ bool TKBTokenTree::Add(const IReteToken& token, const TMemoryKey& place) {
 
 IReteToken TKBTokenTree::Remove(const TKBToken& token, const TMemoryKey& key) {
   const int bucket = BucketOf(key.key);
-  TEntry* entry = index_.Take(IdentityOf(token, bucket), [&](const TEntry& e) {
-    return e.token->Equals(token) && BucketOf(e.key) == bucket;
-  });
+  TEntry* entry = index_.Take(IdentityOf(token, bucket),
+                              [&](const TEntry& e) { return e.token->Equals(token) && BucketOf(e.key) == bucket; });
   if (entry == nullptr) return nullptr;
   IReteToken stored = entry->token;
   Unlink(*entry);

@@ -49,8 +49,7 @@ void TReteCompiler::Compile() {
   ProcessFourthPass();
 }
 
-// --- First pass
-// -----------------------------------------------------------------------------------------------------
+// ---- First pass
 
 void TReteCompiler::ProcessFirstPass() {
   position_ = 0;
@@ -89,8 +88,8 @@ TReteNode* TReteCompiler::ExtendByTest(TReteNode* end, const TKBPattern& pattern
   if (test.IsVariable()) return end;
   const bool whole = test.GetMultiSlotSubIndex() == NoSubIndex;
   const bool equals = test.GetSlotTestType() == sttEquals;
-  const TPatternMatchTest kind = whole ? (equals ? pmtTestEqual : pmtTestNotEqual)
-                                       : (equals ? pmtTestMultiSlotEqual : pmtTestMultiSlotNotEqual);
+  const TPatternMatchTest kind =
+      whole ? (equals ? pmtTestEqual : pmtTestNotEqual) : (equals ? pmtTestMultiSlotEqual : pmtTestMultiSlotNotEqual);
   IKBValue value = test.GetSlotValue();
   if (const TFunctionCall* call = value->FunCallOrNull()) {
     const IFunCall prepared = Evaluate(*call);
@@ -128,8 +127,8 @@ TReteNode* TReteCompiler::CreateSuccessor(TReteNode* parent, TPatternMatchTest t
     if (parent != nullptr) rule_.AppendCompileTrace("=1");
     return found;
   }
-  TReteNode& node = network_.Insert(
-      std::make_unique<TPatternMatchNode>(network_, test, value, std::move(arguments)), rule_);
+  TReteNode& node =
+      network_.Insert(std::make_unique<TPatternMatchNode>(network_, test, value, std::move(arguments)), rule_);
   if (parent != nullptr) Connect(*parent, node, ctSingle);
   rule_.AppendCompileTrace("+1");
   return &node;
@@ -142,8 +141,7 @@ void TReteCompiler::Connect(TReteNode& from, TReteNode& to, TCallType callType) 
 IFunCall TReteCompiler::Evaluate(const TFunctionCall& call) {
   CheckStack();
   IFunCall result = call.Clone();
-  for (int i = 0; i < result->GetArgumentCount(); ++i)
-    result->SetArgument(i, EvaluateArgument(result->GetArgument(i)));
+  for (int i = 0; i < result->GetArgumentCount(); ++i) result->SetArgument(i, EvaluateArgument(result->GetArgument(i)));
   return result;
 }
 
@@ -154,8 +152,8 @@ IKBValue TReteCompiler::EvaluateArgument(const IKBValue& argument) {
   const TKBText name = argument->GetAsString();
   const TBinding* binding = rule_.GetBindingByName(name);
   if (binding != nullptr && binding->GetFactIndex() <= position_) {
-    auto info = std::make_unique<TBindingInfo>(binding->GetFactIndex(), binding->GetSlotIndex(),
-                                               binding->GetSubIndex());
+    auto info =
+        std::make_unique<TBindingInfo>(binding->GetFactIndex(), binding->GetSlotIndex(), binding->GetSubIndex());
     return MakeRef<TKBValue>(info.release(), true);
   }
   const TInferenceEngine* engine = network_.GetEngine();
@@ -165,8 +163,7 @@ IKBValue TReteCompiler::EvaluateArgument(const IKBValue& argument) {
   throw EKBException(TKBMessage::UnknownVariable, {name.ToString()});
 }
 
-// --- Second pass
-// ----------------------------------------------------------------------------------------------------
+// ---- Second pass
 
 void TReteCompiler::ProcessSecondPass() {
   for (int i = 0; i < rule_.GetPatternCount(); ++i) {
@@ -183,24 +180,22 @@ void TReteCompiler::ProcessSecondPass() {
 }
 
 // A variable that stands in two slots of a pattern makes a node that compares them.
-void TReteCompiler::CompareUses(int index, const TKBPattern& pattern, int slot,
-                                const TKBPatternMatchTest& use) {
+void TReteCompiler::CompareUses(int index, const TKBPattern& pattern, int slot, const TKBPatternMatchTest& use) {
   for (int later = slot + 1; later < pattern.GetSlotCount(); ++later) {
     for (const auto& other : pattern.GetSlotTests(later)) {
       if (!other->GetSlotValue()->Equals(use.GetSlotValue().Get())) continue;
-      const int negations = (use.GetSlotTestType() == sttNotEquals ? 1 : 0) +
-                            (other->GetSlotTestType() == sttNotEquals ? 1 : 0);
+      const int negations =
+          (use.GetSlotTestType() == sttNotEquals ? 1 : 0) + (other->GetSlotTestType() == sttNotEquals ? 1 : 0);
       if (negations == 2) continue;
       TReteNode*& tail = tails_[static_cast<size_t>(index)];
       tail = CreateSuccessor(tail, negations == 0 ? pmtTestSlotValueEqual : pmtTestSlotValueNotEqual, nullptr,
-                             {pattern.GetSlotName(slot), pattern.GetSlotName(later),
-                              use.GetMultiSlotSubIndex(), other->GetMultiSlotSubIndex()});
+                             {pattern.GetSlotName(slot), pattern.GetSlotName(later), use.GetMultiSlotSubIndex(),
+                              other->GetMultiSlotSubIndex()});
     }
   }
 }
 
-// --- Third pass
-// -----------------------------------------------------------------------------------------------------
+// ---- Third pass
 
 void TReteCompiler::ProcessThirdPass() {
   int testCount = 0;
@@ -211,8 +206,7 @@ void TReteCompiler::ProcessThirdPass() {
     AddTests(*node, pattern, i, testCount);
     TReteNode& left = *tails_[static_cast<size_t>(i) - 1];
     TReteNode& right = *tails_[static_cast<size_t>(i)];
-    const bool asks =
-        !pattern.IsTest() && pattern.GetFactTemplate()->IsBackwardChaining() && !pattern.GetExplicit();
+    const bool asks = !pattern.IsTest() && pattern.GetFactTemplate()->IsBackwardChaining() && !pattern.GetExplicit();
     TJoinNode* shared = pattern.GetNegatedCount() == 0 && !asks ? FindShared(*node, left, right) : nullptr;
     TReteNode* end = shared;
     if (shared != nullptr) {
@@ -259,9 +253,8 @@ void TReteCompiler::AddVariableTest(TTestNode& node, const TKBText& slotName, co
   const TBinding* binding = rule_.GetBindingByName(name);
   if (binding == nullptr) throw EKBException(TKBMessage::CorruptedBinding, {name.ToString()});
   if (binding->GetFactIndex() == position) return;
-  node.AddTest(std::make_unique<TKBJoinTest>(test.GetSlotTestType(), binding->GetFactIndex(),
-                                             binding->GetSlotIndex(), binding->GetSubIndex(), slotName,
-                                             test.GetMultiSlotSubIndex()));
+  node.AddTest(std::make_unique<TKBJoinTest>(test.GetSlotTestType(), binding->GetFactIndex(), binding->GetSlotIndex(),
+                                             binding->GetSubIndex(), slotName, test.GetMultiSlotSubIndex()));
 }
 
 void TReteCompiler::AddCallTest(TTestNode& node, const TKBPattern& pattern, const TKBPatternMatchTest& test,
@@ -282,15 +275,14 @@ TJoinNode* TReteCompiler::FindShared(const TTestNode& node, TReteNode& left, TRe
     if (join == nullptr || join->IsNegatedPattern() || leftEdge.GetCallType() != ctLeft) continue;
     for (int k = 0; k < right.GetEdgeCount(); ++k) {
       const TReteEdge& rightEdge = right.GetReteEdge(k);
-      if (&rightEdge.GetToNode() == join && rightEdge.GetCallType() == ctRight && join->Equals(node))
-        return join;
+      if (&rightEdge.GetToNode() == join && rightEdge.GetCallType() == ctRight && join->Equals(node)) return join;
     }
   }
   return nullptr;
 }
 
-TReteNode& TReteCompiler::PlaceJoin(std::unique_ptr<TTestNode> node, TKBPattern& pattern, bool asks,
-                                    TReteNode& left, TReteNode& right) {
+TReteNode& TReteCompiler::PlaceJoin(std::unique_ptr<TTestNode> node, TKBPattern& pattern, bool asks, TReteNode& left,
+                                    TReteNode& right) {
   auto* join = dynamic_cast<TJoinNode*>(node.get());
   TReteNode* end = &network_.Insert(std::move(node), rule_);
   Connect(left, *end, ctLeft);
@@ -311,8 +303,7 @@ TReteNode& TReteCompiler::PlaceJoin(std::unique_ptr<TTestNode> node, TKBPattern&
   return *end;
 }
 
-// --- Fourth pass
-// ----------------------------------------------------------------------------------------------------
+// ---- Fourth pass
 
 void TReteCompiler::ProcessFourthPass() {
   TPatternMatchTerminalNode* terminal = nullptr;

@@ -24,15 +24,14 @@ class TReteCompiler {
 
   // First pass.
   TReteNode* BuildChain(const TKBPattern& pattern, int index);
-  TReteNode* ExtendByTest(TReteNode* end, const TKBPattern& pattern, int slot,
-                          const TKBPatternMatchTest& test, int index);
+  TReteNode* ExtendByTest(TReteNode* end, const TKBPattern& pattern, int slot, const TKBPatternMatchTest& test,
+                          int index);
   // Second pass.
   void CompareUses(int index, const TKBPattern& pattern, int slot, const TKBPatternMatchTest& use);
   // Third pass.
   [[nodiscard]] std::unique_ptr<TTestNode> MakeJoin(const TKBPattern& pattern);
   void AddTests(TTestNode& node, const TKBPattern& pattern, int index, int testCount);
-  void AddVariableTest(TTestNode& node, const TKBText& slotName, const TKBPatternMatchTest& test,
-                       int position);
+  void AddVariableTest(TTestNode& node, const TKBText& slotName, const TKBPatternMatchTest& test, int position);
   void AddCallTest(TTestNode& node, const TKBPattern& pattern, const TKBPatternMatchTest& test, int index);
   [[nodiscard]] TJoinNode* FindShared(const TTestNode& node, TReteNode& left, TReteNode& right) const;
   TReteNode& PlaceJoin(std::unique_ptr<TTestNode> node, TKBPattern& pattern, bool asks, TReteNode& left,

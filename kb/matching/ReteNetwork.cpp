@@ -13,8 +13,7 @@ namespace kb {
 
 TReteNetwork::~TReteNetwork() { Clear(); }
 
-// --- Compiling
-// ------------------------------------------------------------------------------------------------------
+// ---- Compiling
 
 void TReteNetwork::AddRule(TRule& rule) {
   if (!enabled_) return;
@@ -127,8 +126,7 @@ std::vector<TReteNode*> TReteNetwork::GetRuleNodes(const TRule& rule) const {
   return found == ruleNodes_.end() ? std::vector<TReteNode*>() : found->second;
 }
 
-// --- Running
-// --------------------------------------------------------------------------------------------------------
+// ---- Running
 
 TReteNetwork::TRoots TReteNetwork::RootsOf(const TFactTemplate& factTemplate) {
   if (rootsEpoch_ != TFactTemplate::GetNamingEpoch()) {

@@ -33,8 +33,7 @@ constexpr std::array<std::string_view, 11> kTestNames{
 thread_local std::vector<TActivation*> firingActivations;
 
 [[nodiscard]] bool IsFiring(const TActivation& activation) noexcept {
-  return std::find(firingActivations.begin(), firingActivations.end(), &activation) !=
-         firingActivations.end();
+  return std::find(firingActivations.begin(), firingActivations.end(), &activation) != firingActivations.end();
 }
 
 class TFiringMark {
@@ -53,8 +52,7 @@ TKBText SlotArgument(const TNodeArgsArray& arguments, size_t index) {
 
 }  // namespace
 
-// --- Edge and base node
-// ---------------------------------------------------------------------------------------------
+// ---- Edge and base node
 
 TReteEdge::TReteEdge(TReteNode& from, TReteNode& to, TCallType callType) noexcept
     : TGGraphEdge(from, to), callType_(callType) {}
@@ -63,8 +61,7 @@ TReteNode& TReteEdge::GetToNode() const noexcept { return static_cast<TReteNode&
 
 TReteNode::TReteNode(TReteNetwork& network) : network_(network) {
   TInferenceEngine* engine = network.GetEngine();
-  context_ =
-      engine == nullptr ? std::make_unique<TKBContext>(nullptr, nullptr) : engine->GetGlobalContext().Push();
+  context_ = engine == nullptr ? std::make_unique<TKBContext>(nullptr, nullptr) : engine->GetGlobalContext().Push();
 }
 
 TReteNode::~TReteNode() = default;
@@ -85,12 +82,11 @@ void TReteNode::RemovingEdgeFrom(TGLinkedGraphNode& /*from*/) {
 }
 
 std::string TReteNode::ToString() const {
-  return std::string(NodeName()) + " In/Out#: " + std::to_string(GetInDegree()) + "/" +
-         std::to_string(GetOutDegree()) + " RuleUse: " + std::to_string(ruleUseCount_);
+  return std::string(NodeName()) + " In/Out#: " + std::to_string(GetInDegree()) + "/" + std::to_string(GetOutDegree()) +
+         " RuleUse: " + std::to_string(ruleUseCount_);
 }
 
-// --- Pattern node
-// ---------------------------------------------------------------------------------------------------
+// ---- Pattern node
 
 TPatternMatchNode::TPatternMatchNode(TReteNetwork& network, TPatternMatchTest test, const IKBValue& value,
                                      TNodeArgsArray arguments)
@@ -119,8 +115,7 @@ void TPatternMatchNode::RenameTemplate(std::string_view oldName, std::string_vie
   if (test_ == pmtTestClassType && value_->TextView() == oldName) value_ = MakeAtom(newName);
 }
 
-bool TPatternMatchNode::Equals(TPatternMatchTest test, const TKBValue* value,
-                               const TNodeArgsArray& arguments) const {
+bool TPatternMatchNode::Equals(TPatternMatchTest test, const TKBValue* value, const TNodeArgsArray& arguments) const {
   if (test_ != test || arguments_ != arguments) return false;
   if (value == nullptr || !value_) return value == nullptr && !value_;
   // Fuzzy constants may overlap without being the same: only one and the same object is shared.
@@ -272,8 +267,7 @@ std::string TPatternMatchNode::ToString() const {
   return text + ")";
 }
 
-// --- Test node
-// ------------------------------------------------------------------------------------------------------
+// ---- Test node
 
 bool TTestNode::CallNode(const IReteToken& token, TCallType /*callType*/) {
   if (IsDead()) return false;
@@ -317,8 +311,7 @@ std::string TTestNode::ToString() const {
   return text;
 }
 
-// --- Terminal node
-// --------------------------------------------------------------------------------------------------
+// ---- Terminal node
 
 bool TActivation::Fire() {
   const Ref<TActivation> self(this);
@@ -378,10 +371,8 @@ Ref<TActivation> TPatternMatchTerminalNode::AddActivation(const IReteToken& toke
   try {
     GetRete().Activate(activation);
   } catch (...) {
-    // A salience that cannot be evaluated keeps the activation off the agenda; the list must not name it
-    // either.
-    if (GetRete().GetEngine() == nullptr ||
-        GetRete().GetEngine()->GetAgenda().IndexOfData(activation.Get()) < 0) {
+    // A salience that cannot be evaluated keeps the activation off the agenda; the list must not name it either.
+    if (GetRete().GetEngine() == nullptr || GetRete().GetEngine()->GetAgenda().IndexOfData(activation.Get()) < 0) {
       Unlink(*activation);
       activation->ClearNode();
     }

@@ -97,15 +97,13 @@ using TNodeArgsArray = std::vector<TNodeArgument>;
 
 class TPatternMatchNode final : public TReteNode {
  public:
-  TPatternMatchNode(TReteNetwork& network, TPatternMatchTest test, const IKBValue& value,
-                    TNodeArgsArray arguments);
+  TPatternMatchNode(TReteNetwork& network, TPatternMatchTest test, const IKBValue& value, TNodeArgsArray arguments);
   bool CallNode(const IReteToken& token, TCallType callType) override;
 
   [[nodiscard]] TPatternMatchTest GetPatternMatchTest() const noexcept { return test_; }
   [[nodiscard]] const IKBValue& GetValue() const noexcept { return value_; }
   /// The criterion of sharing; `value` may be null.
-  [[nodiscard]] bool Equals(TPatternMatchTest test, const TKBValue* value,
-                            const TNodeArgsArray& arguments) const;
+  [[nodiscard]] bool Equals(TPatternMatchTest test, const TKBValue* value, const TNodeArgsArray& arguments) const;
   /// True when the template or one of its ancestors has the name that this root asks for.
   [[nodiscard]] bool MatchesTemplate(const TFactTemplate& factTemplate) const;
   /// A root of that template goes over to the new name.

@@ -62,10 +62,9 @@ class TComponent : public TPersistent {
   void DestroyComponents();
 
  private:
-
   TComponent* owner_ = nullptr;
-  std::vector<TComponent*> components_;      // owned, in order of insertion
-  std::vector<TComponent*> freeNotifies_;    // who is told of this one's end; the relation is kept on both sides
+  std::vector<TComponent*> components_;    // owned, in order of insertion
+  std::vector<TComponent*> freeNotifies_;  // who is told of this one's end; the relation is kept on both sides
   std::string name_;
   bool loading_ = false;
   bool designing_ = false;

@@ -46,24 +46,20 @@ thread_local uintptr_t stackLimit = 0;
 [[nodiscard]] uintptr_t Here() noexcept { return reinterpret_cast<uintptr_t>(__builtin_frame_address(0)); }
 
 void FindLimit() noexcept {
-  uintptr_t low =
-      Here() - size_t{512} * 1024;  // where the platform does not tell, half a megabyte is assumed
+  uintptr_t low = Here() - size_t{512} * 1024;  // where the platform does not tell, half a megabyte is assumed
 #if defined(__linux__)
   pthread_attr_t attributes;
   if (pthread_getattr_np(pthread_self(), &attributes) == 0) {
     void* base = nullptr;
     size_t size = 0;
-    if (pthread_attr_getstack(&attributes, &base, &size) == 0)
-      low = reinterpret_cast<uintptr_t>(base) + kReserve;
+    if (pthread_attr_getstack(&attributes, &base, &size) == 0) low = reinterpret_cast<uintptr_t>(base) + kReserve;
     pthread_attr_destroy(&attributes);
   }
 #endif
   stackLimit = low;
 }
 
-[[noreturn]] void RaiseTooDeep() {
-  throw ERecursionError("Recursion or nesting is too deep: the stack is used up");
-}
+[[noreturn]] void RaiseTooDeep() { throw ERecursionError("Recursion or nesting is too deep: the stack is used up"); }
 
 }  // namespace
 
@@ -87,8 +83,8 @@ constexpr size_t kSegmentBytes = size_t{32} * 1024 * 1024;
 class Segment {
  public:
   Segment()
-      : base_(mmap(nullptr, kSegmentBytes, PROT_READ | PROT_WRITE,
-                   MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0)) {
+      : base_(
+            mmap(nullptr, kSegmentBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0)) {
     if (base_ == MAP_FAILED) RaiseTooDeep();
     mprotect(base_, kGuard, PROT_NONE);
   }

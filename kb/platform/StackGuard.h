@@ -33,7 +33,12 @@ auto RunWithStack(F&& body) -> std::invoke_result_t<F&> {
     F& body;
     Result result;
   } frame{body, Result()};
-  RunOnNewStack([](void* p) { auto* f = static_cast<Frame*>(p); f->result = f->body(); }, &frame);
+  RunOnNewStack(
+      [](void* p) {
+        auto* f = static_cast<Frame*>(p);
+        f->result = f->body();
+      },
+      &frame);
   return std::move(frame.result);
 }
 

@@ -10,7 +10,7 @@
 
 namespace kb {
 
-// ---- TStrings ----
+// ---- TStrings
 
 const TClassInfo& TStrings::StaticClass() noexcept {
   static const TClassInfo info{"TStrings", &TPersistent::StaticClass(), nullptr, nullptr};
@@ -118,7 +118,7 @@ void TStrings::Changed() {
 
 void TStrings::CheckIndex(int index, int count) const { CheckListIndex(index, count); }
 
-// ---- TCustomStringList ----
+// ---- TCustomStringList
 
 const TClassInfo& TCustomStringList::StaticClass() noexcept {
   static const TClassInfo info{"TCustomStringList", &TStrings::StaticClass(), nullptr, nullptr};
@@ -145,9 +145,8 @@ TCustomStringList::TPlace TCustomStringList::AddLine(std::string_view line) {
     if (duplicates_ == dupIgnore) return {index, false};
     if (duplicates_ == dupError) throw EListError("String list does not allow duplicates");
     // Behind its equals.
-    const auto end =
-        std::upper_bound(lines_.begin() + index, lines_.end(), line,
-                         [this](std::string_view a, std::string_view b) { return Compare(a, b) < 0; });
+    const auto end = std::upper_bound(lines_.begin() + index, lines_.end(), line,
+                                      [this](std::string_view a, std::string_view b) { return Compare(a, b) < 0; });
     index = static_cast<int>(end - lines_.begin());
   }
   InsertLine(index, line);
@@ -206,9 +205,8 @@ int TCustomStringList::IndexOf(std::string_view line) const {
 }
 
 bool TCustomStringList::Find(std::string_view line, int& index) const {
-  const auto place =
-      std::lower_bound(lines_.begin(), lines_.end(), line,
-                       [this](std::string_view a, std::string_view b) { return Compare(a, b) < 0; });
+  const auto place = std::lower_bound(lines_.begin(), lines_.end(), line,
+                                      [this](std::string_view a, std::string_view b) { return Compare(a, b) < 0; });
   index = static_cast<int>(place - lines_.begin());
   return place != lines_.end() && Compare(*place, line) == 0;
 }
@@ -245,12 +243,12 @@ void TCustomStringList::CheckUnsorted() const {
   if (sorted_) throw EListError("Operation not allowed on a sorted list");
 }
 
-// ---- TStringList ----
+// ---- TStringList
 
 const TClassInfo& TStringList::StaticClass() noexcept {
-  static const TClassInfo info{
-      "TStringList", &TCustomStringList::StaticClass(),
-      []() -> std::unique_ptr<TPersistent> { return std::make_unique<TStringList>(); }, nullptr};
+  static const TClassInfo info{"TStringList", &TCustomStringList::StaticClass(),
+                               []() -> std::unique_ptr<TPersistent> { return std::make_unique<TStringList>(); },
+                               nullptr};
   return info;
 }
 

@@ -14,8 +14,7 @@ namespace kb {
 
 class TEncoding;
 
-/// What a sorted list does with a line that it holds already: keep the old one, take both, or raise
-/// EListError.
+/// What a sorted list does with a line that it holds already: keep the old one, take both, or raise EListError.
 enum TDuplicates { dupIgnore, dupAccept, dupError };
 
 /// A list of text lines, each with an object that the list does not own. Abstract: lists differ in where the
@@ -65,8 +64,7 @@ class TStrings : public TPersistent {
   /// From another TStrings: its lines and objects replace those of this list. Else as TPersistent.
   void Assign(const TPersistent& source) override;
 
-  /// Between the two the change event waits; they nest. It fires once at the last EndUpdate if there was a
-  /// change.
+  /// Between the two the change event waits; they nest. It fires once at the last EndUpdate if there was a change.
   void BeginUpdate() noexcept { ++updating_; }
   void EndUpdate();
   [[nodiscard]] bool IsUpdating() const noexcept { return updating_ > 0; }

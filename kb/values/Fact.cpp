@@ -7,10 +7,10 @@
 // Tested in tests/values/FactTest.cpp.
 #include "kb/values/Fact.h"
 
-#include <atomic>
 #include <utility>
 
 #include "kb/common/Helpers.h"
+#include "kb/common/LiveCount.h"
 #include "kb/engine/InferenceEngine.h"
 #include "kb/language/PrettyPrinter.h"
 #include "kb/values/KBConsts.h"
@@ -20,12 +20,7 @@
 namespace kb {
 namespace {
 
-#if !defined(NDEBUG) || defined(KB_LIVE_COUNTERS)
-std::atomic<int64_t> liveFacts{0};
-void CountLive(int change) noexcept { liveFacts.fetch_add(change, std::memory_order_relaxed); }
-#else
-void CountLive(int /*change*/) noexcept {}
-#endif
+TLiveCount liveFacts;
 
 [[nodiscard]] IKBValue CloneOfDefault(const TFactSlot& slot) {
   return slot.GetSlotDefault() ? slot.GetSlotDefault()->Clone() : FCNil;
@@ -34,25 +29,19 @@ void CountLive(int /*change*/) noexcept {}
 }  // namespace
 
 TFact::TFact(const IFactTemplate& factTemplate, const TFact* source) : template_(factTemplate) {
-  CountLive(1);
+  liveFacts.Add(1);
   if (source == nullptr) return;
   try {
     AssignFrom(*source, false);
   } catch (...) {
-    CountLive(-1);
+    liveFacts.Add(-1);
     throw;
   }
 }
 
-TFact::~TFact() { CountLive(-1); }
+TFact::~TFact() { liveFacts.Add(-1); }
 
-int64_t TFact::LiveCount() noexcept {
-#if !defined(NDEBUG) || defined(KB_LIVE_COUNTERS)
-  return liveFacts.load(std::memory_order_relaxed);
-#else
-  return 0;
-#endif
-}
+int64_t TFact::LiveCount() noexcept { return liveFacts.Get(); }
 
 const TClassInfo& TFact::StaticClass() noexcept {
   static const TClassInfo info{"TFact", &TPersistent::StaticClass(), nullptr, nullptr};
@@ -110,8 +99,7 @@ const IKBValue& TFact::GetValue(std::string_view name) const {
   return values_[static_cast<size_t>(position)];
 }
 
-/// Makes the value fit the slot where that can be done without loss of meaning; changes the caller's value
-/// itself.
+/// Makes the value fit the slot where that can be done without loss of meaning; changes the caller's value itself.
 bool TFact::AdaptValue(const TFactSlot& slot, TKBValue& value) {
   if (value.Is(dtInteger) && slot.GetSlotType().Has(dtFloat)) {
     value.SetAsFloat(value.GetAsFloat());
@@ -328,8 +316,7 @@ std::string TFact::ToString() const {
 
 std::string TFact::GetToIDString() const {
   const TInferenceEngine* engine = template_ ? template_->GetEngine() : nullptr;
-  const int width =
-      engine != nullptr ? static_cast<int>(IntegerToString(engine->GetFactIdCounter()).size()) : 0;
+  const int width = engine != nullptr ? static_cast<int>(IntegerToString(engine->GetFactIdCounter()).size()) : 0;
   return "f-" + PadNumber(id_, width) + " " + ToString();
 }
 

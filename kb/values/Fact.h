@@ -64,8 +64,7 @@ class TFact : public TPersistent, public RefCounted, public TPooled {
   /// Same template, cloned values, same id.
   [[nodiscard]] virtual IFact Clone() const;
 
-  /// Same template, id and value objects, but another value in one slot: for matching, which never changes
-  /// values.
+  /// Same template, id and value objects, but another value in one slot: for matching, which never changes values.
   [[nodiscard]] IFact ShallowClone(const TSlotRef& slot, const IKBValue& value) const;
 
   /// Same template object and equal values of all slots that are not fuzzy.

@@ -27,9 +27,7 @@ namespace kb {
 class TFactSet::TModuleScope {
  public:
   TModuleScope(TFactSet& set, bool force) : TModuleScope(set, force, set.module_) {}
-  TModuleScope(TFactSet& set, bool force, std::string_view module) {
-    set.FocusNamed(module, force, previous_);
-  }
+  TModuleScope(TFactSet& set, bool force, std::string_view module) { set.FocusNamed(module, force, previous_); }
   TModuleScope(const TModuleScope&) = delete;
   TModuleScope& operator=(const TModuleScope&) = delete;
   ~TModuleScope() {
@@ -71,8 +69,7 @@ void TFactSet::JoinOwner() {
 }
 
 const TClassInfo& TFactSet::StaticClass() noexcept {
-  static const TClassInfo info{"TFactSet", &TComponent::StaticClass(), nullptr,
-                               [](TComponent* owner) -> TComponent* {
+  static const TClassInfo info{"TFactSet", &TComponent::StaticClass(), nullptr, [](TComponent* owner) -> TComponent* {
                                  return std::make_unique<TFactSet>(owner).release();  // the owner has it
                                }};
   return info;

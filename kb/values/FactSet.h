@@ -68,8 +68,7 @@ class TFactSet : public TComponent {
   /// By identity of the fact, -1 if absent.
   [[nodiscard]] int IndexOf(const TFact* fact) const noexcept;
   int Remove(const TFact* fact);
-  /// Replaces all entries by these texts; with an engine each is parsed, and a line that does not parse
-  /// raises.
+  /// Replaces all entries by these texts; with an engine each is parsed, and a line that does not parse raises.
   void SetFacts(const TStrings& texts);
   void SetFacts(const std::vector<std::string>& texts);
 
@@ -97,9 +96,7 @@ class TFactSet : public TComponent {
 
   void JoinOwner();
   void FocusNamed(std::string_view module, bool force, IModule& previous);
-  [[nodiscard]] bool IsIn(const TInferenceEngine& engine) const noexcept {
-    return inferenceEngine_ == &engine;
-  }
+  [[nodiscard]] bool IsIn(const TInferenceEngine& engine) const noexcept { return inferenceEngine_ == &engine; }
   void StoreEngine(TComponent* engine);
   void ChangeEngine(TComponent* engine, bool force);
   [[nodiscard]] TFactSets* ListIn(TInferenceEngine& engine) const;

@@ -19,8 +19,7 @@ namespace kb {
 namespace {
 
 [[nodiscard]] std::string NotATypeText(TKBTypes types, std::string_view text, std::string_view typeName) {
-  return FormatMessage(TKBMessage::NotAType,
-                       {TypesForMessage(types), std::string(text), std::string(typeName)});
+  return FormatMessage(TKBMessage::NotAType, {TypesForMessage(types), std::string(text), std::string(typeName)});
 }
 
 }  // namespace
@@ -34,8 +33,7 @@ TFactSlot::~TFactSlot() {
 
 const TClassInfo& TFactSlot::StaticClass() noexcept {
   static const TClassInfo info{"TFactSlot", &TPersistent::StaticClass(),
-                               []() -> std::unique_ptr<TPersistent> { return std::make_unique<TFactSlot>(); },
-                               nullptr};
+                               []() -> std::unique_ptr<TPersistent> { return std::make_unique<TFactSlot>(); }, nullptr};
   return info;
 }
 
@@ -94,8 +92,7 @@ void TFactSlot::SetSlotType(TKBTypes types) {
   if (owner_ != nullptr) owner_->NewSlotType();
   slotType_ = types;
   if (typeInfo_ && typeInfo_->GetImplicit()) typeInfo_->SetBaseTypes(types);
-  if (!slotDefault_ || !IsValid(slotDefault_.Get()))
-    SetSlotDefault(CreateValidDefault(types.Has(dtMultiSlot)));
+  if (!slotDefault_ || !IsValid(slotDefault_.Get())) SetSlotDefault(CreateValidDefault(types.Has(dtMultiSlot)));
 }
 
 void TFactSlot::SetExtendedTypeInfo(const IKBDefinedType& type) {
@@ -110,9 +107,7 @@ void TFactSlot::SetExtendedTypeInfo(const IKBDefinedType& type) {
 void TFactSlot::ReplaceType(const IKBDefinedType& type) {
   const bool multi = IsMultiSlot();
   const IKBValue kept = slotDefault_;
-  const auto fits = [&](const IKBValue& value) {
-    return value && value->Is(dtList) == multi && IsValid(value.Get());
-  };
+  const auto fits = [&](const IKBValue& value) { return value && value->Is(dtList) == multi && IsValid(value.Get()); };
   SetExtendedTypeInfo(type);
   SetSlotType(multi ? type->GetBaseTypes() + KBMultiSlotTypes : type->GetBaseTypes());
   if (fits(kept)) {
@@ -122,9 +117,7 @@ void TFactSlot::ReplaceType(const IKBDefinedType& type) {
   }
 }
 
-bool TFactSlot::Accepts(TKBType type) const noexcept {
-  return KBAlwaysValidTypes.Has(type) || slotType_.Has(type);
-}
+bool TFactSlot::Accepts(TKBType type) const noexcept { return KBAlwaysValidTypes.Has(type) || slotType_.Has(type); }
 
 bool TFactSlot::IsValid(const TKBValue* value) const {
   if (value == nullptr) return true;
@@ -146,8 +139,7 @@ std::string TFactSlot::WrongTypeText(const TKBValue& value) const {
   if (list != nullptr && Accepts(dtList)) {
     for (const IKBValue& element : *list) {
       if (!element || Accepts(element->GetDType())) continue;
-      const std::string found =
-          std::string(GetKBTypeName(element->GetDType())) + " (" + element->ToString() + ")";
+      const std::string found = std::string(GetKBTypeName(element->GetDType())) + " (" + element->ToString() + ")";
       return NotATypeText(slotType_, text, found);
     }
   }
@@ -176,7 +168,8 @@ void TFactSlot::Assign(const TPersistent& source) {
   // read anew.
   TInferenceEngine* engine = owner_ != nullptr ? owner_->GetEngine() : nullptr;
   IKBDefinedType type = other->typeInfo_;
-  if (engine != nullptr && type) {
+  // A type of the slot's own may bear the name of the one that it narrows.
+  if (engine != nullptr && type && !type->GetImplicit()) {
     if (TKBDefinedType* known = engine->FindDefinedType(type->GetName())) type = known;
   }
   IKBValue newDefault = other->slotDefault_;
@@ -204,8 +197,7 @@ void TFactSlot::Assign(const TPersistent& source) {
 bool TFactSlot::Equals(const TFactSlot* other) const {
   if (other == this) return true;
   if (other == nullptr || !(name_ == other->name_) || !(slotType_ == other->slotType_)) return false;
-  if (!(typeInfo_ == other->typeInfo_) && !(typeInfo_ && typeInfo_->Equals(other->typeInfo_.Get())))
-    return false;
+  if (!(typeInfo_ == other->typeInfo_) && !(typeInfo_ && typeInfo_->Equals(other->typeInfo_.Get()))) return false;
   if (slotDefault_ == other->slotDefault_) return true;
   if (!slotDefault_ || !other->slotDefault_) return false;
   try {

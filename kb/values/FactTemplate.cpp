@@ -30,9 +30,7 @@ constexpr size_t kMaxWalkedSlots = 8;
 std::atomic<uint64_t> layoutIds{0};
 std::atomic<uint64_t> namingEpoch{0};
 
-[[nodiscard]] uint64_t NewLayoutId() noexcept {
-  return layoutIds.fetch_add(1, std::memory_order_relaxed) + 1;
-}
+[[nodiscard]] uint64_t NewLayoutId() noexcept { return layoutIds.fetch_add(1, std::memory_order_relaxed) + 1; }
 void NewNamingEpoch() noexcept { namingEpoch.fetch_add(1, std::memory_order_acq_rel); }
 
 /// The parent if it has that owner; links do not reach from one engine into another.
@@ -44,9 +42,7 @@ void NewNamingEpoch() noexcept { namingEpoch.fetch_add(1, std::memory_order_acq_
 
 TFactTemplate::TFactTemplate(TObject* owner) : owner_(owner) { InitOwner(); }
 
-TFactTemplate::TFactTemplate(TObject* owner, std::string_view name) : name_(name), owner_(owner) {
-  InitOwner();
-}
+TFactTemplate::TFactTemplate(TObject* owner, std::string_view name) : name_(name), owner_(owner) { InitOwner(); }
 
 TFactTemplate::TFactTemplate(TObject* owner, std::string_view name, std::string_view comment,
                              const IFactTemplate& parent)
@@ -66,8 +62,9 @@ TFactTemplate::~TFactTemplate() {
 }
 
 void TFactTemplate::InitOwner() {
-  engine_ = dynamic_cast<TInferenceEngine*>(owner_);
-  if (engine_ != nullptr) SetModule(engine_->GetCurrentModule().Get());
+  auto* engine = dynamic_cast<TInferenceEngine*>(owner_);
+  engine_ = engine;
+  if (engine != nullptr) SetModule(engine->GetCurrentModule().Get());
 }
 
 const TClassInfo& TFactTemplate::StaticClass() noexcept {
@@ -77,7 +74,7 @@ const TClassInfo& TFactTemplate::StaticClass() noexcept {
 
 void TFactTemplate::ClearOwner() noexcept {
   owner_ = nullptr;
-  engine_ = nullptr;
+  engine_ = {};
 }
 
 uint64_t TFactTemplate::GetNamingEpoch() noexcept { return namingEpoch.load(std::memory_order_acquire); }
@@ -87,10 +84,10 @@ void TFactTemplate::SetTemplateName(std::string_view name) {
   CheckConstructName(name);
   const TKBText newName(name);
   const TKBText oldName = name_;
-  if (engine_ != nullptr) engine_->RenameFactTemplate(*this, oldName, newName);
+  if (GetEngine() != nullptr) GetEngine()->RenameFactTemplate(*this, oldName, newName);
   name_ = newName;
   NewNamingEpoch();
-  if (engine_ != nullptr && IsShared()) engine_->TemplateRenamed(*this, oldName);
+  if (GetEngine() != nullptr && IsShared()) GetEngine()->TemplateRenamed(*this, oldName);
 }
 
 void TFactTemplate::SetParent(const IFactTemplate& parent) {
@@ -120,8 +117,7 @@ IFactSlot TFactTemplate::MakeSlot(std::string_view name, TKBTypes types, const I
 
 void TFactTemplate::AddSlot(std::string_view name, const IKBValue& slotDefault) {
   if (!slotDefault) throw EKBException(TKBMessage::BadSlotType);
-  if (slotDefault->Is(dtList))
-    throw EKBException(TKBMessage::InvalidDefaultSlotValue, {slotDefault->ToString()});
+  if (slotDefault->Is(dtList)) throw EKBException(TKBMessage::InvalidDefaultSlotValue, {slotDefault->ToString()});
   if (name.empty()) throw EKBException(TKBMessage::BadSlotName, {std::string(name)});
   if (TFactSlot* slot = FindSlot(name)) {
     const IKBValue& present = slot->GetSlotDefault();
@@ -135,8 +131,7 @@ void TFactTemplate::AddSlot(std::string_view name, const IKBValue& slotDefault) 
 
 void TFactTemplate::AddMultiSlot(std::string_view name, const IKBValue& slotDefault) {
   if (!slotDefault) throw EKBException(TKBMessage::BadSlotType);
-  if (!slotDefault->Is(dtList))
-    throw EKBException(TKBMessage::InvalidDefaultMultislot, {slotDefault->ToString()});
+  if (!slotDefault->Is(dtList)) throw EKBException(TKBMessage::InvalidDefaultMultislot, {slotDefault->ToString()});
   if (Trim(name).empty()) throw EKBException(TKBMessage::BadSlotName, {std::string(name)});
   if (TFactSlot* slot = FindSlot(name)) {
     const IKBValue& present = slot->GetSlotDefault();
@@ -161,9 +156,7 @@ const IFactSlot& TFactTemplate::GetSlot(std::string_view name) const {
   return *slot;
 }
 
-TFactSlot* TFactTemplate::FindSlot(std::string_view name) const {
-  return GetSlotAtPosition(GetSlotPosition(name));
-}
+TFactSlot* TFactTemplate::FindSlot(std::string_view name) const { return GetSlotAtPosition(GetSlotPosition(name)); }
 
 void TFactTemplate::SetSlot(std::string_view name, const IFactSlot& slot) {
   if (!slot) throw EKBException(TKBMessage::BadSlotType);
@@ -285,8 +278,7 @@ int TFactTemplate::GetSlotPosition(std::string_view name) const noexcept {
 }
 
 TFactSlot* TFactTemplate::GetSlotAtPosition(int position) const noexcept {
-  return position >= 0 && position < GetPositionCount() ? byPosition_[static_cast<size_t>(position)]
-                                                        : nullptr;
+  return position >= 0 && position < GetPositionCount() ? byPosition_[static_cast<size_t>(position)] : nullptr;
 }
 
 // ---- facts
@@ -301,15 +293,14 @@ void TFactTemplate::FillFactWithDefaults(TFact& fact) {
   const IFactTemplate& other = fact.GetTemplate();
   if (!other) throw EKBException(TKBMessage::FactTemplateMissing);
   if (!(other == this)) {
-    throw EKBException(TKBMessage::FactTemplatesDiffer,
-                       {other->GetTemplateName().ToString(), name_.ToString()});
+    throw EKBException(TKBMessage::FactTemplatesDiffer, {other->GetTemplateName().ToString(), name_.ToString()});
   }
   // By index: a default that is evaluated may change the template.
   for (size_t i = 0; i < sortedSlots_.size(); ++i) {
     const IFactSlot slot(sortedSlots_[i].slot);
     IKBValue value = slot->GetSlotDefault() ? slot->GetSlotDefault()->Clone() : IKBValue();
-    if (value && slot->GetDefaultDynamic() && engine_ != nullptr)
-      value = value->Resolve(&engine_->GetGlobalContext());
+    if (value && slot->GetDefaultDynamic() && GetEngine() != nullptr)
+      value = value->Resolve(&GetEngine()->GetGlobalContext());
     fact.SetValue(slot->GetName(), value);
   }
 }
@@ -325,13 +316,13 @@ void TFactTemplate::CopySlots(const TFactTemplate& source) {
 
 /// Slots by way of their text, so that types, calls and facts in defaults belong to this template's engine.
 void TFactTemplate::AssignSlots(const TFactTemplate& source) {
-  if (engine_ == nullptr) {
+  if (GetEngine() == nullptr) {
     CopySlots(source);
     return;
   }
   ClearSlots();
   for (int i = 0; i < source.GetSlotCount(); ++i) {
-    const IFactSlot slot = engine_->ParseFactTemplateSlot(source.GetSlotAt(i)->ToString());
+    const IFactSlot slot = GetEngine()->ParseFactTemplateSlot(source.GetSlotAt(i)->ToString());
     AddSlot(*slot);
   }
 }
@@ -347,7 +338,7 @@ void TFactTemplate::Assign(const TPersistent& source) {
   SetTemplateName(other->name_);
   backwardChaining_ = other->backwardChaining_;
   comment_ = other->comment_;
-  SetParent(ParentWithin(other->parent_, owner_));
+  SetParent(ParentWithin(other->parent_, GetAOwner()));
   CopySlots(*other);
 }
 
@@ -356,7 +347,7 @@ void TFactTemplate::AssignInterface(const TFactTemplate& source) {
   backwardChaining_ = source.backwardChaining_;
   comment_ = source.comment_;
   name_ = source.name_;
-  parent_ = ParentWithin(source.parent_, source.owner_);
+  parent_ = ParentWithin(source.parent_, source.GetAOwner());
   NewNamingEpoch();
   AssignSlots(source);
   fuzzy_ = source.IsFuzzy();
@@ -366,18 +357,18 @@ void TFactTemplate::AssignInterface(const TFactTemplate& source) {
   ordered_ = source.ordered_;
 }
 
-IFactTemplate TFactTemplate::Clone() const { return Clone(owner_); }
+IFactTemplate TFactTemplate::Clone() const { return Clone(GetAOwner()); }
 
 IFactTemplate TFactTemplate::Clone(TObject* owner) const {
   auto result = MakeRef<TFactTemplate>(owner);
-  if (owner != owner_) {
+  if (owner != GetAOwner()) {
     result->AssignInterface(*this);
     return result;
   }
   result->backwardChaining_ = backwardChaining_;
   result->comment_ = comment_;
   result->name_ = name_;
-  result->parent_ = ParentWithin(parent_, owner_);
+  result->parent_ = ParentWithin(parent_, GetAOwner());
   result->CopySlots(*this);
   return result;
 }
@@ -402,7 +393,7 @@ int32_t TFactTemplate::GetHashCode() const {
 }
 
 std::string TFactTemplate::ToString() const {
-  return engine_ != nullptr ? engine_->PrettyPrint(*this) : PrettyPrint(*this, false);
+  return GetEngine() != nullptr ? GetEngine()->PrettyPrint(*this) : PrettyPrint(*this, false);
 }
 
 }  // namespace kb

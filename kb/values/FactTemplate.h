@@ -13,6 +13,7 @@
 
 #include "kb/common/Table.h"
 #include "kb/common/Text.h"
+#include "kb/common/WeakRef.h"
 #include "kb/values/KBModuleConstruct.h"
 #include "kb/values/KBTypes.h"
 #include "kb/values/KBValue.h"
@@ -36,8 +37,7 @@ class TFactSlot : public TPersistent, public RefCounted {
   /// Name check; the slot enters its template's table under the name. Set it last.
   virtual void SetName(std::string_view name);
   [[nodiscard]] TKBTypes GetSlotType() const noexcept { return slotType_; }
-  /// "Cannot mix fuzzy type with other primitive types"; a default that no longer fits is replaced by a valid
-  /// one.
+  /// "Cannot mix fuzzy type with other primitive types"; a default that no longer fits is replaced by a valid one.
   virtual void SetSlotType(TKBTypes types);
   [[nodiscard]] const IKBValue& GetSlotDefault() const noexcept { return slotDefault_; }
   /// Stores a clone (a shared constant as it stands; none allowed). "Invalid default slot value: %s" under
@@ -66,8 +66,7 @@ class TFactSlot : public TPersistent, public RefCounted {
   virtual void SetTag(intptr_t tag) { tag_ = tag; }
 
  protected:
-  /// Runs when someone changes the default value in place; "Value "%s" is not valid, %s" under the dynamic
-  /// check.
+  /// Runs when someone changes the default value in place; "Value "%s" is not valid, %s" under the dynamic check.
   virtual void ValueChanged(const IKBValue& value);
 
  private:
@@ -88,8 +87,7 @@ class TFactSlot : public TPersistent, public RefCounted {
   int position_ = -1;  // of the slot's values in facts; given by the template that holds the slot
 };
 
-/// A fact template. Its owner is normally the engine; without one it prints plainly and skips the engine's
-/// checks.
+/// A fact template. Its owner is normally the engine; without one it prints plainly and skips the engine's checks.
 class TFactTemplate : public TModuleConstruct {
  public:
   explicit TFactTemplate(TObject* owner);
@@ -100,9 +98,10 @@ class TFactTemplate : public TModuleConstruct {
   static const TClassInfo& StaticClass() noexcept;
   [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
 
-  [[nodiscard]] TObject* GetAOwner() const noexcept { return owner_; }
+  /// Null when the owner was an engine that has gone; GetEngine likewise.
+  [[nodiscard]] TObject* GetAOwner() const noexcept { return engine_.HasGone() ? nullptr : owner_; }
   /// The owner as engine, or null.
-  [[nodiscard]] TInferenceEngine* GetEngine() const noexcept { return engine_; }
+  [[nodiscard]] TInferenceEngine* GetEngine() const noexcept { return engine_.Get(); }
   /// Cuts the template off from its engine, for the time when that goes first.
   void ClearOwner() noexcept;
 
@@ -157,8 +156,7 @@ class TFactTemplate : public TModuleConstruct {
   [[nodiscard]] int GetPositionCount() const noexcept { return static_cast<int>(byPosition_.size()); }
   /// Differs between any two layouts of any two templates of the process.
   [[nodiscard]] uint64_t GetLayoutId() const noexcept { return layoutId_; }
-  /// Changes whenever any template of the process gets another name or parent; guards caches of matching
-  /// templates.
+  /// Changes whenever any template of the process gets another name or parent; guards caches of matching templates.
   [[nodiscard]] static uint64_t GetNamingEpoch() noexcept;
 
   /// A new fact with its defaults filled in.
@@ -205,7 +203,7 @@ class TFactTemplate : public TModuleConstruct {
   std::vector<TPlacedSlot> sortedSlots_;  // parallel to sortedNames_
   TKBText name_;
   TObject* owner_;
-  TInferenceEngine* engine_ = nullptr;
+  TWeakRef<TInferenceEngine> engine_;
   uint64_t layoutId_ = 0;
 };
 

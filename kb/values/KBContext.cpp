@@ -29,9 +29,9 @@ TBindingInfo::TBindingInfo(int factIndex, const TKBText& slotIndex, int subIndex
 }
 
 const TClassInfo& TBindingInfo::StaticClass() noexcept {
-  static const TClassInfo info{
-      "TBindingInfo", &TPersistent::StaticClass(),
-      []() -> std::unique_ptr<TPersistent> { return std::make_unique<TBindingInfo>(); }, nullptr};
+  static const TClassInfo info{"TBindingInfo", &TPersistent::StaticClass(),
+                               []() -> std::unique_ptr<TPersistent> { return std::make_unique<TBindingInfo>(); },
+                               nullptr};
   return info;
 }
 
@@ -55,8 +55,7 @@ void TBindingInfo::Assign(const TPersistent& source) {
 }
 
 bool TBindingInfo::Equals(const TBindingInfo& other) const noexcept {
-  return factIndex_ == other.factIndex_ && subIndex_ == other.subIndex_ &&
-         GetSlotIndex() == other.GetSlotIndex();
+  return factIndex_ == other.factIndex_ && subIndex_ == other.subIndex_ && GetSlotIndex() == other.GetSlotIndex();
 }
 
 std::string TBindingInfo::ToString() const {
@@ -76,8 +75,7 @@ TBinding::TBinding(const TKBText& name, int factIndex, const TKBText& slotIndex,
 const TClassInfo& TBinding::StaticClass() noexcept {
   static const TClassInfo info{
       "TBinding", &TBindingInfo::StaticClass(),
-      []() -> std::unique_ptr<TPersistent> { return std::make_unique<TBinding>(TKBText(), IKBValue()); },
-      nullptr};
+      []() -> std::unique_ptr<TPersistent> { return std::make_unique<TBinding>(TKBText(), IKBValue()); }, nullptr};
   return info;
 }
 

@@ -145,8 +145,7 @@ class TKBContext : public TPersistent, public TPooled {
   /// Copies the return flag and a clone of the return value, no bindings.
   void Assign(const TPersistent& source) override;
 
-  // Token and fact of the matcher. Held as plain pointers: whoever sets them keeps them alive and clears
-  // them.
+  // Token and fact of the matcher. Held as plain pointers: whoever sets them keeps them alive and clears them.
   [[nodiscard]] TKBToken* GetToken() const noexcept { return token_; }
   void SetToken(TKBToken* token) noexcept { token_ = token; }
   [[nodiscard]] TFact* GetFact() const noexcept { return fact_; }

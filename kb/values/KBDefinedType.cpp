@@ -20,8 +20,6 @@
 namespace kb {
 namespace {
 
-constexpr double kTolerance = 0.0001;
-
 /// What a value of a fuzzy type may still become a set of.
 constexpr TKBTypes kFuzzyConvertible{dtAtom,     dtString,        dtInteger, dtFloat,
                                      dtVariable, dtMultiVariable, dtFunCall, dtSingletons};
@@ -44,7 +42,7 @@ class TUpdateScope {
 }  // namespace
 
 TKBDefinedType::TKBDefinedType(IReasoner* reasoner) : name_(SImplicitDefinedType), reasoner_(reasoner) {
-  if (reasoner_ != nullptr) SetModule(reasoner_->GetCurrentModule().Get());
+  if (reasoner != nullptr) SetModule(reasoner->GetCurrentModule().Get());
 }
 
 TKBDefinedType::~TKBDefinedType() = default;
@@ -86,7 +84,7 @@ void TKBDefinedType::SetName(std::string_view name) {
   const TKBName newName(name);
   name_ = newName;
   try {
-    if (reasoner_ != nullptr) reasoner_->RenameDefinedType(*this, oldName, newName);
+    if (IReasoner* reasoner = GetReasoner()) reasoner->RenameDefinedType(*this, oldName, newName);
   } catch (...) {
     name_ = oldName;
     throw;
@@ -148,9 +146,9 @@ void TKBDefinedType::SetAncestor(const IKBDefinedType& ancestor) {
 }
 
 void TKBDefinedType::SetReasoner(IReasoner* reasoner) {
-  if (reasoner == reasoner_) return;
+  if (reasoner == GetReasoner()) return;
   reasoner_ = reasoner;
-  if (reasoner_ != nullptr) SetModule(reasoner_->GetCurrentModule().Get());
+  if (reasoner != nullptr) SetModule(reasoner->GetCurrentModule().Get());
   Change();
 }
 
@@ -162,9 +160,8 @@ bool TKBDefinedType::HasValidCount(const TValueVector& list) const noexcept {
 }
 
 bool TKBDefinedType::IsListValid(const TValueVector& list) const {
-  return HasValidCount(list) && std::all_of(list.begin(), list.end(), [this](const IKBValue& element) {
-           return !element || IsValid(*element);
-         });
+  return HasValidCount(list) && std::all_of(list.begin(), list.end(),
+                                            [this](const IKBValue& element) { return !element || IsValid(*element); });
 }
 
 bool TKBDefinedType::IsFuzzyValid(const TKBValue& value) const {
@@ -188,8 +185,7 @@ std::string TKBDefinedType::InvalidReason(const TKBValue& value) const {
   }
   if (type == dtAtom || type == dtString || type == dtInteger || type == dtFloat) {
     TValueConstraint kind = GetValueConstraint(value);
-    if (constraints_.Has(kind) && !IsConstraint(value, kind))
-      return FormatMessage(TKBMessage::NotInAllowedValues);
+    if (constraints_.Has(kind) && !IsConstraint(value, kind)) return FormatMessage(TKBMessage::NotInAllowedValues);
   }
   if (!rangeLimited_ || !KBNumericTypes.Has(type)) return {};
   const double number = value.GetAsNumeric();
@@ -233,8 +229,7 @@ IKBValue TKBDefinedType::CreateValidDefault(bool multi) const {
   if (multi) {
     auto list = MakeRef<TValueVector>();
     const int count = cardinalityLimited_ ? minCardinality_ : 0;
-    if (count > kMaxDefaultElements)
-      throw EListError("List capacity out of bounds (" + IntegerToString(count) + ")");
+    if (count > kMaxDefaultElements) throw EListError("List capacity out of bounds (" + IntegerToString(count) + ")");
     for (int i = 0; i < count; ++i) list->Add(CreateValidDefault(false));
     return MakeRef<TKBValue>(list);
   }
@@ -257,7 +252,7 @@ void TKBDefinedType::Assign(const TPersistent& source) {
   }
   if (other == this) return;
   const TUpdateScope update(*this);
-  ancestor_ = other->reasoner_ == reasoner_ ? other->ancestor_ : IKBDefinedType();
+  ancestor_ = other->GetReasoner() == GetReasoner() ? other->ancestor_ : IKBDefinedType();
   baseTypes_ = other->baseTypes_;
   name_ = other->name_;
   comment_ = other->comment_;
@@ -279,7 +274,7 @@ void TKBDefinedType::Assign(const TPersistent& source) {
 }
 
 IKBDefinedType TKBDefinedType::Clone() const {
-  auto result = MakeRef<TKBDefinedType>(reasoner_);
+  auto result = MakeRef<TKBDefinedType>(GetReasoner());
   result->Assign(*this);
   return result;
 }
@@ -287,7 +282,7 @@ IKBDefinedType TKBDefinedType::Clone() const {
 bool TKBDefinedType::Equals(const TKBDefinedType* other) const {
   if (other == this) return true;
   if (other == nullptr || name_ != other->name_ || !(baseTypes_ == other->baseTypes_)) return false;
-  const auto sameFloat = [](double a, double b) { return FloatEquals(a, b, kTolerance); };
+  const auto sameFloat = [](double a, double b) { return FloatEquals(a, b, kFloatTolerance); };
   return fuzzyType_ == other->fuzzyType_ && sameFloat(minRange_, other->minRange_) &&
          sameFloat(maxRange_, other->maxRange_) && minCardinality_ == other->minCardinality_ &&
          maxCardinality_ == other->maxCardinality_ && constraints_ == other->constraints_ &&
@@ -297,7 +292,8 @@ bool TKBDefinedType::Equals(const TKBDefinedType* other) const {
 }
 
 std::string TKBDefinedType::ToString() const {
-  return reasoner_ != nullptr ? reasoner_->PrettyPrint(*this) : PrettyPrint(*this, false);
+  IReasoner* reasoner = GetReasoner();
+  return reasoner != nullptr ? reasoner->PrettyPrint(*this) : PrettyPrint(*this, false);
 }
 
 }  // namespace kb

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "kb/common/WeakRef.h"
 #include "kb/values/KBFuzzyInterfaces.h"
 #include "kb/values/KBModuleConstruct.h"
 #include "kb/values/KBTypes.h"
@@ -59,7 +60,8 @@ class TKBDefinedType : public TModuleConstruct {
   [[nodiscard]] const IKBDefinedType& GetAncestor() const noexcept { return ancestor_; }
   /// "Type inheritance loop detected, %s type cannot be an ancestor of itself".
   virtual void SetAncestor(const IKBDefinedType& ancestor);
-  [[nodiscard]] IReasoner* GetReasoner() const noexcept { return reasoner_; }
+  /// Null without one, and when it has gone.
+  [[nodiscard]] IReasoner* GetReasoner() const noexcept { return reasoner_.Get(); }
   virtual void SetReasoner(IReasoner* reasoner);
 
   [[nodiscard]] TValueConstraints GetConstraints() const noexcept { return constraints_; }
@@ -132,7 +134,7 @@ class TKBDefinedType : public TModuleConstruct {
   std::vector<std::string> strings_;
   std::vector<int32_t> integers_;
   std::vector<double> floats_;
-  IReasoner* reasoner_;
+  TWeakRef<IReasoner> reasoner_;
   bool rangeLimited_ = false;
   bool cardinalityLimited_ = false;
   bool implicit_ = false;

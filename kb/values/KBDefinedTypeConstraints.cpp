@@ -13,14 +13,11 @@
 namespace kb {
 namespace {
 
-constexpr double kTolerance = 0.0001;
 constexpr TValueConstraint kKinds[] = {vcAtom, vcString, vcInteger, vcFloat};
 constexpr TKBType kTypes[] = {dtAtom, dtString, dtInteger, dtFloat};
 
 /// "Atom", "String", "Integer", "Float".
-[[nodiscard]] std::string KindName(TValueConstraint kind) {
-  return std::string(GetKBTypeName(kTypes[kind]).substr(2));
-}
+[[nodiscard]] std::string KindName(TValueConstraint kind) { return std::string(GetKBTypeName(kTypes[kind]).substr(2)); }
 
 template <class T>
 [[nodiscard]] const T& ElementAt(const std::vector<T>& list, int index) {
@@ -136,8 +133,7 @@ int TKBDefinedType::IndexOfConstraint(const TKBValue& value, TValueConstraint ki
     case vcInteger:
       return IndexWhere(integers_, [&](int32_t entry) { return entry == value.GetAsInteger(); });
     default:
-      return IndexWhere(floats_,
-                        [&](double entry) { return FloatEquals(entry, value.GetAsFloat(), kTolerance); });
+      return IndexWhere(floats_, [&](double entry) { return FloatEquals(entry, value.GetAsFloat(), kFloatTolerance); });
   }
 }
 

@@ -18,9 +18,9 @@ namespace kb {
 namespace {
 
 constexpr auto kTypeNames = std::to_array<std::string_view>(
-    {"dtNone", "dtAtom", "dtString", "dtInteger", "dtVariable", "dtFactId", "dtFloat", "dtFunCall", "dtFact",
-     "dtList", "dtDescriptor", "dtObject", "dtClass", "dtExternalAddress", "dtSingletons", "dtFuzzy",
-     "dtMultiVariable", "dtSlot", "dtMultiSlot"});
+    {"dtNone", "dtAtom", "dtString", "dtInteger", "dtVariable", "dtFactId", "dtFloat", "dtFunCall", "dtFact", "dtList",
+     "dtDescriptor", "dtObject", "dtClass", "dtExternalAddress", "dtSingletons", "dtFuzzy", "dtMultiVariable", "dtSlot",
+     "dtMultiSlot"});
 static_assert(kTypeNames.size() == kKBTypeCount);
 
 constexpr std::string_view kLineEndSpecifier = "%n";
@@ -175,8 +175,7 @@ void SeparateThousands(std::string& digits) {
   }
 }
 
-/// Puts one argument into the text. The first "%" counts wherever it comes from, an earlier argument
-/// included.
+/// Puts one argument into the text. The first "%" counts wherever it comes from, an earlier argument included.
 void FormatArgument(std::string& text, const TKBValue& value) {
   size_t begin = text.find('%');
   size_t end = 0;

@@ -27,12 +27,11 @@ namespace kb {
 /// The text between the double quotes of a text that has one at both ends, else the text itself.
 [[nodiscard]] std::string_view KBStringToString(std::string_view text) noexcept;
 
-/// The control string with its specifiers filled in order, in the manner of printf: "d", "u", "x" take an
-/// integer, "e", "f", "g", "m" a float ("m" an amount with two decimals and thousands separated by commas),
-/// "p" an address, "s" the printed text; "%n" is a line end. Flags "-" and "0", width and precision as usual.
-/// An argument without a specifier is appended after a blank, strings bare and multifields in parentheses. A
-/// value that cannot be converted raises EKBException, a width or precision above kMaxFormatWidth
-/// EConvertError.
+/// The control string with its specifiers filled in order, in the manner of printf: "d", "u", "x" take an integer,
+/// "e", "f", "g", "m" a float ("m" an amount with two decimals and thousands separated by commas), "p" an address,
+/// "s" the printed text; "%n" is a line end. Flags "-" and "0", width and precision as usual. An argument without a
+/// specifier is appended after a blank, strings bare and multifields in parentheses. A value that cannot be
+/// converted raises EKBException, a width or precision above kMaxFormatWidth EConvertError.
 [[nodiscard]] std::string CLIPSFormat(std::string_view format, const std::vector<IKBValue>& args);
 inline constexpr int kMaxFormatWidth = 10000;
 

@@ -42,10 +42,7 @@ class TModule::TNexus final : public TComponent {
 };
 
 TModule::TModule(TInferenceEngine* owner, bool isMain)
-    : isMain_(isMain),
-      exports_(MakeRef<TModuleImportExport>(this, "")),
-      link_(MakeRef<TModuleLink>(this)),
-      owner_(owner) {
+    : isMain_(isMain), exports_(MakeRef<TModuleImportExport>(this, "")), owner_(owner) {
   if (owner_ != nullptr) nexus_ = std::make_unique<TNexus>(*this, *owner_);
 }
 
@@ -53,11 +50,10 @@ TModule::~TModule() {
   Release();
   exports_->SetOwnerModule(nullptr);
   for (const IModuleImport& record : imports_) record->SetOwnerModule(nullptr);
-  link_->module = nullptr;
+  LoseReferences();
 }
 
-// --- Names
-// ----------------------------------------------------------------------------------------------------------
+// ---- Names
 
 // The engine compares names of the list, in which this module stands with the new one already.
 void TModule::SetName(std::string_view name) {
@@ -89,8 +85,7 @@ void TModule::StoreName(std::string_view name) {
   for (int i = 0; i < objects_.factSets->GetCount(); ++i) objects_.factSets->Get(i).ModuleRenamed(name_);
 }
 
-// --- Imports
-// --------------------------------------------------------------------------------------------------------
+// ---- Imports
 
 int TModule::AddImport(const IModuleImport& record) {
   record->SetOwnerModule(this);
@@ -98,9 +93,7 @@ int TModule::AddImport(const IModuleImport& record) {
   return GetImportModuleCount() - 1;
 }
 
-IModuleImport TModule::AddImport(std::string_view moduleName) {
-  return MakeRef<TModuleImportExport>(this, moduleName);
-}
+IModuleImport TModule::AddImport(std::string_view moduleName) { return MakeRef<TModuleImportExport>(this, moduleName); }
 
 void TModule::ClearImports() {
   while (!imports_.empty()) DeleteImport(GetImportModuleCount() - 1);
@@ -148,8 +141,7 @@ void TModule::ImportConstructs() {
   for (const IModuleImport& record : imports) record->ImportConstructs();
 }
 
-// --- Life
-// -----------------------------------------------------------------------------------------------------------
+// ---- Life
 
 void TModule::Prepare() {
   Release();
@@ -225,8 +217,7 @@ void TModule::Release() {
   if (owner_ != nullptr) owner_->Retire(std::move(objects));
 }
 
-// --- Copies
-// ---------------------------------------------------------------------------------------------------------
+// ---- Copies
 
 void TModule::AssignModuleDefinition(const TModule& source) {
   if (&source == this) return;
@@ -264,12 +255,9 @@ void TModule::AssignConstructs(const TModule& source) {
   objects_.rules->Assign(*source.objects_.rules);
 }
 
-// --- Text
-// -----------------------------------------------------------------------------------------------------------
+// ---- Text
 
-std::string TModule::ToString() const {
-  return owner_ != nullptr ? owner_->PrettyPrint(*this) : PrettyPrint(*this);
-}
+std::string TModule::ToString() const { return owner_ != nullptr ? owner_->PrettyPrint(*this) : PrettyPrint(*this); }
 
 namespace {
 

@@ -115,7 +115,7 @@ struct TModuleObjects {
 
 /// A module. Reference-counted; the engine's list of modules holds it. Modules are compared by identity and
 /// not cloned.
-class TModule : public TPersistent, public RefCounted {
+class TModule : public TPersistent, public RefCounted, public TWeakTarget<TModule> {
  public:
   /// `isMain` never changes; a main module is named "MAIN".
   TModule(TInferenceEngine* owner, bool isMain);
@@ -133,9 +133,6 @@ class TModule : public TPersistent, public RefCounted {
   [[nodiscard]] TInferenceEngine* GetOwner() const noexcept { return owner_; }
   /// The engine goes away: the module works no more.
   void ClearOwner() noexcept { owner_ = nullptr; }
-
-  /// For constructs that are at home here.
-  [[nodiscard]] const Ref<TModuleLink>& GetLink() const noexcept { return link_; }
 
   [[nodiscard]] const IModuleExport& GetExportItems() const noexcept { return exports_; }
   /// Appends the record, which is this module's from now on; gives its index.
@@ -183,9 +180,7 @@ class TModule : public TPersistent, public RefCounted {
   [[nodiscard]] TRules* GetRules() const noexcept { return objects_.rules.get(); }
   [[nodiscard]] TFactsPending& GetFactsPending() noexcept { return factsPending_; }
   [[nodiscard]] const IFact& GetNullFact() const noexcept { return nullFact_; }
-  [[nodiscard]] TKBPattern* GetInitialFactPattern() const noexcept {
-    return objects_.initialFactPattern.get();
-  }
+  [[nodiscard]] TKBPattern* GetInitialFactPattern() const noexcept { return objects_.initialFactPattern.get(); }
   void SetNullFact(const IFact& fact) { nullFact_ = fact; }
   void SetInitialFactPattern(std::unique_ptr<TKBPattern> pattern);
 
@@ -209,7 +204,6 @@ class TModule : public TPersistent, public RefCounted {
   std::vector<IModuleImport> imports_;
   IModuleExport exports_;
   intptr_t tag_ = 0;
-  Ref<TModuleLink> link_;
   TModuleObjects objects_;
   TFactsPending factsPending_;
   IFact nullFact_;

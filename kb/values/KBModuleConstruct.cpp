@@ -28,9 +28,7 @@ const TClassInfo& TModuleConstruct::StaticClass() noexcept {
   return info;
 }
 
-void TModuleConstruct::SetModule(TModule* module) noexcept {
-  home_ = module == nullptr ? Ref<TModuleLink>() : module->GetLink();
-}
+void TModuleConstruct::SetModule(TModule* module) noexcept { home_ = module; }
 
 TModule* TModuleConstruct::GetImportModule(int index) const {
   CheckListIndex(index, GetImportModuleCount());

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "kb/common/Ref.h"
+#include "kb/common/WeakRef.h"
 #include "kb/platform/Object.h"
 #include "kb/values/KBTypes.h"
 
@@ -14,12 +16,6 @@ namespace kb {
 /// Raises "Missing name" for an empty name and ""%s" contains unexpected character: "%s"" for one that holds
 /// a character that no name may hold.
 void CheckConstructName(std::string_view name);
-
-/// What refers to a module without keeping it alive: the module clears it when it goes.
-struct TModuleLink : RefCounted {
-  explicit TModuleLink(TModule* target) noexcept : module(target) {}
-  TModule* module;
-};
 
 /// A construct with a home module and the list of modules in whose registries it stands, its own included.
 /// Modules are back references. A module that goes takes itself out of the lists; as a home it becomes null.
@@ -30,7 +26,7 @@ class TModuleConstruct : public TPersistent, public RefCounted {
   static const TClassInfo& StaticClass() noexcept;
   [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
 
-  [[nodiscard]] TModule* GetModule() const noexcept { return home_ ? home_->module : nullptr; }
+  [[nodiscard]] TModule* GetModule() const noexcept { return home_.Get(); }
   void SetModule(TModule* module) noexcept;
   [[nodiscard]] int GetImportModuleCount() const noexcept { return static_cast<int>(imports_.size()); }
   /// Raises EListError for a bad index.
@@ -46,7 +42,7 @@ class TModuleConstruct : public TPersistent, public RefCounted {
 
  private:
   std::vector<TModule*> imports_;
-  Ref<TModuleLink> home_;
+  TWeakRef<TModule> home_;
   intptr_t tag_ = 0;
 };
 

@@ -15,8 +15,7 @@ namespace {
   return name == SInitialFactPattern || name == SNullFact || name == STestCE;
 }
 
-[[nodiscard]] bool Offers(TSharedConstructs mode, const std::vector<std::string>& names,
-                          std::string_view name) {
+[[nodiscard]] bool Offers(TSharedConstructs mode, const std::vector<std::string>& names, std::string_view name) {
   if (mode != mieCustom) return mode == mieAll;
   return std::any_of(names.begin(), names.end(), [name](const std::string& n) { return SameText(n, name); });
 }
@@ -57,9 +56,7 @@ const TClassInfo& TModuleImportExport::StaticClass() noexcept {
 TModuleImportExport::TModuleImportExport(TModule* owner, std::string_view moduleName)
     : moduleName_(moduleName), owner_(owner) {}
 
-void TModuleImportExport::SetDefinedTypesShared(TSharedConstructs mode) {
-  StoreMode(mode, typesShared_, types_);
-}
+void TModuleImportExport::SetDefinedTypesShared(TSharedConstructs mode) { StoreMode(mode, typesShared_, types_); }
 
 void TModuleImportExport::SetFactTemplatesShared(TSharedConstructs mode) {
   StoreMode(mode, templatesShared_, templates_);
@@ -82,9 +79,8 @@ IModule TModuleImportExport::GetModule() const {
 
 // The constructs are picked before the first one is added: an addition may replace others in the source.
 template <class Table>
-void TModuleImportExport::ImportFrom(const Table& source, Table& target, const TModule& home,
-                                     TSharedConstructs wanted, const std::vector<std::string>& names,
-                                     TSharedConstructs offered,
+void TModuleImportExport::ImportFrom(const Table& source, Table& target, const TModule& home, TSharedConstructs wanted,
+                                     const std::vector<std::string>& names, TSharedConstructs offered,
                                      const std::vector<std::string>& offeredNames) const {
   using TConstruct = std::decay_t<decltype(source.GetValue(0))>;
   std::vector<TConstruct> constructs;
@@ -109,8 +105,8 @@ void TModuleImportExport::ImportConstructs() {
   const TInferenceEngine::TFreeHold hold(engine);
   const TInferenceEngine::TFocusScope focus(engine, owner_);
   const TModuleImportExport& exports = *source->GetExportItems();
-  ImportFrom(*source->GetDefinedTypes(), engine.GetDefinedTypes(), *source, typesShared_, types_,
-             exports.typesShared_, exports.types_);
+  ImportFrom(*source->GetDefinedTypes(), engine.GetDefinedTypes(), *source, typesShared_, types_, exports.typesShared_,
+             exports.types_);
   try {
     ImportFrom(*source->GetFactTemplates(), engine.GetFactTemplates(), *source, templatesShared_, templates_,
                exports.templatesShared_, exports.templates_);

@@ -1,18 +1,17 @@
 // Making, changing, copying and resolving values. Comparison, hashing and printing: KBValueCompare.cpp.
 //
-// A value is a tag and one machine word. By the tag the word is a plain number or pointer, a share of a text,
-// or a share of a counted object; StorageOf tells which, and it is the only place that does. Every change
-// runs the same steps: refuse on a shared constant, Changing (drops what is held), store, Changed (tells the
-// host).
+// A value is a tag and one machine word. By the tag the word is a plain number or pointer, a share of a text, or a
+// share of a counted object; StorageOf tells which, and it is the only place that does. Every change runs the same
+// steps: refuse on a shared constant, Changing (drops what is held), store, Changed (tells the host).
 //
 // Tested in tests/values/KBValueTest.cpp.
 #include "kb/values/KBValue.h"
 
 #include <array>
-#include <atomic>
 #include <typeinfo>
 
 #include "kb/common/Helpers.h"
+#include "kb/common/LiveCount.h"
 #include "kb/functions/KBPackages.h"
 #include "kb/matching/KBToken.h"
 #include "kb/platform/Component.h"
@@ -36,22 +35,11 @@ constexpr TKBTypes kReferenceTypes{dtFunCall, dtFact, dtList, dtSingletons, dtFu
   return kReferenceTypes.Has(type) ? TStorage::Reference : TStorage::Plain;
 }
 
-#if !defined(NDEBUG) || defined(KB_LIVE_COUNTERS)
-std::atomic<int64_t> liveValues{0};
-void CountLive(int change) noexcept { liveValues.fetch_add(change, std::memory_order_relaxed); }
-#else
-void CountLive(int /*change*/) noexcept {}
-#endif
+TLiveCount liveValues;
 
 }  // namespace
 
-int64_t TKBValue::LiveCount() noexcept {
-#if !defined(NDEBUG) || defined(KB_LIVE_COUNTERS)
-  return liveValues.load(std::memory_order_relaxed);
-#else
-  return 0;
-#endif
-}
+int64_t TKBValue::LiveCount() noexcept { return liveValues.Get(); }
 
 /// Watches the component that a value owns, so that its end elsewhere empties the value.
 class TKBValue::TNexus final : public TComponent {
@@ -84,48 +72,48 @@ TKBValue::TExtra& TKBValue::Extra() {
   return *extra_;
 }
 
-TKBValue::TKBValue() noexcept { CountLive(1); }
+TKBValue::TKBValue() noexcept { liveValues.Add(1); }
 
 TKBValue::TKBValue(int32_t value, TKBType type) : type_(type) {
   if (!KBIntegerTypes.Has(type)) throw EKBException(TKBMessage::ValueTypeMismatch);
   content_.integer = value;
-  CountLive(1);
+  liveValues.Add(1);
 }
 
 TKBValue::TKBValue(const TKBText& text, TKBType type) : type_(type) {
   if (!KBStringTypes.Has(type)) throw EKBException(TKBMessage::ValueTypeMismatch);
   content_.text = TKBText(text).Detach();
-  CountLive(1);
+  liveValues.Add(1);
 }
 
 TKBValue::TKBValue(double value) noexcept : type_(dtFloat) {
   content_.number = value;
-  CountLive(1);
+  liveValues.Add(1);
 }
 
 TKBValue::TKBValue(const IValueVector& list) noexcept : type_(dtList) {
   content_.reference = IValueVector(list).Detach();
-  CountLive(1);
+  liveValues.Add(1);
 }
 
 TKBValue::TKBValue(const Ref<IFuzzySet>& set) noexcept : type_(dtFuzzy) {
   content_.reference = Ref<IFuzzySet>(set).Detach();
-  CountLive(1);
+  liveValues.Add(1);
 }
 
 TKBValue::TKBValue(const IFact& fact) noexcept : type_(dtFact) {
   content_.reference = IFact(fact).Detach();
-  CountLive(1);
+  liveValues.Add(1);
 }
 
 TKBValue::TKBValue(const IFunCall& call) noexcept : type_(dtFunCall) {
   content_.reference = IFunCall(call).Detach();
-  CountLive(1);
+  liveValues.Add(1);
 }
 
 TKBValue::TKBValue(const ISingletonsVector& singletons) noexcept : type_(dtSingletons) {
   content_.reference = ISingletonsVector(singletons).Detach();
-  CountLive(1);
+  liveValues.Add(1);
 }
 
 TKBValue::TKBValue(const IKBValue& other) : TKBValue() {
@@ -136,12 +124,12 @@ TKBValue::TKBValue(TObject* object, bool owned) : TKBValue() { StoreObject(objec
 
 TKBValue::TKBValue(const TClassInfo* classInfo) noexcept : type_(dtClass) {
   content_.classInfo = classInfo;
-  CountLive(1);
+  liveValues.Add(1);
 }
 
 TKBValue::~TKBValue() {
   DropContent();
-  CountLive(-1);
+  liveValues.Add(-1);
 }
 
 // ---- change
@@ -232,9 +220,7 @@ void TKBValue::SetAsDescriptor(int32_t value) { SetNumber(value, dtDescriptor); 
 void TKBValue::SetAsFunCall(const IFunCall& call) { SetReference(call.Get(), dtFunCall); }
 void TKBValue::SetAsFact(const IFact& fact) { SetReference(fact.Get(), dtFact); }
 void TKBValue::SetAsList(const IValueVector& list) { SetReference(list.Get(), dtList); }
-void TKBValue::SetAsSingletons(const ISingletonsVector& singletons) {
-  SetReference(singletons.Get(), dtSingletons);
-}
+void TKBValue::SetAsSingletons(const ISingletonsVector& singletons) { SetReference(singletons.Get(), dtSingletons); }
 void TKBValue::SetAsFuzzy(const Ref<IFuzzySet>& set) { SetReference(set.Get(), dtFuzzy); }
 void TKBValue::SetAsObject(TObject* object) { StoreObject(object, false); }
 void TKBValue::SetAsOwnedObject(TObject* object) { StoreObject(object, true); }
@@ -269,9 +255,7 @@ void TKBValue::SetTag(intptr_t tag) {
   if (tag != GetTag()) Extra().tag = tag;
 }
 
-TKBValueChangeEvent TKBValue::GetOnChange() const {
-  return extra_ ? extra_->onChange : TKBValueChangeEvent();
-}
+TKBValueChangeEvent TKBValue::GetOnChange() const { return extra_ ? extra_->onChange : TKBValueChangeEvent(); }
 
 void TKBValue::SetOnChange(TKBValueChangeEvent event) {
   CheckMutable();
@@ -459,8 +443,6 @@ IKBValue TKBValue::ResolveBinding(const TBindingInfo& binding, TKBContext& conte
   return element ? element : FCNil;
 }
 
-IKBValue TKBValue::ResolveSingletons() const {
-  throw EKBException(TKBMessage::InvalidFuzzyExpression, {ToString()});
-}
+IKBValue TKBValue::ResolveSingletons() const { throw EKBException(TKBMessage::InvalidFuzzyExpression, {ToString()}); }
 
 }  // namespace kb

@@ -24,8 +24,6 @@
 namespace kb {
 namespace {
 
-/// Floats of values count as equal when they are closer than this.
-constexpr double kTolerance = 0.0001;
 constexpr std::string_view kUnknownText = "<UNKNOWN>";
 
 [[nodiscard]] std::string EscapedString(std::string_view text) {
@@ -71,8 +69,7 @@ template <class T>
 // ---- conversions
 
 void TKBValue::RaiseNotA(std::string_view word) const {
-  throw EKBException(TKBMessage::NotAType,
-                     {std::string(word), ToString(), std::string(GetKBTypeName(type_))});
+  throw EKBException(TKBMessage::NotAType, {std::string(word), ToString(), std::string(GetKBTypeName(type_))});
 }
 
 TKBText TKBValue::SharedText() const noexcept {
@@ -225,7 +222,7 @@ bool TKBValue::Equals(const TKBValue* other) const {
     case dtDescriptor:
       return content_.integer == other->content_.integer;
     case dtFloat:
-      return FloatEquals(content_.number, other->content_.number, kTolerance);
+      return FloatEquals(content_.number, other->content_.number, kFloatTolerance);
     case dtFunCall:
       return TargetsEqual(FunCallOrNull(), other->FunCallOrNull());
     case dtFact:
@@ -263,7 +260,7 @@ bool TKBValue::EqualsStar(const TKBValue* other) const {
     case dtDescriptor:
       return content_.integer == other->GetAsInteger();
     case dtFloat:
-      return FloatEquals(content_.number, other->GetAsFloat(), kTolerance);
+      return FloatEquals(content_.number, other->GetAsFloat(), kFloatTolerance);
     case dtFunCall:
       return TargetsEqual(FunCallOrNull(), other->FunCallOrNull());
     case dtFact:

@@ -8,8 +8,7 @@
 
 namespace kb {
 
-/// Values by name, in the order in which the names came in. The table shares the value objects that it is
-/// given.
+/// Values by name, in the order in which the names came in. The table shares the value objects that it is given.
 class TValueHashTable : public TQDStringHashTable<IKBValue> {
  public:
   /// Replaces the content by clones of the source's values; the change event fires once, at the end. Linear.

@@ -19,9 +19,7 @@ namespace kb {
 namespace {
 
 /// Two elements, either of which may be missing.
-[[nodiscard]] bool ElementsEqual(const IKBValue& a, const IKBValue& b) {
-  return a ? b && a->Equals(b.Get()) : !b;
-}
+[[nodiscard]] bool ElementsEqual(const IKBValue& a, const IKBValue& b) { return a ? b && a->Equals(b.Get()) : !b; }
 
 [[nodiscard]] IKBValue CloneElement(const IKBValue& value) { return value ? value->Clone() : IKBValue(); }
 
@@ -168,7 +166,7 @@ void TSingletonsVector::Assign(const TSingletonsVector& source) {
 }
 
 ISingletonsVector TSingletonsVector::Clone() const {
-  auto result = MakeRef<TSingletonsVector>(parser_);
+  auto result = MakeRef<TSingletonsVector>(GetParser());
   result->Assign(*this);
   return result;
 }
@@ -179,12 +177,11 @@ bool TSingletonsVector::Equals(const TSingletonsVector* other) const {
 }
 
 int32_t TSingletonsVector::GetHashCode() const {
-  return static_cast<int32_t>(static_cast<uint32_t>(x_.GetHashCode()) +
-                              static_cast<uint32_t>(y_.GetHashCode()));
+  return static_cast<int32_t>(static_cast<uint32_t>(x_.GetHashCode()) + static_cast<uint32_t>(y_.GetHashCode()));
 }
 
 std::string TSingletonsVector::ToString() const {
-  if (parser_ != nullptr) return parser_->PrettyPrintSingletons(*this);
+  if (ISingletonsParser* parser = GetParser()) return parser->PrettyPrintSingletons(*this);
   const auto text = [](const IKBValue& value) { return value ? value->ToString() : std::string(); };
   std::string result;
   for (int i = 0; i < GetCount(); ++i) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "kb/common/Pool.h"
+#include "kb/common/WeakRef.h"
 #include "kb/values/KBTypes.h"
 #include "kb/values/KBValue.h"
 
@@ -62,7 +63,7 @@ class TValueVector : public RefCounted, public TPooled {
 };
 
 /// Parses and prints the singleton form of fuzzy sets; the engine is one.
-class ISingletonsParser {
+class ISingletonsParser : public TWeakTarget<ISingletonsParser> {
  public:
   virtual ~ISingletonsParser() = default;
   [[nodiscard]] virtual ISingletonsVector ParseSingletons(std::string_view text) = 0;
@@ -87,8 +88,8 @@ class TSingletonsVector : public RefCounted {
   [[nodiscard]] int IndexOfX(const IKBValue& value) const noexcept { return x_.IndexOf(value); }
   [[nodiscard]] int IndexOfY(const IKBValue& value) const noexcept { return y_.IndexOf(value); }
   void Append(const TSingletonsVector& other);
-  [[nodiscard]] ISingletonsParser* GetParser() const noexcept { return parser_; }
-  void SetParser(ISingletonsParser* parser) noexcept { parser_ = parser; }
+  [[nodiscard]] ISingletonsParser* GetParser() const noexcept { return parser_.Get(); }
+  void SetParser(ISingletonsParser* parser) { parser_ = parser; }
 
   /// Clones of the pairs; parser and tag are copied.
   void Assign(const TSingletonsVector& source);
@@ -104,7 +105,7 @@ class TSingletonsVector : public RefCounted {
   intptr_t tag_ = 0;
   TValueVector x_;
   TValueVector y_;
-  ISingletonsParser* parser_ = nullptr;
+  TWeakRef<ISingletonsParser> parser_;
 };
 
 }  // namespace kb

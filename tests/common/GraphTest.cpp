@@ -15,13 +15,10 @@ struct TNode : TGLinkedGraphNode {
 class Graph : public ::testing::Test {
  protected:
   TNode& Node(char name) { return static_cast<TNode&>(graph.AddNode(std::make_unique<TNode>(name))); }
-  static TGGraphEdge& Link(TNode& from, TNode& to) {
-    return from.AddEdge(std::make_unique<TGGraphEdge>(from, to));
-  }
+  static TGGraphEdge& Link(TNode& from, TNode& to) { return from.AddEdge(std::make_unique<TGGraphEdge>(from, to)); }
   std::string Order() const {
     std::string text;
-    for (const TGLinkedGraphNode* node : graph.TopologicalOrder())
-      text += static_cast<const TNode*>(node)->name;
+    for (const TGLinkedGraphNode* node : graph.TopologicalOrder()) text += static_cast<const TNode*>(node)->name;
     return text;
   }
   TGGraph graph;

@@ -37,8 +37,7 @@ TEST(Constructs, ASecondRuleOfANameFollowsTheSetting) {
 
 TEST(Constructs, ARedefinitionThatFailsLeavesTheOldRule) {
   TInferenceEngine engine;
-  engine.Parse("(assert (a word)) (defrule q (a ?) =>) (defrule r \"old\" (a ?) =>) (defrule s (a ?) =>)",
-               true);
+  engine.Parse("(assert (a word)) (defrule q (a ?) =>) (defrule r \"old\" (a ?) =>) (defrule s (a ?) =>)", true);
   TLines events;
   engine.OnAddRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("+" + rule.GetComment()); };
   engine.OnRemoveRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("-" + rule.GetComment()); };
@@ -122,8 +121,7 @@ TEST(Constructs, RenamingATemplateToATakenNameChangesNothing) {
 
 TEST(Constructs, RemovingATemplateTakesFactsAndRulesWithIt) {
   TInferenceEngine engine;
-  engine.Parse("(deftemplate p (slot a)) (defrule r (p (a ?x)) =>) (defrule other (q) =>) (assert (p (a 1)))",
-               true);
+  engine.Parse("(deftemplate p (slot a)) (defrule r (p (a ?x)) =>) (defrule other (q) =>) (assert (p (a 1)))", true);
   IFactTemplate removed;
   engine.GetFactTemplates().Remove("p", removed);
   ASSERT_TRUE(removed);

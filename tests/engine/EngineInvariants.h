@@ -47,8 +47,7 @@ class TEngineWalk {
     const kb::TModule& module = *engine_.GetCurrentModule();
     Check(&engine_.GetFacts() == module.GetFacts() && &engine_.GetRules() == module.GetRules() &&
               &engine_.GetAgenda() == module.GetAgenda() && &engine_.GetRete() == module.GetRete() &&
-              &engine_.GetFactTemplates() == module.GetFactTemplates() &&
-              engine_.GetNullFact() == module.GetNullFact(),
+              &engine_.GetFactTemplates() == module.GetFactTemplates() && engine_.GetNullFact() == module.GetNullFact(),
           "the engine shows objects of another module");
   }
 
@@ -75,8 +74,7 @@ class TEngineWalk {
       for (int k = 0; k < construct->GetImportModuleCount(); ++k) {
         const kb::TModule* other = construct->GetImportModule(k);
         const bool known = engine_.GetModules().IndexOf(other) >= 0;
-        Check(known && tableOf(*other).Holds(name, construct.Get()),
-              name + " believes to stand where it does not");
+        Check(known && tableOf(*other).Holds(name, construct.Get()), name + " believes to stand where it does not");
       }
     }
   }
@@ -86,13 +84,10 @@ class TEngineWalk {
     for (int i = 0; i < templates.GetCount(); ++i) {
       const kb::TFactTemplate& factTemplate = *templates.GetValue(i);
       const std::string name = factTemplate.GetTemplateName().ToString();
-      Check(templates.GetKey(i) == factTemplate.GetTemplateName(),
-            name + " is registered under another name");
-      Check(engine_.GetModules().GetCount() < 2 ||
-                module.GetDefinedTypes()->FindUnsharedType(factTemplate) == nullptr,
+      Check(templates.GetKey(i) == factTemplate.GetTemplateName(), name + " is registered under another name");
+      Check(engine_.GetModules().GetCount() < 2 || module.GetDefinedTypes()->FindUnsharedType(factTemplate) == nullptr,
             name + " uses a type that is not visible");
-      for (int k = 0; k < factTemplate.GetSlotCount(); ++k)
-        WalkSlot(module, name, *factTemplate.GetSlotAt(k));
+      for (int k = 0; k < factTemplate.GetSlotCount(); ++k) WalkSlot(module, name, *factTemplate.GetSlotAt(k));
     }
   }
 
@@ -100,10 +95,8 @@ class TEngineWalk {
     const kb::IKBDefinedType& type = slot.GetExtendedTypeInfo();
     if (!type || type->GetImplicit()) return;
     // A shared template may have a type that bears the name of another one here.
-    Check(type->IsShared() && module.GetDefinedTypes()->ContainsKey(type->GetName()),
-          name + " holds a replaced type");
-    Check((slot.GetSlotType() - kb::KBMultiSlotTypes) == type->GetBaseTypes(),
-          name + " has another type's base types");
+    Check(type->IsShared() && module.GetDefinedTypes()->ContainsKey(type->GetName()), name + " holds a replaced type");
+    Check((slot.GetSlotType() - kb::KBMultiSlotTypes) == type->GetBaseTypes(), name + " has another type's base types");
   }
 
   void WalkFacts(kb::TModule& module) {
@@ -125,9 +118,8 @@ class TEngineWalk {
       Check(isNew || first->second == &fact, text + " shares its id with another fact");
     });
     for (const auto& [add, fact] : module.GetFactsPending()) {
-      Check(
-          module.GetFactTemplates()->Holds(fact->GetTemplate()->GetTemplateName(), fact->GetTemplate().Get()),
-          "pending fact of a template that is not registered");
+      Check(module.GetFactTemplates()->Holds(fact->GetTemplate()->GetTemplateName(), fact->GetTemplate().Get()),
+            "pending fact of a template that is not registered");
     }
   }
 
@@ -139,8 +131,8 @@ class TEngineWalk {
       Check(factSet.GetModule() == module.GetName(), name + " names another module");
       for (int k = 0; k < factSet.GetFactCount(); ++k) {
         const kb::IFact& fact = factSet.PeekFact(k);
-        Check(!fact || module.GetFactTemplates()->Holds(fact->GetTemplate()->GetTemplateName(),
-                                                        fact->GetTemplate().Get()),
+        Check(!fact ||
+                  module.GetFactTemplates()->Holds(fact->GetTemplate()->GetTemplateName(), fact->GetTemplate().Get()),
               name + " holds a fact of a template that is not registered");
       }
     }
@@ -152,14 +144,12 @@ class TEngineWalk {
       kb::TRule& rule = *module.GetRules()->GetValue(i);
       const std::string& name = rule.GetRuleName();
       Check(module.GetRules()->GetKey(i).View() == name, name + " is registered under another name");
-      Check(rule.GetEngine() == &engine_ && rule.GetModule() == module.GetName(),
-            name + " belongs elsewhere");
+      Check(rule.GetEngine() == &engine_ && rule.GetModule() == module.GetName(), name + " belongs elsewhere");
       Check(module.GetRete()->ContainsRule(rule), name + " is not in the network");
       for (int k = 0; k < rule.GetPatternCount(); ++k) {
         const kb::IFactTemplate& factTemplate = rule.GetPattern(k).GetFactTemplate();
         Check(module.GetFactTemplates()->Holds(factTemplate->GetTemplateName(), factTemplate.Get()),
-              name + " matches a template that is not registered: " +
-                  factTemplate->GetTemplateName().ToString());
+              name + " matches a template that is not registered: " + factTemplate->GetTemplateName().ToString());
       }
       for (const kb::TReteNode* node : module.GetRete()->GetRuleNodes(rule)) used.insert(node);
     }
@@ -173,8 +163,7 @@ class TEngineWalk {
       const kb::TActivation& activation = *agenda.GetActivation(i);
       const kb::TRule* rule = activation.GetRule();
       bool known = false;
-      for (int k = 0; k < module.GetRules()->GetCount(); ++k)
-        known = known || module.GetRules()->GetValue(k) == rule;
+      for (int k = 0; k < module.GetRules()->GetCount(); ++k) known = known || module.GetRules()->GetValue(k) == rule;
       Check(known, "activation of a rule that is gone");
       if (!known) continue;
       Check(activation.GetNode() != nullptr, "activation without a terminal: " + activation.ToString());

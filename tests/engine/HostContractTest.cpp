@@ -118,8 +118,7 @@ const std::vector<TWrongCall> kConstructCalls{
 const std::vector<TWrongCall> kRuleCalls{
     {"Missing name", [](auto& e) { R(e).SetRuleName(""); }},
     {"Missing salience", [](auto& e) { R(e).SetSalience(IKBValue()); }},
-    {"Not a integer type.  Value (high) is a dtAtom type",
-     [](auto& e) { R(e).SetSalience(MakeAtom("high")); }},
+    {"Not a integer type.  Value (high) is a dtAtom type", [](auto& e) { R(e).SetSalience(MakeAtom("high")); }},
     {"No such module with name=nowhere exists", [](auto& e) { R(e).SetModule("nowhere"); }},
     {"Missing pattern", [](auto& e) { R(e).AddPattern(nullptr); }},
     {"Fact Template is missing",
@@ -209,8 +208,7 @@ TEST(HostContract, TheParserStaysWhileItIsAtWork) {
   engine.RegisterFunction("swap", [&](TFunctionArguments& arguments) {
     TInferenceEngine& e = arguments.Engine();
     try {
-      e.SetParserFactory(
-          [](TInferenceEngine& owner) { return std::make_unique<TKBClipsParser>(owner, nullptr); });
+      e.SetParserFactory([](TInferenceEngine& owner) { return std::make_unique<TKBClipsParser>(owner, nullptr); });
     } catch (const EKBException& error) {
       refused += error.Id() == TKBMessage::ParserBusy ? 1 : 0;
     }
@@ -223,9 +221,8 @@ TEST(HostContract, TheParserStaysWhileItIsAtWork) {
   EXPECT_EQ(refused, 2);
   EXPECT_EQ(engine.GetFacts().GetCount(), 2);
   engine.SetParserFactory([](TInferenceEngine&) { return std::unique_ptr<TKBParser>(); });
-  engine.SetTokenizerFactory([](TInferenceEngine&, std::istream&, const TEncoding*) {
-    return std::unique_ptr<TKBTokenizerStream>();
-  });
+  engine.SetTokenizerFactory(
+      [](TInferenceEngine&, std::istream&, const TEncoding*) { return std::unique_ptr<TKBTokenizerStream>(); });
   EXPECT_THROW(engine.Parse("(assert (b))", true), EKBException);
 }
 
@@ -259,8 +256,7 @@ TEST(HostContract, CountersGoOnBehindTheLastNumber) {
   EXPECT_EQ(engine.NewFactId(), -2147483647 - 1);
 }
 
-// --- Handlers
-// -------------------------------------------------------------------------------------------------------
+// ---- Handlers
 
 struct THostError : std::runtime_error {
   THostError() : std::runtime_error("host") {}

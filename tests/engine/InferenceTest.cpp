@@ -23,15 +23,9 @@ class Inference : public testing::Test {
     };
   }
   void LogEvents() {
-    engine.OnAddActivation = [this](TInferenceEngine&, int i, TActivation&) {
-      Log("add " + std::to_string(i));
-    };
-    engine.OnRemoveActivation = [this](TInferenceEngine&, int i, TActivation&) {
-      Log("remove " + std::to_string(i));
-    };
-    engine.OnAssertion = [this](TInferenceEngine&, const IFact& fact) {
-      Log("assertion " + fact->ToString());
-    };
+    engine.OnAddActivation = [this](TInferenceEngine&, int i, TActivation&) { Log("add " + std::to_string(i)); };
+    engine.OnRemoveActivation = [this](TInferenceEngine&, int i, TActivation&) { Log("remove " + std::to_string(i)); };
+    engine.OnAssertion = [this](TInferenceEngine&, const IFact& fact) { Log("assertion " + fact->ToString()); };
     engine.OnRuleFired = [this](TInferenceEngine&, TRule& rule) { Log("fired " + rule.GetRuleName()); };
     engine.OnStartInference = [this](TInferenceEngine&) { Log("start"); };
     engine.OnEndInference = [this](TInferenceEngine&, int32_t n) { Log("end " + std::to_string(n)); };
@@ -58,12 +52,10 @@ TEST_F(Inference, OneAssertAndOneFiringEndToEnd) {
   EXPECT_EQ(Taken(), TLines({"==> Activation: 0 r : f-1 (1.0000)", "add 0", "network add", " ==> f-1 (a 1 )",
                              "assertion (a 1 )"}));
   EXPECT_EQ(engine.Run(), 1);
-  EXPECT_EQ(Taken(),
-            TLines({"start", "FIRE 0 r f-1", "fire", "action", "fired r", "remove 0",
-                    "<== Activation: r : f-1", "network fired", "<== Focus MAIN", "pop MAIN", "end 1"}));
+  EXPECT_EQ(Taken(), TLines({"start", "FIRE 0 r f-1", "fire", "action", "fired r", "remove 0",
+                             "<== Activation: r : f-1", "network fired", "<== Focus MAIN", "pop MAIN", "end 1"}));
   EXPECT_EQ(engine.Run(), 0);
-  EXPECT_EQ(Taken(), TLines({"start", "==> Focus MAIN", "module", "push MAIN", "<== Focus MAIN", "pop MAIN",
-                             "end 0"}));
+  EXPECT_EQ(Taken(), TLines({"start", "==> Focus MAIN", "module", "push MAIN", "<== Focus MAIN", "pop MAIN", "end 0"}));
   EXPECT_FALSE(engine.IsRunning());
 }
 
@@ -112,8 +104,7 @@ TEST_F(Inference, AFailedFiringLeavesTheAgendaWithItsEvent) {
   engine.SetWatch(cwActivation);
   log.clear();
   EXPECT_THROW(engine.Run(), EException);
-  EXPECT_EQ(Taken(),
-            TLines({"start", "assertion (b 1 )", "remove 0", "<== Activation: r : f-1", "network remove"}));
+  EXPECT_EQ(Taken(), TLines({"start", "assertion (b 1 )", "remove 0", "<== Activation: r : f-1", "network remove"}));
   EXPECT_EQ(engine.GetAgendaCount(), 0);
   EXPECT_EQ(engine.GetStatNumRulesFired(), 0);
   EXPECT_TRUE(engine.IsRunning());
@@ -140,8 +131,7 @@ TEST_F(Inference, AnActionMayChangeTheStrategyWithoutFiringAgain) {
     arguments.Engine().SetStrategy(ssBreadthFirst);
     return FCTrue;
   });
-  engine.Parse("(defrule r (a ?x) => (breadth) (printout t ?x)) (assert (a 1)) (assert (a 2)) (assert (a 3))",
-               true);
+  engine.Parse("(defrule r (a ?x) => (breadth) (printout t ?x)) (assert (a 1)) (assert (a 2)) (assert (a 3))", true);
   log.clear();
   EXPECT_EQ(engine.Run(), 3);
   // The agenda stood as 3 2 1, and the rebuild keeps that order under the other strategy.

@@ -21,9 +21,10 @@ TEST(Engine, ANewEngineHoldsTheMainModuleAndTheInitialFact) {
 
 TEST(Engine, ClearKeepsBuiltInsAndGlobalsAndResetBringsTheInitialFactBack) {
   TInferenceEngine engine;
-  engine.Parse("(defglobal ?*g* = 3) (deffunction f () 1) (deftemplate t (slot a)) (defrule r (t) =>) (assert (t (a 1)))"
-               "(deffacts s (x 1) (x 2))",
-               true);
+  engine.Parse(
+      "(defglobal ?*g* = 3) (deffunction f () 1) (deftemplate t (slot a)) (defrule r (t) =>) (assert (t (a 1)))"
+      "(deffacts s (x 1) (x 2))",
+      true);
   engine.Clear();
   EXPECT_EQ(engine.GetFacts().GetCount(), 0);
   EXPECT_EQ(engine.GetRules().GetCount(), 0);
@@ -87,12 +88,14 @@ TEST(Engine, AWrapperThatRaisesLeavesTheParserOnItsStream) {
 
 TEST(Engine, NothingIsAliveAfterDestruction) {
   const int64_t values = TKBValue::LiveCount();
+  const int64_t facts = TFact::LiveCount();
   {
     TInferenceEngine engine;
-    engine.Parse("(deftemplate p (slot n) (multislot m)) (deffacts s (p (n 1) (m a b)) (q 1 2))"
-                 "(defrule r ?f <- (p (n ?x) (m $? ?y)) (not (z ?x)) => (assert (z ?x)) (modify ?f (n 5)))"
-                 "(deffunction f (?a) (create$ ?a ?a)) (defglobal ?*g* = (f 1))",
-                 true);
+    engine.Parse(
+        "(deftemplate p (slot n) (multislot m)) (deffacts s (p (n 1) (m a b)) (q 1 2))"
+        "(defrule r ?f <- (p (n ?x) (m $? ?y)) (not (z ?x)) => (assert (z ?x)) (modify ?f (n 5)))"
+        "(deffunction f (?a) (create$ ?a ?a)) (defglobal ?*g* = (f 1))",
+        true);
     engine.Reset();
     engine.Run();
     engine.Clear();
@@ -100,7 +103,7 @@ TEST(Engine, NothingIsAliveAfterDestruction) {
     EXPECT_EQ(TActivation::LiveCount(), 0);
   }
   EXPECT_EQ(TKBValue::LiveCount(), values);
-  EXPECT_EQ(TFact::LiveCount(), 0);
+  EXPECT_EQ(TFact::LiveCount(), facts);
   EXPECT_EQ(TKBToken::LiveCount(), 0);
   EXPECT_EQ(TActivation::LiveCount(), 0);
 }
@@ -118,6 +121,30 @@ TEST(Engine, HostOwnedRulesAndFactSetsOutliveTheEngine) {
   EXPECT_EQ(facts.GetEngine(), nullptr);
   EXPECT_EQ(facts.GetFactText(0), "(a 1 )");
   EXPECT_EQ(rule.GetEngine(), nullptr);
+}
+
+TEST(Engine, WhatAHostKeepsOutlivesTheEngine) {
+  auto engine = std::make_unique<TInferenceEngine>();
+  engine->Parse("(deftemplate p (slot a (type INTEGER))) (deffunction f (?x) (+ ?x 1)) (assert (p (a 1)))", true);
+  const IFact fact = engine->GetFacts().Get(1);
+  const IFunCall call = engine->ParseFunCall("(f 1)");
+  EXPECT_EQ(call->Execute(engine->GetGlobalContext())->GetAsInteger(), 2);
+  const Ref<IUserFunction> function = engine->GetUserFunction("f");
+  const IModule module = engine->GetModules().Get(0);
+  const std::string text = fact->GetTemplate()->ToString();
+  engine.reset();
+  TInferenceEngine other;
+  EXPECT_EQ(fact->ToString(), "(p (a 1))");
+  EXPECT_EQ(fact->Clone()->GetTemplate()->ToString(), text);
+  fact->SetValue("a", MakeInteger(5));
+  EXPECT_EQ(call->ToString(), "(f 1)");
+  EXPECT_EQ(call->Clone()->GetReasoner(), nullptr);
+  EXPECT_THROW((void)call->Execute(other.GetGlobalContext()), EKBException);
+  EXPECT_EQ(function->GetReasonerCount(), 0);
+  function->AddReasoner(&other);
+  EXPECT_TRUE(other.ContainsUserFunction("f"));
+  EXPECT_EQ(module->GetOwner(), nullptr);
+  EXPECT_EQ(fact->GetTemplate()->Clone()->GetTemplateName(), "p");
 }
 
 }  // namespace

@@ -24,9 +24,7 @@ using TNames = std::vector<std::string>;
 class Modules : public testing::Test {
  protected:
   Modules() {
-    engine.OnPrintOut = [this](TInferenceEngine&, std::string_view, std::string_view text) {
-      printed += text;
-    };
+    engine.OnPrintOut = [this](TInferenceEngine&, std::string_view, std::string_view text) { printed += text; };
   }
   ~Modules() override { EXPECT_EQ(TEngineWalk(engine).Findings(), ""); }
 
@@ -131,10 +129,8 @@ TEST_F(Modules, FactsOfSharedTemplatesStandInAllModules) {
   engine.OnAssertion = [&](TInferenceEngine&, const IFact&) { ++asserted; };
   engine.OnRetraction = [&](TInferenceEngine&, const IFact&) { ++retracted; };
   engine.Assert("(a (x 3))");
-  EXPECT_EQ(FactsOf("M"),
-            "f-0 (Initial-Fact)\r\nf-1 (a (x 1))\r\nf-2 (own 1 )\r\nf-3 (a (x 2))\r\nf-5 (a (x 3))");
-  EXPECT_EQ(FactsOf("O"),
-            "f-0 (Initial-Fact)\r\nf-1 (a (x 1))\r\nf-3 (a (x 2))\r\nf-4 (mine 1 )\r\nf-5 (a (x 3))");
+  EXPECT_EQ(FactsOf("M"), "f-0 (Initial-Fact)\r\nf-1 (a (x 1))\r\nf-2 (own 1 )\r\nf-3 (a (x 2))\r\nf-5 (a (x 3))");
+  EXPECT_EQ(FactsOf("O"), "f-0 (Initial-Fact)\r\nf-1 (a (x 1))\r\nf-3 (a (x 2))\r\nf-4 (mine 1 )\r\nf-5 (a (x 3))");
   EXPECT_EQ(asserted, 1);
   EXPECT_EQ(engine.Assert("(a (x 3))"), -1);
   engine.SetCurrentModule(Module("M"));
@@ -204,9 +200,8 @@ TEST_F(Modules, ImportsNameEarlierModules) {
   Do("(defmodule B (export ?ALL))");
   const auto main = MakeRef<TModule>(&engine, true);
   main->AddImport(main->AddImport("B"));
-  EXPECT_EQ(
-      MessageOf([&] { engine.AddModule(main); }),
-      "Invalid module dependency.  Module \"MAIN\" imports module \"B\" which is later in the module list");
+  EXPECT_EQ(MessageOf([&] { engine.AddModule(main); }),
+            "Invalid module dependency.  Module \"MAIN\" imports module \"B\" which is later in the module list");
   EXPECT_TRUE(Module("MAIN") && Module("MAIN") != main) << "the old one has not been removed for nothing";
   const auto late = MakeRef<TModule>(&engine, false);
   late->SetName("late");
@@ -266,12 +261,8 @@ TEST_F(Modules, ARemovedModuleTakesAlongWhatOthersHaveOfIt) {
      "(defrule O::r (a (x ?x)) => ) (defrule O::s (own (y ?y)) => ) (assert (a (x 1))) (assert (own (y 1)))"
      "(focus M O)");
   TNames events;
-  engine.OnRemoveModule = [&](TInferenceEngine&, const IModule& module) {
-    events.push_back("-" + module->GetName());
-  };
-  engine.OnClearModule = [&](TInferenceEngine&, const IModule& module) {
-    events.push_back("0" + module->GetName());
-  };
+  engine.OnRemoveModule = [&](TInferenceEngine&, const IModule& module) { events.push_back("-" + module->GetName()); };
+  engine.OnClearModule = [&](TInferenceEngine&, const IModule& module) { events.push_back("0" + module->GetName()); };
   engine.RemoveModule(Module("M"));
   EXPECT_EQ(events, (TNames{"-M", "0M"}));
   EXPECT_EQ(TemplatesOf("O"), TNames{"own"});

@@ -1,5 +1,4 @@
-// Redefinition of templates, types, modules, rules and fact sets: what stays, what goes, and that nothing
-// dangles.
+// Redefinition of templates, types, modules, rules and fact sets: what stays, what goes, and that nothing dangles.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -61,9 +60,8 @@ class TTormentor {
   }
 
   std::string SlotDefinition(const std::string& name) {
-    const std::string type =
-        Any<std::string>({"", "", "(type NUMBER)", "(type LEXEME)", "(type " + Type() + ")", "(range 0 5)",
-                          "(allowed-symbols x y)"});
+    const std::string type = Any<std::string>(
+        {"", "", "(type NUMBER)", "(type LEXEME)", "(type " + Type() + ")", "(range 0 5)", "(allowed-symbols x y)"});
     return (Chance(25) ? "(multislot " : "(slot ") + name + " " + type + ")";
   }
 
@@ -106,8 +104,7 @@ class TTormentor {
 
   std::string FactText() {
     const std::string name = Template();
-    if (IsOrdered(name))
-      return "(" + name + (name == "Initial-Fact" ? "" : " " + Value() + " " + Value()) + ")";
+    if (IsOrdered(name)) return "(" + name + (name == "Initial-Fact" ? "" : " " + Value() + " " + Value()) + ")";
     std::string text = "(" + name;
     for (const std::string& slot : SlotsOf(name)) text += " (" + slot + " " + Value() + ")";
     return text + ")";
@@ -142,12 +139,10 @@ class TTormentor {
       first->GetExportItems()->SetDefinedTypesShared(kb::mieAll);
     }
     std::string text = "(defmodule " + ModuleName() + " ";
-    if (Chance(80))
-      text += Any<std::string>({"(export ?ALL)", "(export deftemplate p q) (export deftype ?ALL)"});
+    if (Chance(80)) text += Any<std::string>({"(export ?ALL)", "(export deftemplate p q) (export deftype ?ALL)"});
     const IModule other = Module();
     if (Chance(80)) {
-      text += "(import " + other->GetName() + " " +
-              Any<std::string>({"?ALL", "deftemplate p Q", "deftype ?ALL"}) + ")";
+      text += "(import " + other->GetName() + " " + Any<std::string>({"?ALL", "deftemplate p Q", "deftype ?ALL"}) + ")";
     }
     return text + ")";
   }
@@ -157,8 +152,7 @@ class TTormentor {
     if (lot < 12) return Do(TemplateText());
     if (lot < 16) return Do(TypeText());
     if (lot < 34) return Do(RuleText());
-    if (lot < 38)
-      return Do("(deffacts " + Any<std::string>({"f1", "f2"}) + " " + FactText() + FactText() + ")");
+    if (lot < 38) return Do("(deffacts " + Any<std::string>({"f1", "f2"}) + " " + FactText() + FactText() + ")");
     if (lot < 42) return Do(ModuleText());
     if (lot < 44) return Remove();
     if (lot < 47) return Rename();
@@ -236,8 +230,7 @@ class TTormentor {
 void RecompileAll(TInferenceEngine& engine) {
   for (int i = 0; i < engine.GetModules().GetCount(); ++i) {
     const IModule module = engine.GetModules().Get(i);
-    for (int k = 0; k < module->GetRules()->GetCount(); ++k)
-      engine.RuleChange(*module->GetRules()->GetValue(k));
+    for (int k = 0; k < module->GetRules()->GetCount(); ++k) engine.RuleChange(*module->GetRules()->GetValue(k));
   }
 }
 

@@ -134,9 +134,8 @@ TEST(Rule, ANameIsChangedInTheRegistryAlsoDuringAnUpdate) {
 
 TEST(Rule, ACopyThatFailsLeavesTheTargetAsItWas) {
   TInferenceEngine engine;
-  engine.Parse(
-      "(deftemplate p (slot x)) (defrule good (declare (salience 3) (oneshot TRUE)) (p (x ?v)) => (halt))",
-      true);
+  engine.Parse("(deftemplate p (slot x)) (defrule good (declare (salience 3) (oneshot TRUE)) (p (x ?v)) => (halt))",
+               true);
   TRule target(&engine, "target", "");  // of the engine, and not registered
   target.Assign(RuleOf(engine, "good"));
   EXPECT_EQ(target.GetRuleName(), "good");

@@ -81,8 +81,7 @@ TEST_F(FactFunctions, AModifyThatFailsLosesNothing) {
   EXPECT_EQ(program.Eval("(modify 0 (name x) (nosuch 1))"), "!No such slot name: \"nosuch\"");
   EXPECT_EQ(Facts(program), before);
   // A rule goes on with the id that it has.
-  program.Eval(
-      "(defrule r ?f <- (item (price 5)) => (try (modify ?f (price (/ 1 0))) catch (modify ?f (price 6))))");
+  program.Eval("(defrule r ?f <- (item (price 5)) => (try (modify ?f (price (/ 1 0))) catch (modify ?f (price 6))))");
   EXPECT_EQ(program.Eval("(run)"), "1");
   EXPECT_EQ(Facts(program), "(item (name ball) (price 6) (tags red round ))");
 }
@@ -96,9 +95,7 @@ TEST_F(FactFunctions, AModifyThatTheTypeCheckRefusesLosesNothing) {
 }
 
 TEST_F(FactFunctions, AHandlerThatRaisesDuringModifyLosesNothing) {
-  program.engine.OnRetraction = [](kb::TInferenceEngine&, const kb::IFact&) {
-    throw kb::EException("handler");
-  };
+  program.engine.OnRetraction = [](kb::TInferenceEngine&, const kb::IFact&) { throw kb::EException("handler"); };
   EXPECT_EQ(program.Eval("(modify 0 (price 1))"), "!handler");
   program.engine.OnRetraction = nullptr;
   EXPECT_EQ(Facts(program), "(item (name ball) (price 5) (tags red round ))");
@@ -106,8 +103,7 @@ TEST_F(FactFunctions, AHandlerThatRaisesDuringModifyLosesNothing) {
 
 TEST_F(FactFunctions, DuplicateLeavesTheSource) {
   EXPECT_EQ(program.Eval("(bind ?t x) (duplicate 0 (price 6) (tags ?t y))"), "x\n<Fact-1>");
-  EXPECT_EQ(Facts(program),
-            "(item (name ball) (price 5) (tags red round ))\n(item (name ball) (price 6) (tags x y ))");
+  EXPECT_EQ(Facts(program), "(item (name ball) (price 5) (tags red round ))\n(item (name ball) (price 6) (tags x y ))");
   EXPECT_EQ(program.Eval("(duplicate 0 (price 5))"), "<Fact--1>");
   EXPECT_EQ(program.Eval("(duplicate 0)"), "!Too few arguments for duplicate");
 }
@@ -149,8 +145,7 @@ TEST(BackwardChaining, AsksForAMissingFact) {
 }
 
 TEST_F(FactFunctions, EngineFunctionsInsideActionsAreSafe) {
-  for (const char* action :
-       {"(clear)", "(reset)", "(halt)", "(retract *)", "(clear-focus-stack)", "(pop-focus)"}) {
+  for (const char* action : {"(clear)", "(reset)", "(halt)", "(retract *)", "(clear-focus-stack)", "(pop-focus)"}) {
     TProgram own;
     own.Eval("(clear) (deftemplate a (slot x))");
     own.Eval("(defrule r ?f <- (a (x ?v)) => (printout t ?v) " + std::string(action) + " (printout t ?v))");

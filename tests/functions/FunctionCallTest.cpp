@@ -29,8 +29,7 @@ TEST(FunctionCall, ArgumentsFitTheirType) {
   EXPECT_EQ(call->GetArgument(3)->GetAsInteger(), 3);
   EXPECT_EQ(MessageOf([&] { call->AddArgument("a", kb::dtInteger); }),
             "Not a String type.  Value (a) is a dtInteger type");
-  EXPECT_EQ(MessageOf([&] { call->AddArgument(7, kb::dtAtom); }),
-            "Not a Integer type.  Value (7) is a dtAtom type");
+  EXPECT_EQ(MessageOf([&] { call->AddArgument(7, kb::dtAtom); }), "Not a Integer type.  Value (7) is a dtAtom type");
   EXPECT_EQ(MessageOf([&] { call->AddArgument(1.5, kb::dtAtom); }),
             "Not a Float type.  Value (1.5000) is a dtAtom type");
   EXPECT_EQ(call->GetArgumentCount(), 4);

@@ -233,8 +233,7 @@ TEST(Packages, StandardFunctionsKeepTheirOrder) {
 }
 
 TEST(Packages, ATypeTestSaysWhatItTests) {
-  const auto function =
-      MakeRef<kb::TVerifyTypePFunction>("numberp", kb::TKBTypes{kb::dtInteger, kb::dtFloat});
+  const auto function = MakeRef<kb::TVerifyTypePFunction>("numberp", kb::TKBTypes{kb::dtInteger, kb::dtFloat});
   EXPECT_EQ(function->GetComment(),
             "Returns TRUE if the argument is of the following type(s): Integer, Float.  If the argument is "
             "any other "

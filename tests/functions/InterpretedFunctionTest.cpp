@@ -83,9 +83,8 @@ TEST(InterpretedFunction, CountsAndParameterKinds) {
     function->AddArgument("x", kb::dtInteger);
     FAIL();
   } catch (const EKBException& error) {
-    EXPECT_EQ(
-        error.Message(),
-        "Invalid argument type for deffunction: \"dtInteger\".  Expected Atom, Variable, MultiVariable");
+    EXPECT_EQ(error.Message(),
+              "Invalid argument type for deffunction: \"dtInteger\".  Expected Atom, Variable, MultiVariable");
   }
 }
 

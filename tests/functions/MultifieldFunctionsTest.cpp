@@ -71,9 +71,8 @@ TEST(MultifieldFunctions, Searching) {
 TEST(MultifieldFunctions, TheGivenListStaysAsItIs) {
   TProgram program;
   program.Eval("(bind ?list (create$ a b c))");
-  for (const char* text :
-       {"(insert$ ?list 1 x)", "(rest$ ?list)", "(delete$ ?list 0 1)", "(replace$ ?list 0 0 z)",
-        "(subseq$ ?list 0 1)", "(foreach e ?list (bind ?list2 (insert$ ?list 0 ?e)))"}) {
+  for (const char* text : {"(insert$ ?list 1 x)", "(rest$ ?list)", "(delete$ ?list 0 1)", "(replace$ ?list 0 0 z)",
+                           "(subseq$ ?list 0 1)", "(foreach e ?list (bind ?list2 (insert$ ?list 0 ?e)))"}) {
     program.Eval(text);
     EXPECT_EQ(program.Eval("(implode$ ?list)"), "\"a b c\"") << text;
   }

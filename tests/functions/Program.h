@@ -15,9 +15,7 @@ namespace kbtest {
 class TProgram {
  public:
   TProgram() {
-    engine.OnPrintOut = [this](kb::TInferenceEngine&, std::string_view, std::string_view text) {
-      output += text;
-    };
+    engine.OnPrintOut = [this](kb::TInferenceEngine&, std::string_view, std::string_view text) { output += text; };
   }
 
   /// Parses and runs the text. Gives what it printed, with LF as line end and none behind the last line;

@@ -33,8 +33,7 @@ TEST(StringPackage, PositionsCountCharacters) {
       {"(sub-string 0 1 \"abc\")", "!Invalid substring parameters: 0, 1"},
       {"(sub-string 4 4 \"abc\")", "!Invalid substring parameters: 4, 4"},
       {"(sub-string 3 1 \"abc\")", "!Invalid substring parameters: 3, 1"},
-      {"(sub-string 2147483647 -2147483648 \"abc\")",
-       "!Invalid substring parameters: 2147483647, -2147483648"},
+      {"(sub-string 2147483647 -2147483648 \"abc\")", "!Invalid substring parameters: 2147483647, -2147483648"},
   };
   ExpectEach(cases);
 }

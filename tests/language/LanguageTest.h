@@ -13,9 +13,7 @@ namespace kbtest {
 class LanguageTest : public testing::Test {
  protected:
   LanguageTest() {
-    engine.OnPrintOut = [this](kb::TInferenceEngine&, std::string_view, std::string_view text) {
-      printed += text;
-    };
+    engine.OnPrintOut = [this](kb::TInferenceEngine&, std::string_view, std::string_view text) { printed += text; };
   }
 
   /// Parses and executes a text; gives the message of the exception, or nothing.

@@ -23,10 +23,9 @@ class ParseError : public LanguageTest {
     for (const TCase& test : cases) EXPECT_EQ(Fault(test.text), test.message) << test.text;
   }
 
-  static std::string Framed(const std::string& message, const std::string& where,
-                            const std::string& expression, int line = 1) {
-    return "Parsing Error, " + message + " in " + where + " at line " + std::to_string(line) + ": " +
-           expression;
+  static std::string Framed(const std::string& message, const std::string& where, const std::string& expression,
+                            int line = 1) {
+    return "Parsing Error, " + message + " in " + where + " at line " + std::to_string(line) + ": " + expression;
   }
 };
 
@@ -48,10 +47,8 @@ TEST_F(ParseError, TopLevel) {
 }
 
 TEST_F(ParseError, LinesAndLongExpressions) {
-  EXPECT_EQ(Fault("(+ 1 2)\r\n(foo\n\nbar (1))"),
-            Framed("Missing name", "ParseFunCall", " ( foo \r\nbar ( 1 ", 4));
-  const std::string text =
-      "(foo " + std::string(300, 'x') + " (\xC3\xA4\xC3\xB6 " + std::string(200, 'y') + " (1)))";
+  EXPECT_EQ(Fault("(+ 1 2)\r\n(foo\n\nbar (1))"), Framed("Missing name", "ParseFunCall", " ( foo \r\nbar ( 1 ", 4));
+  const std::string text = "(foo " + std::string(300, 'x') + " (\xC3\xA4\xC3\xB6 " + std::string(200, 'y') + " (1)))";
   const std::string message = Fault(text);
   EXPECT_NE(message.find(" ( foo " + std::string(121, 'x') + "... \r\n" + std::string(123, 'y') + " ( 1 "),
             std::string::npos)
@@ -65,8 +62,7 @@ TEST_F(ParseError, Facts) {
       true);
   Check({
       {"(assert (\"a\"))", Framed("Expected \"( <atom>\"", "ParseFact", R"( ( assert ( \"a"\ )")},
-      {"(assert (b = 3))",
-       Framed("\"=\" cannot appear as an atom within a fact", "ParseList", " ( assert ( b = 3 ")},
+      {"(assert (b = 3))", Framed("\"=\" cannot appear as an atom within a fact", "ParseList", " ( assert ( b = 3 ")},
       {"(assert (b & 3))", Framed("Bad Slot Value: &", "ParseList", " ( assert ( b & ")},
       {"(assert (b 1 2", Framed("Expected \")\"", "ParseFactSlot", " ( assert ( b 1 2 EOF ")},
       {"(assert (p x))", Framed("Expected \"(\"", "ParseFactSlot", " ( assert ( p x ")},
@@ -81,16 +77,14 @@ TEST_F(ParseError, Facts) {
       {"(modify 1 (n))", Framed("Expected value missing", "ParseValuePair", " ( modify 1 ( n ")},
       {"(modify 1 (2 n))", Framed("Expected \"( <atom>\"", "ParseValuePair", " ( modify 1 ( 2 ")},
       {"(modify 1 (n & 1))", Framed("Bad Argument: &", "ParseValue", " ( modify 1 ( n & ")},
-      {"(foo ((x 1)))",
-       Framed("Expected number, variable, or function call", "ParseFuzzyPoints", " ( foo ( ( x ")},
+      {"(foo ((x 1)))", Framed("Expected number, variable, or function call", "ParseFuzzyPoints", " ( foo ( ( x ")},
       {"(foo ((1 2 3)))", Framed("Expected \")\"", "ParseFuzzyPoints", " ( foo ( ( 1 2 3 ")},
   });
   const std::string elements = Fault("(assert (p (m 1 x)))");
   EXPECT_NE(elements.find("Not a "), std::string::npos) << elements;
   EXPECT_NE(elements.find("for m slot in ParseValue(Fact Slot) at line 1"), std::string::npos) << elements;
   engine.GetParser().SetStrictFactTemplates(true);
-  Check({{"(assert (unknown 1))",
-          Framed("Unknown fact template: unknown", "ParseFact", " ( assert ( unknown ")}});
+  Check({{"(assert (unknown 1))", Framed("Unknown fact template: unknown", "ParseFact", " ( assert ( unknown ")}});
 }
 
 TEST_F(ParseError, Templates) {
@@ -105,27 +99,24 @@ TEST_F(ParseError, Templates) {
        Framed("No such module with name=nosuch exists", "ParseFullName", " ( deftemplate nosuch::a ")},
       {"(deftemplate a x)",
        Framed("Expected \"(\", \"extends\", or \"is-a\"", "ParseFactTemplate", " ( deftemplate a x ")},
-      {"(deftemplate a extends 1)", Framed("Missing name of parent template to extend", "ParseFactTemplate",
-                                           " ( deftemplate a extends 1 ")},
+      {"(deftemplate a extends 1)",
+       Framed("Missing name of parent template to extend", "ParseFactTemplate", " ( deftemplate a extends 1 ")},
       {"(deftemplate a is-a)",
        Framed("Missing name of type for fact template", "ParseFactTemplate", " ( deftemplate a is-a ) ")},
       {"(deftemplate a is-a nosuch)",
        Framed("type name unknown or invalid: nosuch", "ParseFactTemplate", " ( deftemplate a is-a nosuch ")},
       {"(deftemplate a (SLOT b))",
        Framed("Invalid slot type: SLOT", "ParseFactTemplateSlot", " ( deftemplate a ( SLOT ")},
-      {"(deftemplate a (slot 1))",
-       Framed("Bad Slot Name: 1", "ParseFactTemplateSlot", " ( deftemplate a ( slot 1 ")},
+      {"(deftemplate a (slot 1))", Framed("Bad Slot Name: 1", "ParseFactTemplateSlot", " ( deftemplate a ( slot 1 ")},
       {"(deftemplate a (slot b$c))", "\"b$c\" contains unexpected character: \"$\""},
       {"(deftemplate a$b (slot c))", "\"a$b\" contains unexpected character: \"$\""},
-      {"(deftemplate a (slot b) c)",
-       Framed("Expected \")\"", "ParseFactTemplate", " ( deftemplate a ( slot b ) c ")},
+      {"(deftemplate a (slot b) c)", Framed("Expected \")\"", "ParseFactTemplate", " ( deftemplate a ( slot b ) c ")},
       {"(deftemplate a (slot b c))", slot("Expected \")\"", "c ", "ParseFactTemplate")},
       {"(deftemplate a (slot b (sort 1)))", slot("Invalid slot qualifier: sort", "( sort ")},
       {"(deftemplate a (slot b (default ?NONE)))", "Corrupted Binding, variable not found: NONE"},
       {"(deftemplate a (slot b (range 1 ?max)))", "Corrupted Binding, variable not found: max"},
       {"(deftemplate a (slot b (allowed-integers one)))", "Not a integer type.  Value (one) is a dtAtom type"},
-      {"(deftemplate a (slot b (type NOTYPE)))",
-       slot("Invalid slot type: NOTYPE", "( type NOTYPE ", "ParseSlotTypes")},
+      {"(deftemplate a (slot b (type NOTYPE)))", slot("Invalid slot type: NOTYPE", "( type NOTYPE ", "ParseSlotTypes")},
       {"(deftemplate a (slot b (type FUZZY INTEGER)))",
        slot("Cannot mix fuzzy type with other primitive types", "( type FUZZY INTEGER ", "ParseSlotTypes")},
       {"(deftemplate a (slot b (type FUZZY) (range 1 2)))",
@@ -134,8 +125,7 @@ TEST_F(ParseError, Templates) {
       {"(deftemplate a (slot b (range x 1)))",
        slot("Expected integer, variable, or function call for range", "( range x ", "ParseDefinedType")},
       {"(deftemplate a (slot b (cardinality 1)))",
-       slot("Expected integer, variable, or function call for cardinality", "( cardinality 1 ) ",
-            "ParseDefinedType")},
+       slot("Expected integer, variable, or function call for cardinality", "( cardinality 1 ) ", "ParseDefinedType")},
       {"(deftemplate a (slot b (ALLOWED-values x)))",
        slot("Expected allowed value argument for deftype, received ALLOWED-values", "( ALLOWED-values ",
             "ParseDefinedType")},
@@ -154,8 +144,8 @@ TEST_F(ParseError, TypesModulesFunctionsAndGlobals) {
        Framed("Missing keyword.  Expected \"extends\"", "ParseDefinedType", " ( deftype t ( ")},
       {"(deftype t extends (kind ATOM))",
        Framed("Missing keyword.  Expected \"type\"", "ParseDefinedType", " ( deftype t extends ( kind ")},
-      {"(deftype t extends (type t1 t2))", Framed("Multiple inheritance is not allowed for deftypes",
-                                                  "ParseSlotTypes", " ( deftype t extends ( type t1 t2 ")},
+      {"(deftype t extends (type t1 t2))", Framed("Multiple inheritance is not allowed for deftypes", "ParseSlotTypes",
+                                                  " ( deftype t extends ( type t1 t2 ")},
       {"(deftype t extends (type ATOM) (colour red))",
        Framed("Expected allowed value argument for deftype, received colour", "ParseDefinedType",
               " ( deftype t extends ( type ATOM ) ( colour ")},
@@ -165,20 +155,18 @@ TEST_F(ParseError, TypesModulesFunctionsAndGlobals) {
       {"(defmodule m (import nosuch ?ALL))",
        Framed("Module does not exist: \"nosuch\"", "ParseModule", " ( defmodule m ( import nosuch ")},
       {"(defmodule m (export defrule ?ALL))",
-       Framed("Missing module export keyword (?ALL, ?NONE, deftype, or deftemplate): \"defrule\"",
-              "ParseModule", " ( defmodule m ( export defrule ")},
+       Framed("Missing module export keyword (?ALL, ?NONE, deftype, or deftemplate): \"defrule\"", "ParseModule",
+              " ( defmodule m ( export defrule ")},
       {"(defmodule m (export ?SOME))",
        Framed("Unknown variable name: SOME", "ParseModule", " ( defmodule m ( export ?SOME ")},
-      {"(defmodule m (export deftemplate a 1))",
-       Framed("Invalid name in defmodule name list: \"1\"", "ParseNameList",
-              " ( defmodule m ( export deftemplate a 1 ")},
+      {"(defmodule m (export deftemplate a 1))", Framed("Invalid name in defmodule name list: \"1\"", "ParseNameList",
+                                                        " ( defmodule m ( export deftemplate a 1 ")},
       {"(deffunction f x)", Framed("Expected \"(\"", "ParseFunction", " ( deffunction f x ")},
       {"(deffunction f (1))", Framed("Expected \")\"", "ParseFunction", " ( deffunction f ( 1 ")},
-      {"(deffunction f () =)",
-       Framed("Unexpected character found: \"=\"", "ParseFunction", " ( deffunction f ( ) = ")},
+      {"(deffunction f () =)", Framed("Unexpected character found: \"=\"", "ParseFunction", " ( deffunction f ( ) = ")},
       {"(defglobal x)", Framed("Missing name", "ParseVariable", " ( defglobal x ")},
-      {"(defglobal ?x = 1)", Framed("Bad Variable Name, must start and end with an asterisk: x",
-                                    "ParseVariable", " ( defglobal ?x ")},
+      {"(defglobal ?x = 1)",
+       Framed("Bad Variable Name, must start and end with an asterisk: x", "ParseVariable", " ( defglobal ?x ")},
       {"(defglobal ?*x* 1)", Framed("Expected \"=\"", "ParseVariable", " ( defglobal ?*x* 1 ")},
   });
 }
@@ -205,14 +193,13 @@ TEST_F(ParseError, Rules) {
       {"(defrule r (declare (weight 1)) =>)",
        rule("Expected rule property, salience, oneshot, or enabled", "( declare ( weight ", "ParseRule")},
       {"(defrule r (declare (salience 1.5)) =>)",
-       rule("Expected integer, variable, or function call for salience", "( declare ( salience 1.5000 ",
-            "ParseRule")},
+       rule("Expected integer, variable, or function call for salience", "( declare ( salience 1.5000 ", "ParseRule")},
       {"(defrule r (a) => 1)", rule("Expected \")\"", "( a ) = > 1 ", "ParseRule")},
       {"(defrule r (a) (foo))", rule("Expected \"=>\"", "( a ) ( foo ) ) ", "ParseRule")},
       {"(defrule r (a) x =>)", rule("Expected \"=>\"", "( a ) x ", "ParseRule")},
       {"(defrule r ?x (a) =>)", rule("Expected \"<-\"", "?x ( ", "ParseRulePatterns")},
-      {"(defrule r ?x <- (not (a)) =>)", rule("\"not\" and \"test\" CEs cannot be bound to variables",
-                                              "?x <- ( not ( a ) ) ", "ParseRulePatterns")},
+      {"(defrule r ?x <- (not (a)) =>)",
+       rule("\"not\" and \"test\" CEs cannot be bound to variables", "?x <- ( not ( a ) ) ", "ParseRulePatterns")},
       {"(defrule r (\"a\") =>)", rule("Expected \"( <atom>\"", R"(( \"a"\ )", "ParsePattern")},
       {"(defrule r (exists (a) (b)) =>)", rule("Expected \")\"", "( exists ( a ) ( ", "ParsePattern")},
       {"(defrule r (or (a) (b)) =>)", rule("Bad Slot Value: (", "( or ( ", "ParsePattern")},
@@ -248,10 +235,8 @@ TEST_F(ParseError, GatheredAtTheEnd) {
   EXPECT_EQ(engine.GetRules().GetCount(), 2) << "what is right is kept";
 
   EXPECT_EQ(Fault("(defrule b (x))\n(+ 1 2)\n(nosuch)\n(+ 3 4)"),
-            "Errors parsing stream:\r\n" + Framed("Expected \"=>\"", "ParseRule", " ( defrule b ( x ) ) ") +
-                "\r\n" +
-                Framed("Function is unimplemented or unassigned: nosuch", "Parse", " ( nosuch ) ", 3) +
-                "\r\n");
+            "Errors parsing stream:\r\n" + Framed("Expected \"=>\"", "ParseRule", " ( defrule b ( x ) ) ") + "\r\n" +
+                Framed("Function is unimplemented or unassigned: nosuch", "Parse", " ( nosuch ) ", 3) + "\r\n");
   EXPECT_EQ(printed, "3\r\n7\r\n") << "calls are executed in any case";
   EXPECT_EQ(Fault("(+ 1 2) (exit) (+ 3 4) (bad"), "") << "a silent abort ends the text without an entry";
 }
@@ -264,8 +249,7 @@ TEST_F(ParseError, TheNumberOfGatheredErrorsIsLimited) {
     engine.SetParserMaxErrors(limit);
     const std::string message = Fault(text);
     int count = 0;
-    for (size_t at = message.find("Missing name"); at != std::string::npos;
-         at = message.find("Missing name", at + 1)) {
+    for (size_t at = message.find("Missing name"); at != std::string::npos; at = message.find("Missing name", at + 1)) {
       ++count;
     }
     return count;
@@ -280,8 +264,7 @@ TEST_F(ParseError, AWrapperGivesTheStreamBack) {
   EXPECT_NE(MessageOf([&] { static_cast<void>(engine.ParseFact("(x =")); }), "");
   EXPECT_EQ(engine.GetParser().GetStream(), &stream);
   engine.GetParser().SetStream(nullptr);
-  EXPECT_EQ(MessageOf([&] { static_cast<void>(engine.GetParser().ParseFact()); }),
-            "Unexpected end of stream");
+  EXPECT_EQ(MessageOf([&] { static_cast<void>(engine.GetParser().ParseFact()); }), "Unexpected end of stream");
 }
 
 TEST_F(ParseError, DeepNestingEndsInAnException) {
@@ -289,11 +272,8 @@ TEST_F(ParseError, DeepNestingEndsInAnException) {
   const struct {
     std::string head;
     std::string open;
-  } cases[] = {{"", "(f "},
-               {"(assert ", "(a =(f "},
-               {"(defrule r ", "(not "},
-               {"(deffunction f () ", "(g "},
-               {"", "(f (("}};
+  } cases[] = {
+      {"", "(f "}, {"(assert ", "(a =(f "}, {"(defrule r ", "(not "}, {"(deffunction f () ", "(g "}, {"", "(f (("}};
   for (const auto& test : cases) {
     std::string text = test.head;
     for (int i = 0; i < depth; ++i) text += test.open;
@@ -410,8 +390,7 @@ TEST_F(ParseError, AnyTextEndsInAConstructOrAnException) {
     for (const std::string& word : words) text += word + " ";
     return text;
   };
-  EXPECT_EQ(Fault(join(program)), "Function is unimplemented or unassigned: f")
-      << "the program itself is correct";
+  EXPECT_EQ(Fault(join(program)), "Function is unimplemented or unassigned: f") << "the program itself is correct";
   uint32_t state = 7;
   const auto random = [&state](size_t below) {
     state = state * 1664525 + 1013904223;

@@ -23,8 +23,7 @@ class Parser : public LanguageTest {
     std::string text = pattern.GetName() + "/" + std::to_string(pattern.GetNegatedCount());
     for (int slot = 0; slot < pattern.GetSlotCount(); ++slot) {
       if (pattern.GetSlotTestCount(slot) == 0 && pattern.GetSlotLength(slot) < 0) continue;
-      text += " " + pattern.GetSlotName(slot).ToString() + "[" + std::to_string(pattern.GetSlotLength(slot)) +
-              "]";
+      text += " " + pattern.GetSlotName(slot).ToString() + "[" + std::to_string(pattern.GetSlotLength(slot)) + "]";
       for (const auto& test : pattern.GetSlotTests(slot)) {
         text += " " + std::to_string(test->GetMultiSlotSubIndex()) + ":";
         if (!test->GetConjunction()) text += "|";
@@ -46,12 +45,8 @@ class Parser : public LanguageTest {
     return result;
   }
 
-  IFactSlot Slot(const std::string& qualifiers) {
-    return engine.ParseFactTemplateSlot("(slot b " + qualifiers + ")");
-  }
-  std::string Default(const std::string& qualifiers) {
-    return Slot(qualifiers)->GetSlotDefault()->ToString();
-  }
+  IFactSlot Slot(const std::string& qualifiers) { return engine.ParseFactTemplateSlot("(slot b " + qualifiers + ")"); }
+  std::string Default(const std::string& qualifiers) { return Slot(qualifiers)->GetSlotDefault()->ToString(); }
 };
 
 TEST_F(Parser, TopLevelValuesAndCallsAreEchoed) {
@@ -81,11 +76,10 @@ TEST_F(Parser, OnParseTellsOfEveryExpression) {
   EXPECT_EQ(types, (std::vector<int>{kb::ptEOF}));
   types.clear();
   references = 0;
-  engine.Parse(
-      "a (+ 1 2) nil (defrule r =>) (deffacts f) (deftemplate t) (deffunction g ()) (defglobal ?*x* = 1)",
-      true);
-  EXPECT_EQ(types, (std::vector<int>{kb::ptValue, kb::ptFunCall, kb::ptNone, kb::ptNone, kb::ptNone,
-                                     kb::ptNone, kb::ptNone, kb::ptNone, kb::ptEOF}));
+  engine.Parse("a (+ 1 2) nil (defrule r =>) (deffacts f) (deftemplate t) (deffunction g ()) (defglobal ?*x* = 1)",
+               true);
+  EXPECT_EQ(types, (std::vector<int>{kb::ptValue, kb::ptFunCall, kb::ptNone, kb::ptNone, kb::ptNone, kb::ptNone,
+                                     kb::ptNone, kb::ptNone, kb::ptEOF}));
   EXPECT_EQ(objects, 2) << "the rule and the fact set";
   EXPECT_EQ(references, 5) << "two values, template, function, end";
 }
@@ -93,9 +87,7 @@ TEST_F(Parser, OnParseTellsOfEveryExpression) {
 TEST_F(Parser, EventsOfTheParts) {
   std::string events;
   kb::TKBParser& parser = engine.GetParser();
-  parser.OnParseFact = [&](kb::TKBParser&, const kb::IFact& fact) {
-    events += "fact " + fact->ToString() + ";";
-  };
+  parser.OnParseFact = [&](kb::TKBParser&, const kb::IFact& fact) { events += "fact " + fact->ToString() + ";"; };
   parser.OnParseFunCall = [&](kb::TKBParser&, const kb::IFunCall& call) {
     events += "call " + call->GetName().ToString() + ";";
   };
@@ -103,9 +95,7 @@ TEST_F(Parser, EventsOfTheParts) {
     events += "pattern " + pattern.GetName() + ";";
   };
   parser.OnParseRule = [&](kb::TKBParser&, kb::TRule& rule) { events += "rule " + rule.GetRuleName() + ";"; };
-  parser.OnParseFactSet = [&](kb::TKBParser&, kb::TFactSet& set) {
-    events += "set " + set.GetFactSetName() + ";";
-  };
+  parser.OnParseFactSet = [&](kb::TKBParser&, kb::TFactSet& set) { events += "set " + set.GetFactSetName() + ";"; };
   parser.OnParseVariable = [&](kb::TKBParser&, std::string_view name, const IKBValue& value) {
     events += "variable " + std::string(name) + "=" + value->ToString() + ";";
   };
@@ -197,8 +187,7 @@ TEST_F(Parser, SlotFunctionTable) {
   kb::TKBClipsParser copy(engine, nullptr);
   copy.Assign(parser);
   EXPECT_EQ(copy.IndexOfSlotFunction("f"), index);
-  EXPECT_EQ(MessageOf([&] { static_cast<void>(parser.GetSlotFunctionName(99)); }),
-            "List index out of bounds (99)");
+  EXPECT_EQ(MessageOf([&] { static_cast<void>(parser.GetSlotFunctionName(99)); }), "List index out of bounds (99)");
 }
 
 TEST_F(Parser, CommentsStayWithCallsAndPatterns) {
@@ -222,8 +211,7 @@ TEST_F(Parser, CommentsStayWithCallsAndPatterns) {
 }
 
 TEST_F(Parser, SlotValuesAreFitted) {
-  engine.Parse("(deftemplate p (slot i (type INTEGER)) (slot f (type FLOAT)) (slot any) (multislot m))",
-               true);
+  engine.Parse("(deftemplate p (slot i (type INTEGER)) (slot f (type FLOAT)) (slot any) (multislot m))", true);
   const auto slot = [this](const std::string& fact, const std::string& name) {
     const IKBValue value = engine.ParseFact(fact)->GetValue(name);
     return std::to_string(value->GetDType()) + " " + value->ToString();
@@ -341,8 +329,7 @@ TEST_F(Parser, FactSets) {
 TEST_F(Parser, Declarations) {
   engine.Parse("(deffunction no () FALSE) (defglobal ?*s* = 7)", true);
   const auto flags = [this](const std::string& declarations) {
-    const std::unique_ptr<kb::TRule> rule(
-        engine.ParseRule("(defrule r \"c\" (declare " + declarations + ") =>)"));
+    const std::unique_ptr<kb::TRule> rule(engine.ParseRule("(defrule r \"c\" (declare " + declarations + ") =>)"));
     return std::to_string(rule->GetSalience()) + (rule->GetEnabled() ? " enabled" : "") +
            (rule->GetOneShot() ? " oneshot" : "") + (rule->GetAutoFocus() ? " focus" : "");
   };
@@ -405,8 +392,7 @@ TEST_F(Parser, ModulesOfNames) {
 
 TEST_F(Parser, ModuleItems) {
   engine.Parse("(defmodule m \"c\" (export deftype a b) (export deftemplate ?ALL))", true);
-  const kb::IModule module =
-      engine.ParseModule("(defmodule n (import m deftemplate x) (import m deftype ?ALL))");
+  const kb::IModule module = engine.ParseModule("(defmodule n (import m deftemplate x) (import m deftype ?ALL))");
   EXPECT_EQ(module->GetImportModuleCount(), 1) << "both forms work on one record";
   EXPECT_EQ(module->GetImportModule(0)->GetFactTemplates(), (std::vector<std::string>{"x"}));
   EXPECT_EQ(module->GetImportModule(0)->GetDefinedTypesShared(), kb::mieAll);
@@ -417,8 +403,7 @@ TEST_F(Parser, ModuleItems) {
 
 TEST_F(Parser, TakenNamesAreChangedOnRequest) {
   engine.GetParser().SetAutoRenameConstructs(true);
-  engine.Parse(
-      "(deftemplate a (slot x)) (deftemplate a (slot y)) (defrule r =>) (defrule r =>) (defrule r =>)", true);
+  engine.Parse("(deftemplate a (slot x)) (deftemplate a (slot y)) (defrule r =>) (defrule r =>) (defrule r =>)", true);
   EXPECT_TRUE(engine.FindFactTemplate("a")->ContainsSlot("x"));
   EXPECT_TRUE(engine.FindFactTemplate("a_1")->ContainsSlot("y"));
   EXPECT_EQ(engine.GetRules().GetCount(), 3);

@@ -21,8 +21,7 @@ TEST_F(PrettyPrinter, Facts) {
   const auto fact = [this](const std::string& text) { return engine.ParseFact(text)->ToString(); };
   EXPECT_EQ(fact("(a)"), "(a)");
   EXPECT_EQ(fact("(a 1 \"b c\" 2.5 d)"), "(a 1 \"b c\" 2.5000 d )");
-  EXPECT_EQ(fact("(p (y 1) (m a b))"), "(p (m a b ) (y 1))")
-      << "slots by name, without those that have no text";
+  EXPECT_EQ(fact("(p (y 1) (m a b))"), "(p (m a b ) (y 1))") << "slots by name, without those that have no text";
   EXPECT_EQ(fact("(p (y =(+ 1 2)))"), "(p (y (+ 1 2)))");
   const kb::IFact p = engine.ParseFact("(p (y 1))");
   EXPECT_EQ(kb::PrettyPrint(*p, "y"), "(y 1)");
@@ -37,8 +36,7 @@ TEST_F(PrettyPrinter, FactSets) {
 }
 
 TEST_F(PrettyPrinter, Slots) {
-  EXPECT_EQ(Slot("(slot a (type SYMBOL LEXEME) (default x))"),
-            "(slot a (type ATOM STRING)\r\n      (default x) )");
+  EXPECT_EQ(Slot("(slot a (type SYMBOL LEXEME) (default x))"), "(slot a (type ATOM STRING)\r\n      (default x) )");
   EXPECT_EQ(Slot("(multislot a (default x y))"), "(multislot a (default x y ) )");
   EXPECT_EQ(Slot("(multislot a)"), "(multislot a )");
   EXPECT_EQ(Slot("(slot a (default-dynamic (f)))"), "(slot a (default-dynamic (f)) )");
@@ -82,12 +80,11 @@ TEST_F(PrettyPrinter, DefinedTypes) {
 TEST_F(PrettyPrinter, Rules) {
   engine.Parse("(deftemplate person (slot name) (slot age) (multislot likes))", true);
   EXPECT_EQ(Rule("(defrule r =>)"), "(defrule MAIN::r\r\n\r\n   =>)");
-  EXPECT_EQ(
-      Rule("(defrule r \"says\" (declare (salience 5) (oneshot TRUE) (enabled no))\n"
-           "; who\n ?p <- (person (name ?n) (age ~3))\n(not (a ?n)) => \n; out\n(printout t ?n) (halt))"),
-      "(defrule MAIN::r\r\n   \"says\"\r\n   (declare (salience 5) (enabled FALSE) (oneshot TRUE))\r\n"
-      "   ?p <- (person (age ~3) (name ?n) )\r\n   (not (a ?n))\r\n   =>\r\n"
-      "   ; out\r\n   (printout t ?n)\r\n   (halt))");
+  EXPECT_EQ(Rule("(defrule r \"says\" (declare (salience 5) (oneshot TRUE) (enabled no))\n"
+                 "; who\n ?p <- (person (name ?n) (age ~3))\n(not (a ?n)) => \n; out\n(printout t ?n) (halt))"),
+            "(defrule MAIN::r\r\n   \"says\"\r\n   (declare (salience 5) (enabled FALSE) (oneshot TRUE))\r\n"
+            "   ?p <- (person (age ~3) (name ?n) )\r\n   (not (a ?n))\r\n   =>\r\n"
+            "   ; out\r\n   (printout t ?n)\r\n   (halt))");
   EXPECT_EQ(Rule("(defrule r (test (> 1 0)) =>)"),
             "(defrule MAIN::r\r\n   (Initial-Fact )\r\n   (test (> 1 0))\r\n   =>)");
   const std::unique_ptr<kb::TRule> rule(engine.ParseRule("(defrule r (a) => (b) (c))"));
@@ -135,8 +132,7 @@ TEST_F(PrettyPrinter, FunctionsAndVariables) {
 TEST_F(PrettyPrinter, Help) {
   const auto function = engine.RegisterFunction(
       "half", [](kb::TFunctionArguments&) { return kb::FCNil; }, 1, 1);
-  function->SetComment(
-      "Half of a number, which is to say that number divided by two and nothing else at all.");
+  function->SetComment("Half of a number, which is to say that number divided by two and nothing else at all.");
   function->SetArgumentString(" <number>");
   EXPECT_EQ(engine.PrettyPrint(*function),
             ";; half function\r\n"
@@ -161,16 +157,14 @@ TEST_F(PrettyPrinter, Modules) {
 }
 
 TEST_F(PrettyPrinter, RulesReadBack) {
-  engine.Parse("(deftemplate person (slot name) (slot age) (multislot likes)) (deftemplate colour (slot c))",
-               true);
+  engine.Parse("(deftemplate person (slot name) (slot age) (multislot likes)) (deftemplate colour (slot c))", true);
   for (const std::string left :
        {"(a)", "(a 1 ?x $?y \"s\" 2.5)", "(person (name ?n) (likes ?n $? tea)) (not (a ?n))",
         "?f <- (unique (a ?x)) (exists (b ?x)) (test (> ?x 1))", "(colour (c ?x&red|blue|~:(f ?x)))",
         "(colour (c red|blue))", "(colour (c =(f)))", "(a ?x) (colour (c ~=(f ?x)&~?x))", "(not (a))",
         "(x) (not (test (> 1 2)))", "(x) (not (not (not (a ?))))", "(a ?x) (need-b ?x)", "(need-b ?x)",
         "; one\n(a)\n; two\n(explicit (b))"}) {
-    const std::string first =
-        Rule("(defrule r \"c\" (declare (salience 3)) " + left + " => (f 1) (modify 1 (a 2)))");
+    const std::string first = Rule("(defrule r \"c\" (declare (salience 3)) " + left + " => (f 1) (modify 1 (a 2)))");
     const std::string second = Rule(first);
     EXPECT_EQ(second, first) << left;
   }
@@ -179,11 +173,9 @@ TEST_F(PrettyPrinter, RulesReadBack) {
 TEST_F(PrettyPrinter, TemplatesReadBack) {
   engine.Parse("(deftype t extends (type INTEGER SYMBOL) (range 0 9) (allowed-symbols a b))", true);
   for (const std::string slots :
-       {"(slot a)", "(multislot a (default 1 2))",
-        "(slot a (type INTEGER) (range 1 5) (default 3) (units cm))", "(slot a (type t))",
-        "(slot a (type t) (range 1 2))", "(multislot a (type SYMBOL) (cardinality 0 4))",
-        "(slot a (allowed-values a \"b\" 1 2.5))",
-        "(slot a (allowed-numbers 1 2.5) (allowed-lexemes a \"b\"))",
+       {"(slot a)", "(multislot a (default 1 2))", "(slot a (type INTEGER) (range 1 5) (default 3) (units cm))",
+        "(slot a (type t))", "(slot a (type t) (range 1 2))", "(multislot a (type SYMBOL) (cardinality 0 4))",
+        "(slot a (allowed-values a \"b\" 1 2.5))", "(slot a (allowed-numbers 1 2.5) (allowed-lexemes a \"b\"))",
         "(slot a (default-dynamic (gensym))) (slot b (type FLOAT))"}) {
     engine.Parse("(deftemplate a \"c\" " + slots + ")", true);
     const std::string first = engine.FindFactTemplate("a")->ToString();

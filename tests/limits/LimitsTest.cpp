@@ -1,5 +1,4 @@
-// What is larger or deeper than anybody needs: it works, or it ends in a clear exception, and the engine goes
-// on.
+// What is larger or deeper than anybody needs: it works, or it ends in a clear exception, and the engine goes on.
 
 #include <gtest/gtest.h>
 
@@ -47,8 +46,7 @@ TEST_F(Limits, NestingOfTextsEndsInAnExceptionOrWorks) {
     Survives([&] { engine.Parse(Repeat("(", depth), true); });
     Survives([&] { engine.Parse("(defrule r " + Nested("(not ", "(a)", ")", depth) + " =>)", true); });
     Survives([&] { engine.Parse("(defrule r " + Nested("(exists ", "(a)", ")", depth) + " =>)", true); });
-    Survives(
-        [&] { engine.Parse("(deffunction f () " + Nested("(if TRUE then ", "1", ")", depth) + ")", true); });
+    Survives([&] { engine.Parse("(deffunction f () " + Nested("(if TRUE then ", "1", ")", depth) + ")", true); });
     Survives([&] { (void)engine.ParseNExecuteFunCall(Nested("(+ 1 ", "1", ")", depth)); });
   }
 }
@@ -132,8 +130,7 @@ TEST_F(Limits, WideSlotsAndTemplates) {
   engine.Assert("(wide (s1999 last))");
   EXPECT_EQ(engine.GetAgendaCount(), 1);
   engine.Assert("(list " + Repeat("x ", 200'000) + ")");
-  EXPECT_EQ(engine.ParseNExecuteFunCall("(length$ (create$ " + Repeat("x ", 200'000) + "))")->GetAsInteger(),
-            200'000);
+  EXPECT_EQ(engine.ParseNExecuteFunCall("(length$ (create$ " + Repeat("x ", 200'000) + "))")->GetAsInteger(), 200'000);
 }
 
 // Many facts on one template, taken from the middle and cleared; a chain over all of them is not built.
@@ -169,8 +166,8 @@ TEST_F(Limits, AnyBytesEndInAnException) {
 }
 
 TEST_F(Limits, NumbersAtTheEdge) {
-  for (const char* text : {"2147483647", "-2147483648", "2147483648", "99999999999999999999", "1e308",
-                           "1e400", "-1e-400", "0.00000000000000000000000001"}) {
+  for (const char* text : {"2147483647", "-2147483648", "2147483648", "99999999999999999999", "1e308", "1e400",
+                           "-1e-400", "0.00000000000000000000000001"}) {
     Survives([&] { (void)engine.ParseValue(text)->ToString(); });
     Survives([&] { (void)engine.ParseNExecuteFunCall("(+ 1 " + std::string(text) + ")"); });
     Survives([&] { (void)engine.ParseNExecuteFunCall("(integer " + std::string(text) + ")"); });

@@ -26,7 +26,8 @@ class Agenda : public testing::Test {
 };
 
 constexpr const char* kRules =
-    "(defrule high (declare (salience 10)) (h ?) =>) (defrule zero (z ?) =>) (defrule low (declare (salience -1)) (l ?) =>)";
+    "(defrule high (declare (salience 10)) (h ?) =>) (defrule zero (z ?) =>) (defrule low (declare (salience -1)) (l "
+    "?) =>)";
 
 TEST_F(Agenda, EqualSaliencesAreNewestFirstAtTheHeadAndWhereTheHalvingHitsInTheMiddle) {
   engine.Parse(kRules, true);
@@ -58,8 +59,10 @@ TEST_F(Agenda, AChangeOfStrategyRebuildsWithClonesThatARetractionStillFinds) {
 }
 
 TEST_F(Agenda, SalienceThatIsACallIsWorkedOutForEachActivation) {
-  engine.Parse("(defglobal ?*s* = 5) (defrule a (declare (salience (+ ?*s* 1))) (a ?) =>) (defrule b (declare (salience 7)) (b ?) =>)",
-               true);
+  engine.Parse(
+      "(defglobal ?*s* = 5) (defrule a (declare (salience (+ ?*s* 1))) (a ?) =>) (defrule b (declare (salience 7)) (b "
+      "?) =>)",
+      true);
   engine.Assert("(a 1)");
   engine.Assert("(b 1)");
   EXPECT_EQ(Ids(), "f-2 f-1 ");
@@ -71,11 +74,12 @@ TEST_F(Agenda, SalienceThatIsACallIsWorkedOutForEachActivation) {
 
 TEST_F(Agenda, EveryTimeSalienceIsWorkedOutAfterEachFiring) {
   engine.SetEvalSalience(sEveryTime);
-  engine.Parse("(defglobal ?*s* = 0)"
-               "(defrule up (declare (salience 100)) (go) => (bind ?*s* 50))"
-               "(defrule a (declare (salience ?*s*)) (x ?v) => (printout t a))"
-               "(defrule b (declare (salience 10)) (x ?v) => (printout t b))",
-               true);
+  engine.Parse(
+      "(defglobal ?*s* = 0)"
+      "(defrule up (declare (salience 100)) (go) => (bind ?*s* 50))"
+      "(defrule a (declare (salience ?*s*)) (x ?v) => (printout t a))"
+      "(defrule b (declare (salience 10)) (x ?v) => (printout t b))",
+      true);
   engine.Assert("(x 1)");
   engine.Assert("(go)");
   EXPECT_EQ(engine.Run(), 3);
@@ -102,7 +106,9 @@ TEST_F(Agenda, EventsOfOneFiringComeInTheirOrder) {
 }
 
 TEST_F(Agenda, LimitsAndHalt) {
-  engine.Parse("(defrule r (a ?x) => (printout t ?x)) (defrule stop (declare (salience 5)) (stop) => (halt) (printout t s))", true);
+  engine.Parse(
+      "(defrule r (a ?x) => (printout t ?x)) (defrule stop (declare (salience 5)) (stop) => (halt) (printout t s))",
+      true);
   for (const char* fact : {"(a 1)", "(a 2)", "(a 3)"}) engine.Assert(fact);
   EXPECT_EQ(engine.Run(0), 0);
   EXPECT_EQ(engine.GetFocusStack().GetCount(), 1);
@@ -130,12 +136,17 @@ TEST_F(Agenda, AFailingActionIsNotCountedAndLeavesNothingBehind) {
 }
 
 TEST_F(Agenda, ActionsMayRemoveTheRuleTheKnowledgeOrRunTheEngineAgain) {
-  engine.RegisterFunction("forget-rule", [](TFunctionArguments& arguments) {
-    arguments.Engine().GetRules().Remove(arguments[0]->GetAsString().View());
-    return FCTrue;
-  }, 1, 1);
-  engine.Parse("(defrule r (a ?x) => (forget-rule r) (printout t r ?x)) (defrule n (n) => (run) (printout t n))"
-               "(defrule c (c) => (clear) (printout t c))", true);
+  engine.RegisterFunction(
+      "forget-rule",
+      [](TFunctionArguments& arguments) {
+        arguments.Engine().GetRules().Remove(arguments[0]->GetAsString().View());
+        return FCTrue;
+      },
+      1, 1);
+  engine.Parse(
+      "(defrule r (a ?x) => (forget-rule r) (printout t r ?x)) (defrule n (n) => (run) (printout t n))"
+      "(defrule c (c) => (clear) (printout t c))",
+      true);
   engine.Assert("(a 1)");
   engine.Assert("(n)");
   engine.Run();

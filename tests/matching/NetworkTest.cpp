@@ -26,13 +26,14 @@ class Network : public testing::Test {
 using TLines = std::vector<std::string>;
 
 TEST_F(Network, CompileTraceTellsNewAndSharedNodes) {
-  engine.Parse("(deftemplate a (slot x)) (deftemplate b (slot y))"
-               "(defrule r (a (x ?v)) (b (y ?v)) =>)"
-               "(defrule s (a (x ?w)) =>)"
-               "(defrule t (a (x ?v)) (b (y ?v)) (not (c)) =>)"
-               "(defrule u (a (x 1&?v)) (b (y ?v&:(> ?v 2))) =>)"
-               "(defrule v (a (x 1)) =>)",
-               true);
+  engine.Parse(
+      "(deftemplate a (slot x)) (deftemplate b (slot y))"
+      "(defrule r (a (x ?v)) (b (y ?v)) =>)"
+      "(defrule s (a (x ?w)) =>)"
+      "(defrule t (a (x ?v)) (b (y ?v)) (not (c)) =>)"
+      "(defrule u (a (x 1&?v)) (b (y ?v&:(> ?v 2))) =>)"
+      "(defrule v (a (x 1)) =>)",
+      true);
   EXPECT_EQ(Trace("r"), "r: +1+1+2+t");
   EXPECT_EQ(Trace("s"), "s: +t");
   EXPECT_EQ(Trace("t"), "t: +1+1=2+2+t");
@@ -138,16 +139,18 @@ TEST_F(Network, UniqueTakesTheFirstPartnerOfAChain) {
 }
 
 TEST_F(Network, ATemplateAlsoMatchesItsDescendants) {
-  engine.Parse("(deftemplate thing (slot n)) (deftemplate tool extends thing (slot use))"
-               "(defrule r (thing (n ?n)) =>) (defrule s (tool (n ?n)) =>)",
-               true);
+  engine.Parse(
+      "(deftemplate thing (slot n)) (deftemplate tool extends thing (slot use))"
+      "(defrule r (thing (n ?n)) =>) (defrule s (tool (n ?n)) =>)",
+      true);
   engine.Assert("(tool (n 1) (use cut))");
   engine.Assert("(thing (n 2))");
   EXPECT_EQ(Agenda(), TLines({"r f-2", "s f-1", "r f-1"}));
 }
 
 TEST_F(Network, OneShotAndDisabledRules) {
-  engine.Parse("(defrule once (declare (oneshot TRUE)) (a ?) =>) (defrule off (declare (enabled FALSE)) (a ?) =>)", true);
+  engine.Parse("(defrule once (declare (oneshot TRUE)) (a ?) =>) (defrule off (declare (enabled FALSE)) (a ?) =>)",
+               true);
   engine.Assert("(a 1)");
   EXPECT_EQ(engine.Run(), 1);
   engine.Assert("(a 2)");

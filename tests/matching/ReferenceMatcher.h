@@ -34,7 +34,7 @@ struct TElement {
   enum Kind { Plain, Negated, Test, Multi } kind = Plain;
   int templateIndex = 0;
   std::array<TTerm, 3> slots;
-  int first = 0;   // Multi: (m first $?x last); Test: (< ?first ?second)
+  int first = 0;  // Multi: (m first $?x last); Test: (< ?first ?second)
   int second = 0;
 };
 

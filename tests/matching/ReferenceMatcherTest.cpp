@@ -1,6 +1,6 @@
-#include "tests/matching/ReferenceMatcher.h"
-
 #include <gtest/gtest.h>
+
+#include "tests/matching/ReferenceMatcher.h"
 
 namespace kbtest {
 namespace {
@@ -30,7 +30,8 @@ class TRound {
     if (kind < 6) {
       AssertFact();
     } else if (kind < 8) {
-      if (const kb::IFact fact = AnyFact()) Log("retract f-" + std::to_string(fact->GetID())), engine_.RetractFact(fact);
+      if (const kb::IFact fact = AnyFact())
+        Log("retract f-" + std::to_string(fact->GetID())), engine_.RetractFact(fact);
     } else if (kind < 10) {
       Modify();
     } else if (kind == 10) {

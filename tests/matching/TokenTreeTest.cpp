@@ -1,11 +1,10 @@
-#include "kb/matching/KBTokenTree.h"
-
 #include <gtest/gtest.h>
 
 #include <vector>
 
 #include "kb/common/IndexedSequence.h"
 #include "kb/engine/InferenceEngine.h"
+#include "kb/matching/KBTokenTree.h"
 #include "kb/values/KBFuzzyInterfaces.h"
 #include "kb/values/ValueVector.h"
 

@@ -15,11 +15,10 @@ namespace {
 using namespace std::string_literals;
 
 // One character of each length in UTF-8, between letters.
-const std::string kMixed =
-    "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z";  // a, e acute, euro sign, smiling face, z
+const std::string kMixed = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z";  // a, e acute, euro sign, smiling face, z
 
-const std::vector<const TEncoding*> kAll = {TEncoding::UTF8(), TEncoding::UTF8WithMark(),
-                                            TEncoding::UTF16LE(), TEncoding::UTF16BE(), TEncoding::Latin1()};
+const std::vector<const TEncoding*> kAll = {TEncoding::UTF8(), TEncoding::UTF8WithMark(), TEncoding::UTF16LE(),
+                                            TEncoding::UTF16BE(), TEncoding::Latin1()};
 
 TEST(Encoding, EncodesEachFormToKnownBytes) {
   EXPECT_EQ(TEncoding::UTF8()->Encode(kMixed), kMixed);

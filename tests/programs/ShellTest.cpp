@@ -17,8 +17,7 @@ struct TOutcome {
   std::string err;
 };
 
-TOutcome RunShell(const std::vector<std::string>& arguments, const std::string& input = "",
-                  bool interactive = false) {
+TOutcome RunShell(const std::vector<std::string>& arguments, const std::string& input = "", bool interactive = false) {
   std::istringstream in(input);
   std::ostringstream out;
   std::ostringstream err;
@@ -28,9 +27,8 @@ TOutcome RunShell(const std::vector<std::string>& arguments, const std::string& 
 }
 
 TEST(ShellOptions, AllForms) {
-  const TOptions options =
-      ParseOptions({"a.clp", "-e", "--run", "--watch", "facts,rules", "--strategy=breadth", "--run", "-e",
-                    "(x)", "--watch=focus", "--", "-b.clp"});
+  const TOptions options = ParseOptions({"a.clp", "-e", "--run", "--watch", "facts,rules", "--strategy=breadth",
+                                         "--run", "-e", "(x)", "--watch=focus", "--", "-b.clp"});
   EXPECT_EQ(options.files, (std::vector<std::string>{"a.clp", "-b.clp"}));
   EXPECT_EQ(options.texts, (std::vector<std::string>{"--run", "(x)"}));
   EXPECT_TRUE(options.run);
@@ -39,14 +37,13 @@ TEST(ShellOptions, AllForms) {
 }
 
 TEST(ShellOptions, WhatIsNotUnderstood) {
-  for (const std::vector<std::string>& arguments :
-       std::vector<std::vector<std::string>>{{"--nosuch"},
-                                             {"-x"},
-                                             {"-e"},
-                                             {"--watch"},
-                                             {"--watch", "facts,nothing"},
-                                             {"--strategy", "random"},
-                                             {"--run=yes"}}) {
+  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{{"--nosuch"},
+                                                                                         {"-x"},
+                                                                                         {"-e"},
+                                                                                         {"--watch"},
+                                                                                         {"--watch", "facts,nothing"},
+                                                                                         {"--strategy", "random"},
+                                                                                         {"--run=yes"}}) {
     EXPECT_THROW(static_cast<void>(ParseOptions(arguments)), TUsageError) << arguments[0];
   }
 }
@@ -64,8 +61,7 @@ TEST(Shell, NothingRunsUnasked) {
 }
 
 TEST(Shell, ErrorsNameTheirPlace) {
-  const TOutcome text =
-      RunShell({"-e", "(printout t before crlf) (throw \"no good\")", "-e", "(printout t never)"});
+  const TOutcome text = RunShell({"-e", "(printout t before crlf) (throw \"no good\")", "-e", "(printout t never)"});
   EXPECT_EQ(text.status, 1);
   EXPECT_EQ(text.out, "before\n");
   EXPECT_EQ(text.err, "kbsh: -e: no good\n");
@@ -80,13 +76,11 @@ TEST(Shell, ErrorsNameTheirPlace) {
   const TOutcome input = RunShell({}, "(+ 1 2)\n\n(+ 1\n");
   EXPECT_EQ(input.status, 1);
   EXPECT_EQ(input.out, "3\n");
-  EXPECT_NE(input.err.find("Unexpected end of stream in ParseFunCall at line 4"), std::string::npos)
-      << input.err;
+  EXPECT_NE(input.err.find("Unexpected end of stream in ParseFunCall at line 4"), std::string::npos) << input.err;
 }
 
 TEST(Shell, ExitEndsEverything) {
-  const TOutcome outcome =
-      RunShell({"-e", "(printout t bye crlf) (exit)", "-e", "(printout t never)", "--run"});
+  const TOutcome outcome = RunShell({"-e", "(printout t bye crlf) (exit)", "-e", "(printout t never)", "--run"});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.out, "bye\n");
   EXPECT_EQ(outcome.err, "");
@@ -126,8 +120,7 @@ TEST(Shell, ATerminalIsPromptedAndGoesOnAfterAnError) {
                                     true);
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err, "kbsh: stdin: oops\n");
-  EXPECT_EQ(outcome.out,
-            "kb> 3\nkb>   >   >   > a ( in a string\nover two lines\nkb> kb> kb> word\nkb> 4\n6\nkb> \n");
+  EXPECT_EQ(outcome.out, "kb> 3\nkb>   >   >   > a ( in a string\nover two lines\nkb> kb> kb> word\nkb> 4\n6\nkb> \n");
 }
 
 TEST(Shell, ExitLeavesATerminal) {

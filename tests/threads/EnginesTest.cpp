@@ -13,11 +13,12 @@ int32_t Work(int seed) {
   TInferenceEngine engine;
   std::string output;
   engine.OnPrintOut = [&](TInferenceEngine&, std::string_view, std::string_view text) { output += text; };
-  engine.Parse("(deftemplate n (slot v) (slot name (default none)))"
-               "(deffunction half (?x) (div ?x 2))"
-               "(defrule down ?f <- (n (v ?x&:(> ?x 0)) (name ?m)) => (printout t ?m ?x crlf) (modify ?f (v (half ?x))))"
-               "(defrule pair (n (v ?x) (name ?a)) (n (v ?x) (name ~?a)) => (assert (same ?x)))",
-               true);
+  engine.Parse(
+      "(deftemplate n (slot v) (slot name (default none)))"
+      "(deffunction half (?x) (div ?x 2))"
+      "(defrule down ?f <- (n (v ?x&:(> ?x 0)) (name ?m)) => (printout t ?m ?x crlf) (modify ?f (v (half ?x))))"
+      "(defrule pair (n (v ?x) (name ?a)) (n (v ?x) (name ~?a)) => (assert (same ?x)))",
+      true);
   int32_t fired = 0;
   for (int i = 0; i < 100; ++i) {
     engine.Assert("(n (v " + std::to_string(seed + i) + ") (name m" + std::to_string(i % 7) + "))");

@@ -6,25 +6,12 @@
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBDefinedType.h"
 #include "kb/values/ValueVector.h"
+#include "tests/values/ValuesTest.h"
 
 namespace kb {
 namespace {
 
-IKBValue List(std::vector<IKBValue> items) {
-  return MakeRef<TKBValue>(MakeRef<TValueVector>(std::move(items)));
-}
 IFactTemplate Template(std::string_view name) { return MakeRef<TFactTemplate>(nullptr, name); }
-
-/// The message that an operation raises, empty for none.
-template <class F>
-std::string MessageOf(F&& operation) {
-  try {
-    operation();
-  } catch (const EKBException& error) {
-    return error.Message();
-  }
-  return {};
-}
 
 std::string Names(const TFactTemplate& factTemplate) {
   std::string result;
@@ -46,14 +33,12 @@ TEST(FactTemplate, AddingSlotsChecksTheirKind) {
   t->AddMultiSlot("m", FCNilList);
   EXPECT_EQ(MessageOf([&] { t->AddMultiSlot("s", FCNilList); }),
             "Invalid value for existing slot, slot is not multislot");
-  EXPECT_EQ(MessageOf([&] { t->AddSlot("m", FCNil); }),
-            "Invalid value for existing slot, multislot is not slot");
+  EXPECT_EQ(MessageOf([&] { t->AddSlot("m", FCNil); }), "Invalid value for existing slot, multislot is not slot");
   t->AddSlot("s", MakeInteger(2));
   EXPECT_EQ(t->GetSlot("s")->GetSlotDefault()->GetAsInteger(), 2);
   EXPECT_EQ(MessageOf([&] { (void)t->GetSlot("S"); }), "No such slot name: \"S\"");
   EXPECT_EQ(MessageOf([&] { t->RemoveSlot("x"); }), "No such slot name: \"x\"");
-  EXPECT_EQ(MessageOf([&] { t->SetSlot("x", t->GetSlot("s")); }),
-            "Index does not match fact slot name: x and s");
+  EXPECT_EQ(MessageOf([&] { t->SetSlot("x", t->GetSlot("s")); }), "Index does not match fact slot name: x and s");
 }
 
 TEST(FactTemplate, DefaultsAreClonedButForSharedConstants) {
@@ -177,9 +162,8 @@ TEST(FactSlot, Validity) {
   EXPECT_FALSE(slot.IsValid(FCNil.Get()));
   EXPECT_TRUE(slot.IsValid(FCNilList.Get()));
   EXPECT_TRUE(slot.IsValid(List({MakeString("a"), MakeRef<TKBValue>(TKBText("v"), dtVariable)}).Get()));
-  EXPECT_EQ(
-      slot.GetInvalidValueString(List({MakeString("a"), MakeInteger(2), MakeFloat(3)}).Get()),
-      "Not a STRING, LIST, MULTISLOT type.  Value (\"a\" 2 3.0000 ) is a dtInteger (2) type for s slot");
+  EXPECT_EQ(slot.GetInvalidValueString(List({MakeString("a"), MakeInteger(2), MakeFloat(3)}).Get()),
+            "Not a STRING, LIST, MULTISLOT type.  Value (\"a\" 2 3.0000 ) is a dtInteger (2) type for s slot");
 }
 
 TEST(FactSlot, TypeChangesKeepTheDefaultValid) {
@@ -266,8 +250,7 @@ TEST(FactTemplate, DynamicChecksGuardDefaults) {
   t->GetSlot("n")->SetSlotType({dtInteger});
   engine.SetTypeChecks({tcDynamic});
   EXPECT_EQ(MessageOf([&] { t->AddSlot("n", MakeAtom("x")); }), "Invalid default slot value: x");
-  EXPECT_EQ(MessageOf([&] { t->GetSlot("n")->GetSlotDefault()->SetAsAtom("x"); }),
-            "Value \"x\" is not valid, n");
+  EXPECT_EQ(MessageOf([&] { t->GetSlot("n")->GetSlotDefault()->SetAsAtom("x"); }), "Value \"x\" is not valid, n");
 }
 
 TEST(FactTemplate, RenamesGoThroughTheRegistry) {

@@ -5,23 +5,10 @@
 #include "kb/values/Fact.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/ValueVector.h"
+#include "tests/values/ValuesTest.h"
 
 namespace kb {
 namespace {
-
-IKBValue List(std::vector<IKBValue> items) {
-  return MakeRef<TKBValue>(MakeRef<TValueVector>(std::move(items)));
-}
-
-template <class F>
-std::string MessageOf(F&& operation) {
-  try {
-    operation();
-  } catch (const EKBException& error) {
-    return error.Message();
-  }
-  return {};
-}
 
 IFactTemplate Point() {
   auto result = MakeRef<TFactTemplate>(nullptr, "point");
@@ -165,9 +152,8 @@ TEST(Fact, ChangeOfTemplateKeepsSharedSlots) {
 
 TEST(Fact, DynamicCheckAdaptsOrRefuses) {
   TInferenceEngine engine;
-  engine.Parse(
-      "(deftemplate t (slot f (type FLOAT)) (slot i (type INTEGER)) (slot r (type INTEGER) (range 1 5)))",
-      true);
+  engine.Parse("(deftemplate t (slot f (type FLOAT)) (slot i (type INTEGER)) (slot r (type INTEGER) (range 1 5)))",
+               true);
   const IFact fact = engine.FindFactTemplate("t")->NewFact();
   fact->SetValue("i", MakeString("anything"));
   EXPECT_TRUE(fact->GetValue("i")->Is(dtString)) << "nothing is refused without the check";

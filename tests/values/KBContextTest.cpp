@@ -6,6 +6,7 @@
 #include "kb/values/Fact.h"
 #include "kb/values/KBContext.h"
 #include "kb/values/ValueVector.h"
+#include "tests/values/ValuesTest.h"
 
 namespace kb {
 namespace {
@@ -130,10 +131,6 @@ IKBValue Variable(const char* name) { return MakeRef<TKBValue>(TKBText(name), dt
 IKBValue Compiled(int factIndex, const TKBText& slot, int subIndex) {
   return MakeRef<TKBValue>(new TBindingInfo(factIndex, slot, subIndex), true);
 }
-IKBValue List(std::vector<IKBValue> items) {
-  return MakeRef<TKBValue>(MakeRef<TValueVector>(std::move(items)));
-}
-
 /// Two facts in a token, a third one that arrives.
 class KBContextMatch : public testing::Test {
  protected:
@@ -231,8 +228,7 @@ TEST(KBContext, ListsExpandAndFlatten) {
   context.AddBinding("x", MakeInteger(1));
   context.AddBinding("empty", FCNilList);
   context.AddBinding("nested", List({MakeAtom("p"), List({Variable("x")})}));
-  const IKBValue list =
-      List({Variable("x"), List({}), Variable("nested"), List({MakeAtom("q")}), Variable("empty")});
+  const IKBValue list = List({Variable("x"), List({}), Variable("nested"), List({MakeAtom("q")}), Variable("empty")});
   EXPECT_EQ(context.ExpandList(*list->ListOrNull())->ToString(), "1 p 1 q ");
   const IValueVector flat = context.FlattenList(*list->ListOrNull());
   EXPECT_EQ(flat->ToString(), "?x ?nested q ?empty ");

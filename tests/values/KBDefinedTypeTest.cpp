@@ -7,24 +7,12 @@
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBDefinedType.h"
 #include "kb/values/ValueVector.h"
+#include "tests/values/ValuesTest.h"
 
 namespace kb {
 namespace {
 
-IKBValue List(std::vector<IKBValue> items) {
-  return MakeRef<TKBValue>(MakeRef<TValueVector>(std::move(items)));
-}
 IKBDefinedType Type() { return MakeRef<TKBDefinedType>(nullptr); }
-
-template <class F>
-std::string MessageOf(F&& operation) {
-  try {
-    operation();
-  } catch (const EKBException& error) {
-    return error.Message();
-  }
-  return {};
-}
 
 TEST(KBDefinedType, Validity) {
   const IKBDefinedType type = Type();
@@ -117,21 +105,16 @@ TEST(KBDefinedType, ConstraintLists) {
   const IKBDefinedType type = Type();
   type->SetName("t");
   EXPECT_EQ(type->GetConstraintAtomsCount(), 0);
-  EXPECT_EQ(MessageOf([&] { (void)type->GetConstraintAtom(0); }),
-            "Defined Type t does not have Atom constraints");
-  EXPECT_EQ(MessageOf([&] { type->DeleteConstraint(0, vcFloat); }),
-            "Defined Type t does not have Float constraints");
+  EXPECT_EQ(MessageOf([&] { (void)type->GetConstraintAtom(0); }), "Defined Type t does not have Atom constraints");
+  EXPECT_EQ(MessageOf([&] { type->DeleteConstraint(0, vcFloat); }), "Defined Type t does not have Float constraints");
   EXPECT_EQ(MessageOf([&] { type->AddConstraint(*MakeInteger(1)); }),
             "Defined Type t cannot contain Integer constraint types");
-  EXPECT_EQ(MessageOf([&] { type->AddConstraint(*FCNilList); }),
-            "Defined Type t cannot contain List constraint types");
+  EXPECT_EQ(MessageOf([&] { type->AddConstraint(*FCNilList); }), "Defined Type t cannot contain List constraint types");
   type->SetConstraints({vcAtom, vcString, vcInteger});
-  for (const IKBValue& value :
-       {MakeAtom("a"), MakeAtom("A"), MakeString("b\"c"), MakeInteger(1), MakeInteger(1)}) {
+  for (const IKBValue& value : {MakeAtom("a"), MakeAtom("A"), MakeString("b\"c"), MakeInteger(1), MakeInteger(1)}) {
     type->AddConstraint(*value);
   }
-  EXPECT_EQ(type->ConstraintToString(vcAtom) + type->ConstraintToString(vcString) +
-                type->ConstraintToString(vcInteger),
+  EXPECT_EQ(type->ConstraintToString(vcAtom) + type->ConstraintToString(vcString) + type->ConstraintToString(vcInteger),
             "a \"b\\\"c\" 1 ");
   EXPECT_THROW((void)type->GetConstraintInteger(1), EListError);
   EXPECT_THROW(type->DeleteConstraint(-1, vcAtom), EListError);

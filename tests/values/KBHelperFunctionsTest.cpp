@@ -49,8 +49,7 @@ TEST(KBHelperFunctions, ArgumentExpressions) {
   EXPECT_EQ(CreateArgumentExpressions("<a> <b> <c>", 1, 3, 10), "<a>[ <b>[ <c>]]");
   EXPECT_EQ(CreateArgumentExpressions("<a> <b>", 0, 2, 10), "[ <a>[ <b>]]");
   EXPECT_EQ(CreateArgumentExpressions("x <a> y", 2, 2, 10), "<a> <expression>");
-  EXPECT_EQ(CreateArgumentExpressions("<a", 2, kUnlimitedArguments, 3),
-            "<expression> <expression>[ <expression>]");
+  EXPECT_EQ(CreateArgumentExpressions("<a", 2, kUnlimitedArguments, 3), "<expression> <expression>[ <expression>]");
   EXPECT_EQ(CreateArgumentExpressions("<a>", 0, 0, 10), "");
   EXPECT_EQ(CreateArgumentExpressions("<a>", 3, 2, 10), "");
 }
@@ -70,8 +69,7 @@ TEST(KBConsts, MessagesFillTheirPlaces) {
   EXPECT_EQ(FormatMessage(TKBMessage::NotAType, {"list", "12", "dtInteger"}),
             "Not a list type.  Value (12) is a dtInteger type");
   EXPECT_EQ(FormatMessage(TKBMessage::UnableToFindFact, {"7"}), "Unable to find fact f-7");
-  EXPECT_EQ(FormatMessage(TKBMessage::RangeError, {"1.0000", "2.0000"}),
-            "Range must be between 1.0000 and 2.0000");
+  EXPECT_EQ(FormatMessage(TKBMessage::RangeError, {"1.0000", "2.0000"}), "Range must be between 1.0000 and 2.0000");
   // A place inside an argument is not filled in turn.
   EXPECT_EQ(FormatMessage(TKBMessage::SyntaxError, {"%s %d"}), "Syntax Error: %s %d");
   EXPECT_EQ(MessageText(TKBMessage::Count), "");

@@ -14,12 +14,13 @@
 #include "kb/values/KBHelperFunctions.h"
 #include "kb/values/KBValue.h"
 #include "kb/values/ValueVector.h"
+#include "tests/values/ValuesTest.h"
 
 namespace kb {
 namespace {
 
 /// Runs an operation and gives the identifier of its message, None when it raises nothing.
-TKBMessage MessageOf(const std::function<void()>& operation) {
+TKBMessage MessageIdOf(const std::function<void()>& operation) {
   try {
     operation();
   } catch (const EKBException& error) {
@@ -46,9 +47,6 @@ class TPointSet final : public IFuzzySet {
   double point_;
 };
 
-IKBValue List(std::vector<IKBValue> items) {
-  return MakeRef<TKBValue>(MakeRef<TValueVector>(std::move(items)));
-}
 IKBValue Text(const char* text, TKBType type) { return MakeRef<TKBValue>(TKBText(text), type); }
 IKBValue Fuzzy(double point) { return MakeRef<TKBValue>(Ref<IFuzzySet>(MakeRef<TPointSet>(point))); }
 IKBValue Address(uintptr_t number) {
@@ -63,8 +61,7 @@ IKBValue Singletons() {
   return MakeRef<TKBValue>(vector);
 }
 
-/// A value of each type that needs no engine, its printed text, and what it converts to; "-" where it
-/// refuses.
+/// A value of each type that needs no engine, its printed text, and what it converts to; "-" where it refuses.
 struct TSample {
   IKBValue value;
   std::string text;
@@ -106,8 +103,7 @@ TEST(KBValue, ConversionsOfEveryType) {
       return getter();
     } catch (const EKBException& error) {
       EXPECT_EQ(error.Id(), TKBMessage::NotAType);
-      EXPECT_NE(error.Message().find("Not a " + std::string(word) + " type."), std::string::npos)
-          << error.what();
+      EXPECT_NE(error.Message().find("Not a " + std::string(word) + " type."), std::string::npos) << error.what();
       return std::string("-");
     }
   };
@@ -115,8 +111,7 @@ TEST(KBValue, ConversionsOfEveryType) {
     const std::string trace = std::string(GetKBTypeName(s.value->GetDType())) + " " + s.text;
     EXPECT_EQ(s.value->ToString(), s.text) << trace;
     EXPECT_EQ(result([&] { return s.value->GetAsString().ToString(); }, "string"), s.string) << trace;
-    EXPECT_EQ(result([&] { return IntegerToString(s.value->GetAsInteger()); }, "integer"), s.integer)
-        << trace;
+    EXPECT_EQ(result([&] { return IntegerToString(s.value->GetAsInteger()); }, "integer"), s.integer) << trace;
     EXPECT_EQ(result([&] { return FloatToString(s.value->GetAsNumeric()); }, "numeric"), s.numeric) << trace;
     EXPECT_EQ(result([&] { return IntegerToString(s.value->GetAsFactId()); }, "fact id"), s.factId) << trace;
   }
@@ -152,9 +147,8 @@ TEST(KBValue, EveryTypeCopiesHashesAndPrintsConsistently) {
 }
 
 TEST(KBValue, ConstructorsCheckTheType) {
-  EXPECT_EQ(MessageOf([] { (void)MakeRef<TKBValue>(1, dtFloat); }), TKBMessage::ValueTypeMismatch);
-  EXPECT_EQ(MessageOf([] { (void)MakeRef<TKBValue>(TKBText("a"), dtInteger); }),
-            TKBMessage::ValueTypeMismatch);
+  EXPECT_EQ(MessageIdOf([] { (void)MakeRef<TKBValue>(1, dtFloat); }), TKBMessage::ValueTypeMismatch);
+  EXPECT_EQ(MessageIdOf([] { (void)MakeRef<TKBValue>(TKBText("a"), dtInteger); }), TKBMessage::ValueTypeMismatch);
 }
 
 TEST(KBValue, CloneSharesTheListAndTheInterfaceFormDoesNot) {
@@ -205,8 +199,7 @@ TEST(KBValue, StrictAndLooseEquality) {
       {MakeAtom("2"), Fuzzy(2), false, kNo},
       {Singletons(), Singletons(), true, kYes},
       {Singletons(), MakeInteger(1), false, kNo},
-      {MakeRef<TKBValue>(&TObject::StaticClass()), MakeRef<TKBValue>(&TPersistent::StaticClass()), false,
-       kNo},
+      {MakeRef<TKBValue>(&TObject::StaticClass()), MakeRef<TKBValue>(&TPersistent::StaticClass()), false, kNo},
       {Address(5), Address(5), true, kYes},
       {MakeAtom("x"), Text("x", dtVariable), false, kYes},
   };
@@ -216,7 +209,7 @@ TEST(KBValue, StrictAndLooseEquality) {
     EXPECT_EQ(c.a->Equals(c.b.Get()), c.strict) << trace;
     EXPECT_EQ(c.b->Equals(c.a.Get()), c.strict) << trace;
     int loose = kRaises;
-    EXPECT_EQ(MessageOf([&] { loose = c.a->EqualsStar(c.b.Get()) ? kYes : kNo; }),
+    EXPECT_EQ(MessageIdOf([&] { loose = c.a->EqualsStar(c.b.Get()) ? kYes : kNo; }),
               c.loose == kRaises ? TKBMessage::NotAType : TKBMessage::None)
         << trace;
     EXPECT_EQ(loose, c.loose) << trace;
@@ -235,11 +228,10 @@ TEST(KBValue, PrintsLikeIsComparisonOfTexts) {
   std::vector<IKBValue> values;
   for (const TSample& s : Samples()) values.push_back(s.value);
   for (const IKBValue& value :
-       {MakeAtom("-7"), MakeAtom("-3.0000"), MakeFloat(-3.0), MakeFloat(0.0), MakeFloat(-0.0),
-        MakeFloat(-0.00001), MakeString(""), MakeAtom("\"\""), MakeAtom("a b"), List({MakeAtom("a b")}),
-        List({MakeAtom("a"), MakeAtom("b")}), MakeAtom("a b "), List({}), MakeAtom("<Fact-4>"),
-        Text("s", dtAtom), MakeRef<TKBValue>(10, dtDescriptor), List({MakeFloat(1.00001)}),
-        List({MakeFloat(1.0)})}) {
+       {MakeAtom("-7"), MakeAtom("-3.0000"), MakeFloat(-3.0), MakeFloat(0.0), MakeFloat(-0.0), MakeFloat(-0.00001),
+        MakeString(""), MakeAtom("\"\""), MakeAtom("a b"), List({MakeAtom("a b")}),
+        List({MakeAtom("a"), MakeAtom("b")}), MakeAtom("a b "), List({}), MakeAtom("<Fact-4>"), Text("s", dtAtom),
+        MakeRef<TKBValue>(10, dtDescriptor), List({MakeFloat(1.00001)}), List({MakeFloat(1.0)})}) {
     values.push_back(value);
   }
   for (const IKBValue& a : values) {
@@ -305,10 +297,10 @@ TEST(KBValue, SharedConstantsCannotBeChanged) {
         [&] { constant->SetOnChange([](const IKBValue&) {}); },
         [&] { MakeInteger(1)->AssignTo(*constant); },
     };
-    for (const auto& change : changes) EXPECT_EQ(MessageOf(change), TKBMessage::SharedConstant);
+    for (const auto& change : changes) EXPECT_EQ(MessageIdOf(change), TKBMessage::SharedConstant);
     EXPECT_EQ(constant->ToString(), before);
   }
-  EXPECT_EQ(MessageOf([] { FCNilList->GetAsList()->Add(FCNil); }), TKBMessage::SharedConstant);
+  EXPECT_EQ(MessageIdOf([] { FCNilList->GetAsList()->Add(FCNil); }), TKBMessage::SharedConstant);
   // Copies of the empty list are free to grow, each for itself.
   const IKBValue a = FCNilList->Clone();
   const IKBValue b = FCNilList->Clone();
@@ -326,7 +318,7 @@ TEST(KBValue, ConstantsAreKnownByIdentity) {
   EXPECT_FALSE(IsValueConstant(MakeAtom("TRUE").Get()));
   EXPECT_FALSE(IsValueConstant(nullptr));
   EXPECT_EQ(FCNil->GetAsNumeric(), 0.0);
-  EXPECT_EQ(MessageOf([] { (void)FCEmptyString->GetAsNumeric(); }), TKBMessage::NotAType);
+  EXPECT_EQ(MessageIdOf([] { (void)FCEmptyString->GetAsNumeric(); }), TKBMessage::NotAType);
   EXPECT_EQ(FCPI->GetAsFloat(), 3.141592653589793);
 }
 
@@ -338,8 +330,7 @@ class TProbe : public TPersistent {
   ~TProbe() override { Count(-1); }
   static const TClassInfo& StaticClass() noexcept {
     static const TClassInfo info{"TProbe", &TPersistent::StaticClass(),
-                                 []() -> std::unique_ptr<TPersistent> { return std::make_unique<TProbe>(); },
-                                 nullptr};
+                                 []() -> std::unique_ptr<TPersistent> { return std::make_unique<TProbe>(); }, nullptr};
     return info;
   }
   [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
@@ -390,7 +381,7 @@ TEST(KBValue, OwnedObjectsDieWithTheNextChange) {
 
   const auto nameless = MakeRef<TKBValue>(new TNameless(), true);
   auto target = MakeInteger(3);
-  EXPECT_EQ(MessageOf([&] { target->Assign(*nameless); }), TKBMessage::UncloneableValue);
+  EXPECT_EQ(MessageIdOf([&] { target->Assign(*nameless); }), TKBMessage::UncloneableValue);
   EXPECT_TRUE(target->Is(dtNone));
 }
 
