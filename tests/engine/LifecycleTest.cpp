@@ -131,11 +131,12 @@ TEST(Engine, WhatAHostKeepsOutlivesTheEngine) {
   EXPECT_EQ(call->Execute(engine->GetGlobalContext())->GetAsInteger(), 2);
   const Ref<IUserFunction> function = engine->GetUserFunction("f");
   const IModule module = engine->GetModules().Get(0);
-  const std::string text = fact->GetTemplate()->ToString();
   engine.reset();
   TInferenceEngine other;
   EXPECT_EQ(fact->ToString(), "(p (a 1))");
-  EXPECT_EQ(fact->Clone()->GetTemplate()->ToString(), text);
+  // No module to name it by.
+  EXPECT_EQ(fact->Clone()->GetTemplate()->ToString(),
+            "(deftemplate p\r\n   (slot a (type INTEGER)\r\n         (default 0) ))");
   fact->SetValue("a", MakeInteger(5));
   EXPECT_EQ(call->ToString(), "(f 1)");
   EXPECT_EQ(call->Clone()->GetReasoner(), nullptr);
