@@ -16,7 +16,7 @@ using printing::Quoted;
 
 namespace {
 
-constexpr std::string_view kOpenEnd = "?VARIABLE";
+constexpr std::string_view kPrintedOpenEnd = "?VARIABLE";
 
 std::string_view ModuleName(const TModuleConstruct& construct) {
   return construct.GetModule() == nullptr ? std::string_view() : std::string_view(construct.GetModule()->GetName());
@@ -101,7 +101,7 @@ namespace {
 // Ends are whole numbers in print; the extreme ones stand for an open end.
 std::string RangeEnd(double value) {
   const bool open = value == TKBDefinedType::kOpenMinRange || value == TKBDefinedType::kOpenMaxRange;
-  return open ? std::string(kOpenEnd) : IntegerToString(TruncateToInt32(value));
+  return open ? std::string(kPrintedOpenEnd) : IntegerToString(TruncateToInt32(value));
 }
 
 std::string RangeText(const TKBDefinedType& type) {
@@ -122,8 +122,8 @@ std::string CardinalityText(const TKBDefinedType& type) {
   const int32_t min = type.GetMinCardinality();
   const int32_t max = type.GetMaxCardinality();
   std::string text(IndentString);
-  text.append("(cardinality ").append(min < 0 ? std::string(kOpenEnd) : IntegerToString(min)).append(" ");
-  text += max == TKBDefinedType::kOpenMaxCardinality ? std::string(kOpenEnd) : IntegerToString(max);
+  text.append("(cardinality ").append(min < 0 ? std::string(kPrintedOpenEnd) : IntegerToString(min)).append(" ");
+  text += max == TKBDefinedType::kOpenMaxCardinality ? std::string(kPrintedOpenEnd) : IntegerToString(max);
   return text.append(") ").append(kLineEnd);
 }
 
