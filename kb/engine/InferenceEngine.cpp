@@ -6,10 +6,12 @@
 
 #include "kb/common/Helpers.h"
 #include "kb/engine/EngineScopes.h"
+#include "kb/functions/BusinessPackage.h"
 #include "kb/functions/MathPackage.h"
 #include "kb/functions/PredicatePackage.h"
 #include "kb/functions/StandardPackage.h"
 #include "kb/functions/StringPackage.h"
+#include "kb/functions/TrigonometryPackage.h"
 #include "kb/matching/ReteNetwork.h"
 
 namespace kb {
@@ -134,6 +136,8 @@ void TInferenceEngine::AddDefaultPackages() {
   if (packages_.Has(pPredicate)) CreatePackage<TPredicatePackage>(*this);
   if (packages_.Has(pMath)) CreatePackage<TMathPackage>(*this);
   if (packages_.Has(pString)) CreatePackage<TStringPackage>(*this);
+  if (packages_.Has(pTrigonometry)) CreatePackage<TTrigonometryPackage>(*this);
+  if (packages_.Has(pBusiness)) CreatePackage<TBusinessPackage>(*this);
   if (OnAddDefaultPackages) OnAddDefaultPackages(*this);
 }
 

@@ -1,6 +1,8 @@
 // What the bodies of built-in functions share. For the .cpp files of this folder only.
 #pragma once
 
+#include <cmath>
+
 #include "kb/functions/KBPackages.h"
 #include "kb/values/ValueVector.h"
 
@@ -29,6 +31,25 @@ inline constexpr int kAny = kUnlimitedArguments;
 [[nodiscard]] inline IValueVector ListArgument(const TFunctionCall& call, int index, TKBContext& context) {
   IValueVector list = call.Evaluate(index, context)->GetAsList();
   return list ? list : MakeRef<TValueVector>();
+}
+
+/// The number itself; raises EMathError for NaN and infinity.
+[[nodiscard]] inline double RequireFinite(double value) {
+  if (std::isnan(value)) throw EMathError("Invalid floating point operation");
+  if (std::isinf(value)) throw EMathError("Floating point overflow");
+  return value;
+}
+/// A float as the result of a computation, under the same condition.
+[[nodiscard]] inline IKBValue CheckedFloat(double value) { return MakeFloat(RequireFinite(value)); }
+/// The quotient; raises EMathError for a divisor of 0.
+[[nodiscard]] inline double CheckedQuotient(double dividend, double divisor) {
+  if (divisor == 0) throw EMathError("Floating point division by zero");
+  return dividend / divisor;
+}
+/// In tables of functions: the body of a function of one number. NaN and infinity as its result raise.
+template <double (*Function)(double)>
+IKBValue OfNumber(TFunctionCall& call, TKBContext& context) {
+  return CheckedFloat(Function(NumericArgument(call, 0, context)));
 }
 
 /// An argument as it was written; never null.

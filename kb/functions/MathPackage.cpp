@@ -17,18 +17,9 @@ namespace {
 
 [[noreturn, gnu::noinline]] void RaiseOverflow() { throw EMathError("Integer overflow"); }
 
-[[noreturn, gnu::noinline]] void RaiseNotFinite(double value) {
-  throw EMathError(std::isnan(value) ? "Invalid floating point operation" : "Floating point overflow");
-}
-
 IKBValue CheckedInteger(int64_t value) {
   if (value < std::numeric_limits<int32_t>::min() || value > std::numeric_limits<int32_t>::max()) RaiseOverflow();
   return MakeInteger(static_cast<int32_t>(value));
-}
-
-IKBValue CheckedFloat(double value) {
-  if (!std::isfinite(value)) RaiseNotFinite(value);
-  return MakeFloat(value);
 }
 
 // A result of arithmetic: a float, or an integer cut towards zero.
@@ -67,9 +58,7 @@ IKBValue Minus(TFunctionCall& call, TKBContext& context) {
 IKBValue Divide(TFunctionCall& call, TKBContext& context) {
   double result = NumericArgument(call, 0, context);
   for (int i = 1; i < call.GetArgumentCount(); ++i) {
-    const double divisor = NumericArgument(call, i, context);
-    if (divisor == 0) throw EMathError("Floating point division by zero");
-    result /= divisor;
+    result = CheckedQuotient(result, NumericArgument(call, i, context));
   }
   return CheckedFloat(result);
 }
@@ -97,12 +86,6 @@ IKBValue Abs(TFunctionCall& call, TKBContext& context) {
   if (value->Is(dtFloat)) return MakeFloat(std::fabs(value->GetAsFloat()));
   if (value->Is(dtInteger)) return CheckedInteger(std::abs(static_cast<int64_t>(value->GetAsInteger())));
   throw EKBException(TKBMessage::ExpectedNumeric, {call.GetName().ToString()});
-}
-
-// A function of one number; NaN and infinity as its result raise.
-template <double (*Function)(double)>
-IKBValue OfNumber(TFunctionCall& call, TKBContext& context) {
-  return CheckedFloat(Function(NumericArgument(call, 0, context)));
 }
 
 double Exponential(double x) { return std::exp(x); }

@@ -1,6 +1,7 @@
 #include "kb/functions/StandardPackage.h"
 
 #include "kb/functions/BuiltinFunction.h"
+#include "kb/functions/FunctionHelpers.h"
 #include "kb/functions/StandardFunctions.h"
 
 namespace kb {

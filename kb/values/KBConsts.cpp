@@ -95,6 +95,11 @@ constexpr auto kMessages = std::to_array<TMessage>({
     {CannotBackchain, "Cannot backchain on special CEs: %s"},
     {ExpectedNumeric, "Expected numeric argument to %s function call"},
     {InvalidSubstring, "Invalid substring parameters: %d, %d"},
+    {MultifieldLengths, "Invalid multifield arguments, the two multifields must be of the same length"},
+    {InvalidPaymentTime, "Invalid payment time: \"%s\".  Expected ptEndOfPeriod or ptStartOfPeriod"},
+    {NoConvergence, "No result of %s found: the iteration does not converge"},
+    {InvalidFileAccess, "Invalid File Access Specifier: \"%s\""},
+    {ExpectedComponent, "Expected component argument to %s function call"},
     // parser
     {ParsingError, "Parsing Error, %s in %s at line %s: %s"},
     {ErrorsParsingStream, "Errors parsing stream:\r\n%s"},

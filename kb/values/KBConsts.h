@@ -137,6 +137,11 @@ enum class TKBMessage {
   CannotBackchain,         // name
   ExpectedNumeric,         // function
   InvalidSubstring,        // begin, end
+  MultifieldLengths,
+  InvalidPaymentTime,  // text
+  NoConvergence,       // function
+  InvalidFileAccess,   // text
+  ExpectedComponent,   // function
   // parser
   ParsingError,         // message, where, line, text
   ErrorsParsingStream,  // list
