@@ -23,7 +23,8 @@
 // streams. The fields that GetFacts, GetRules and the like show are those of the module in focus.
 //
 // The implementation is split by theme: InferenceEngine.cpp (life, settings), ...Copy.cpp, ...Modules.cpp,
-// ...Facts.cpp, ...Constructs.cpp, ...Dependencies.cpp, ...Parsing.cpp, ...Output.cpp, ...Run.cpp.
+// ...Facts.cpp, ...Constructs.cpp, ...Dependencies.cpp, ...Parsing.cpp, ...Persistence.cpp, ...Output.cpp,
+// ...Run.cpp.
 #pragma once
 
 #include <atomic>
@@ -177,12 +178,55 @@ class TInferenceEngine : public TComponent,
                                             const TEncoding* encoding = nullptr);
   [[nodiscard]] virtual IKBValue ParseValue(std::string_view text, TKBTypes types, const IKBDefinedType& type,
                                             const TEncoding* encoding = nullptr);
-  /// Parses a whole stream or file into the engine as it stands, calls executed; nothing is cleared first.
-  virtual void LoadFromStream(std::istream& stream, const TEncoding* encoding = nullptr);
-  void LoadFromFile(const std::string& fileName, const TEncoding* encoding = nullptr);
   /// Each line of the stream is parsed and executed; functions that read take the following lines.
   virtual bool Batch(std::istream& stream, const TEncoding* encoding = nullptr);
   bool Batch(const std::string& fileName, const TEncoding* encoding = nullptr);
+
+  // ---- Loading and saving
+  //
+  // Knowledge is saved as a text of the language that reads back exactly: numbers with all their digits, texts
+  // escaped, whatever refers to whatever. A load parses its whole stream, which may hold any constructs, with calls
+  // executed; the name says only what is cleared first. A load that fails leaves what had been read by then; the
+  // parser goes on with its former stream. A save to a file replaces the file as a whole: when it fails, the old file
+  // stays. Encodings: null is UTF-8; a mark at the start of a stream decides. A file that cannot be opened or written
+  // raises EStreamError. Cost: linear in the text.
+
+  /// Nothing is cleared first.
+  virtual void LoadFromStream(std::istream& stream, const TEncoding* encoding = nullptr);
+  void LoadFromFile(const std::string& fileName, const TEncoding* encoding = nullptr);
+  /// Writes GetExpertSystem(false).
+  virtual void SaveToStream(std::ostream& stream, const TEncoding* encoding = nullptr);
+  void SaveToFile(const std::string& fileName, const TEncoding* encoding = nullptr);
+  /// The whole engine as a text: head, fact duplication, globals, functions, modules, focus stack. With `bodyOnly` the
+  /// modules, which then hold the functions, and the focus stack.
+  [[nodiscard]] virtual std::string GetExpertSystem(bool bodyOnly);
+  [[nodiscard]] std::string GetExpertSystem() { return GetExpertSystem(false); }
+  /// All modules. A load clears them all; a main module that the stream does not bring is made anew.
+  virtual void LoadModules(std::istream& stream, const TEncoding* encoding = nullptr);
+  void LoadModules(const std::string& fileName, const TEncoding* encoding = nullptr);
+  virtual void SaveModules(std::ostream& stream, const TEncoding* encoding = nullptr);
+  void SaveModules(const std::string& fileName, const TEncoding* encoding = nullptr);
+  /// The defined types of the current module; a load clears them first, as the next two do.
+  virtual void LoadDefinedTypes(std::istream& stream, const TEncoding* encoding = nullptr);
+  void LoadDefinedTypes(const std::string& fileName, const TEncoding* encoding = nullptr);
+  virtual void SaveDefinedTypes(std::ostream& stream, const TEncoding* encoding = nullptr);
+  void SaveDefinedTypes(const std::string& fileName, const TEncoding* encoding = nullptr);
+  virtual void LoadFactTemplates(std::istream& stream, const TEncoding* encoding = nullptr);
+  void LoadFactTemplates(const std::string& fileName, const TEncoding* encoding = nullptr);
+  virtual void SaveFactTemplates(std::ostream& stream, const TEncoding* encoding = nullptr);
+  void SaveFactTemplates(const std::string& fileName, const TEncoding* encoding = nullptr);
+  virtual void LoadRules(std::istream& stream, const TEncoding* encoding = nullptr);
+  void LoadRules(const std::string& fileName, const TEncoding* encoding = nullptr);
+  virtual void SaveRules(std::ostream& stream, const TEncoding* encoding = nullptr);
+  void SaveRules(const std::string& fileName, const TEncoding* encoding = nullptr);
+  /// The facts of the current module, without ids. A load clears nothing and asserts a text of facts.
+  virtual void LoadFacts(std::istream& stream, const TEncoding* encoding = nullptr);
+  void LoadFacts(const std::string& fileName, const TEncoding* encoding = nullptr);
+  virtual void SaveFacts(std::ostream& stream, const TEncoding* encoding = nullptr);
+  void SaveFacts(const std::string& fileName, const TEncoding* encoding = nullptr);
+  /// Only the facts whose template has that name.
+  virtual void SaveFacts(std::ostream& stream, std::string_view templateName, const TEncoding* encoding = nullptr);
+  void SaveFacts(const std::string& fileName, std::string_view templateName, const TEncoding* encoding = nullptr);
 
   // ---- Facts
 
@@ -432,6 +476,8 @@ class TInferenceEngine : public TComponent,
   [[nodiscard]] virtual std::string PrettyPrint(const TFactSet& factSet);
   [[nodiscard]] virtual std::string PrettyPrint(const TFactSlot& slot);
   [[nodiscard]] virtual std::string PrettyPrint(std::string_view name, const IKBValue& value);
+  /// The defglobal of all global variables.
+  [[nodiscard]] virtual std::string PrettyPrintGlobalVariables();
   [[nodiscard]] std::string PrettyPrintSingletons(const TSingletonsVector& singletons) override;
 
   // ---- Events
@@ -516,6 +562,8 @@ class TInferenceEngine : public TComponent,
 
   template <class F>
   auto WithText(std::string_view text, const TEncoding* encoding, F&& parse);
+  template <class First>
+  void LoadAfter(std::istream& stream, const TEncoding* encoding, const First& first);
   void AddMainModule();
   void AssignParser(const TInferenceEngine& source);
   void CopyKnowledge(const TInferenceEngine& source);

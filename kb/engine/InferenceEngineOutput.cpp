@@ -107,6 +107,7 @@ std::string TInferenceEngine::PrettyPrint(const TFactSlot& slot) { return parser
 std::string TInferenceEngine::PrettyPrint(std::string_view name, const IKBValue& value) {
   return parser_->PrettyPrint(name, value);
 }
+std::string TInferenceEngine::PrettyPrintGlobalVariables() { return parser_->PrettyPrint(*globalVariables_); }
 std::string TInferenceEngine::PrettyPrintSingletons(const TSingletonsVector& singletons) {
   return parser_->PrettyPrint(singletons);
 }

@@ -194,17 +194,6 @@ IKBValue TInferenceEngine::Parse(std::string_view text, TKBType type, const TEnc
   }
 }
 
-void TInferenceEngine::LoadFromStream(std::istream& stream, const TEncoding* encoding) {
-  const TStreamScope scope(*this, NewTokenizer(stream, encoding));
-  parser_->Parse(true);
-}
-
-void TInferenceEngine::LoadFromFile(const std::string& fileName, const TEncoding* encoding) {
-  std::ifstream file(fileName, std::ios::binary);
-  if (!file) throw EStreamError("Cannot open file \"" + fileName + "\"");
-  LoadFromStream(file, encoding);
-}
-
 bool TInferenceEngine::Batch(std::istream& stream, const TEncoding* encoding) {
   // The input of an outer batch comes back also when a line raises.
   struct TBatchScope {

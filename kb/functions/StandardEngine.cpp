@@ -39,6 +39,12 @@ void ChainBackward(TInferenceEngine& engine, const TKBText& name) {
   wanted->SetBackwardChaining(true);
   const auto goal = MakeRef<TFactTemplate>(&engine, goalName, "Goal seeker for " + name.ToString(), wanted);
   goal->SetParent(nullptr);
+  // A text that was saved brings the template of the goals as well.
+  TFactTemplate* present = engine.FindFactTemplate(goalName);
+  if (present != nullptr && present->Equals(goal.Get())) {
+    present->SetBackwardChaining(goal->IsBackwardChaining());
+    return;
+  }
   engine.GetFactTemplates().Add(goal);
 }
 

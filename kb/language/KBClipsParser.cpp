@@ -355,7 +355,8 @@ bool TKBClipsParser::LoadFacts() {
     const IStreamToken token = Next();
     if (token->IsEof()) return true;
     Back(token);
-    GetOwner().Assert(ParseFact());
+    const IFact fact = ParseFact();
+    GetOwner().Assert(Context().Resolve(fact));
   }
 }
 

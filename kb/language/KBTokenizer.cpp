@@ -264,10 +264,12 @@ void TKBClipsStream::TakeWhitespace(TKBStreamToken& token, bool keep) {
 IStreamToken TKBClipsStream::Classify(std::string_view text) {
   if (text[0] == '?') {
     TKBText name = text.size() == 1 ? BlankName(SBlankPrefix) : MakeText(text.substr(1));
+    if (text.size() > 1 && text[1] == '_') PassGeneratedName(text.substr(1));
     return MakeRef<TKBStreamToken>(dtVariable, lineNumber_, std::move(name));
   }
   if (text.starts_with("$?")) {
     TKBText name = text.size() == 2 ? BlankName(SBlankMulti) : MakeText(text.substr(2));
+    if (text.size() > 2 && text[2] == '_') PassGeneratedName(text.substr(2));
     return MakeRef<TKBStreamToken>(dtMultiVariable, lineNumber_, std::move(name));
   }
   const auto first = static_cast<char32_t>(static_cast<unsigned char>(text[0]));
@@ -303,6 +305,22 @@ const TKBText& TKBClipsStream::Punctuation(int kind) {
 TKBText TKBClipsStream::BlankName(std::string_view prefix) {
   if (GetEngine() != nullptr) return TKBText(GetEngine()->GenerateSymbol(prefix));
   return TKBText(std::string(prefix) + IntegerToString(blankIndex_++));
+}
+
+// A printed rule shows the names that were made for it. Names that are made from now on differ from this one.
+void TKBClipsStream::PassGeneratedName(std::string_view name) {
+  for (const std::string_view prefix : {SBlankMulti, SBlankPrefix, SEqStarPrefix, SFactPrefix}) {
+    const size_t at = name.find(prefix);  // some have the number of their pattern in front
+    if (at == std::string_view::npos) continue;
+    const auto number = ParseInteger(name.substr(at + prefix.size()));
+    if (!number || *number < 0 || *number == INT32_MAX) return;
+    if (GetEngine() != nullptr) {
+      if (GetEngine()->GetSymbolIndex() <= *number) GetEngine()->SetSymbolIndex(*number + 1);
+    } else {
+      blankIndex_ = std::max(blankIndex_, *number + 1);
+    }
+    return;
+  }
 }
 
 // Handing them out.

@@ -122,6 +122,7 @@ class TKBClipsStream : public TKBTokenizerStream {
   [[nodiscard]] TKBText MakeText(std::string_view text);
   void TakeWhitespace(TKBStreamToken& token, bool keep);
   [[nodiscard]] TKBText BlankName(std::string_view prefix);
+  void PassGeneratedName(std::string_view name);
   [[nodiscard]] const TKBText& Punctuation(int kind);
   void CountParenthesis(int dataType, int step) noexcept;
   void CutSpelled(const IStreamToken& token);

@@ -18,6 +18,27 @@ using printing::CloseConstruct;
 using printing::FullName;
 using printing::Quoted;
 
+std::string printing::IndentSource(std::string_view source) {
+  std::string text;
+  bool inString = false;
+  bool inComment = false;
+  for (size_t i = 0; i < source.size(); ++i) {
+    const char c = source[i];
+    text += c;
+    if (inComment) {
+      inComment = c != '\n' && c != '\r';
+    } else if (c == '\\' && i + 1 < source.size()) {
+      text += source[++i];
+    } else if (c == '"') {
+      inString = !inString;
+    } else if (!inString && c == ';') {
+      inComment = true;
+    }
+    if (!inString && c == '\n') text += IndentString;
+  }
+  return text;
+}
+
 namespace {
 
 std::string ValueText(const IKBValue& value) { return value ? value->ToString() : std::string(); }
@@ -53,6 +74,26 @@ std::string PrettyPrint(const TFact& fact, std::string_view slotName) {
   return PrettyPrint(fact, slotName, fact.GetValue(slotName));
 }
 
+namespace {
+
+bool HasText(const TKBValue& value) {
+  if (value.Is(dtAtom)) return !value.TextView().empty();
+  const TValueVector* list = value.ListOrNull();
+  return list == nullptr || list->GetValueCount() > 0;
+}
+
+// What stands for a slot in a text that is to be read back; empty when the reader fills in the same by itself.
+std::string LosslessSlotText(const TFactSlot& slot, const TKBValue& value) {
+  std::string text = value.ToString();
+  if (HasText(value)) return text;
+  const IKBValue& normal = slot.GetSlotDefault();
+  const bool same = normal && !slot.GetDefaultDynamic() && normal->Is(value.GetDType()) && normal->Equals(&value);
+  if (same) return {};
+  return slot.IsMultiSlot() ? " " : text;  // "(name )" asks for the empty list
+}
+
+}  // namespace
+
 // Slots come in the order of their names; one whose value has no text is left out, and reads back as its default.
 std::string PrettyPrint(const TFact& fact) {
   CheckStack();
@@ -67,7 +108,8 @@ std::string PrettyPrint(const TFact& fact) {
   for (const TFactTemplate::TPlacedSlot& placed : factTemplate->GetSortedSlots()) {
     const TKBValue* value = fact.ValueAt(placed.position);
     if (value == nullptr) continue;
-    const std::string valueText = value->ToString();
+    const bool lossless = !ordered && TLosslessText::IsOn();
+    const std::string valueText = lossless ? LosslessSlotText(*placed.slot, *value) : value->ToString();
     if (valueText.empty()) continue;
     if (ordered) {
       text.append(" ").append(valueText);
@@ -121,6 +163,7 @@ void AppendTest(std::string& text, const TKBPatternMatchTest& test, bool isTest)
   if (!isTest && test.GetSlotTestType() == sttNotEquals) text += '~';
   const IKBValue& value = test.GetSlotValue();
   if (!isTest && value && value->Is(dtFunCall)) text += ':';
+  if (value && value->Is(dtAtom) && TLosslessText::IsOn() && AtomNeedsCall(value->TextView())) text += '=';
   text += ValueText(value);
 }
 
@@ -141,12 +184,19 @@ bool IsNegatedTest(const TKBPattern& pattern) {
          pattern.GetSlotTest(slot, 0).GetSlotTestType() == sttNotEquals;
 }
 
+// Written fields ask for as many elements, also when there are none; a multislot of which nothing is said does not.
 std::string SlotsText(const TKBPattern& pattern) {
+  const bool lossless = TLosslessText::IsOn();
   const int data = pattern.IndexOfSlotName(SDefaultSlotName);
-  if (data >= 0) return SlotTestsText(pattern.GetSlotTests(data), pattern.IsTest());
+  if (data >= 0) {
+    const bool any = lossless && pattern.GetSlotTestCount(data) == 0 && pattern.GetSlotLength(data) < 0 &&
+                     pattern.GetName() != SInitialFactPattern;
+    return any ? "$?" : SlotTestsText(pattern.GetSlotTests(data), pattern.IsTest());
+  }
   std::string text;
   for (int i = 0; i < pattern.GetSlotCount(); ++i) {
-    if (pattern.GetSlotTestCount(i) == 0) continue;
+    const bool asksForNone = lossless && pattern.GetSlotLength(i) == 0;
+    if (pattern.GetSlotTestCount(i) == 0 && !asksForNone) continue;
     text.append("(").append(pattern.GetSlotName(i).View()).append(" ");
     text.append(SlotTestsText(pattern.GetSlotTests(i), false)).append(") ");
   }
@@ -157,8 +207,18 @@ std::string Wrapped(std::string_view word, const std::string& text) {
   return "(" + std::string(word) + " " + text + ")";
 }
 
+// The one pattern that compilation gives a rule without any; a written one has a number of fields.
+bool IsGivenPattern(const TRule& rule) {
+  if (rule.GetPatternCount() != 1) return false;
+  const TKBPattern& pattern = rule.GetPattern(0);
+  const int data = pattern.IndexOfSlotName(SDefaultSlotName);
+  return pattern.GetName() == SInitialFactPattern && data >= 0 && pattern.GetSlotLength(data) < 0 &&
+         pattern.GetSlotTestCount(data) == 0 && pattern.GetBoundName().empty() && pattern.GetNegatedCount() == 0;
+}
+
 std::string PatternsText(const TRule& rule) {
   std::string text;
+  if (IsGivenPattern(rule)) return text;
   bool goalBefore = false;
   for (int i = 0; i < rule.GetPatternCount(); ++i) {
     const TKBPattern& pattern = rule.GetPattern(i);
@@ -275,7 +335,10 @@ std::string PrettyPrint(const IUserFunction& function, std::string_view syntax) 
 std::string PrettyPrint(std::string_view name, const IKBValue& value) {
   if (name.empty()) return std::string();
   std::string text(name.starts_with('?') ? "" : "?");
-  return text.append(name).append(" = ").append(ValueText(value));
+  text.append(name).append(" = ");
+  // A variable stands for one value.
+  const bool list = TLosslessText::IsOn() && value && value->Is(dtList);
+  return text + (list ? "(create$ " + value->ToString() + ")" : ValueText(value));
 }
 
 std::string PrettyPrint(const TQDStringHashTable<IKBValue>& variables) {

@@ -6,6 +6,7 @@
 
 #include "kb/common/Helpers.h"
 #include "kb/values/KBConsts.h"
+#include "kb/values/LosslessText.h"
 
 namespace kb::printing {
 
@@ -16,12 +17,19 @@ namespace kb::printing {
   return text.append(name);
 }
 
-[[nodiscard]] inline std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+/// A comment or the like in double quotes, as it stands; escaped when it is to be read back.
+[[nodiscard]] inline std::string Quoted(std::string_view text) {
+  return TLosslessText::IsOn() ? EscapedString(text) : "\"" + std::string(text) + "\"";
+}
+
+/// The text with white space behind each of its line ends, but for those inside strings.
+[[nodiscard]] std::string IndentSource(std::string_view source);
 
 /// Appends the text one level further in, each of its lines.
 inline void AppendIndented(std::string& text, std::string_view lines) {
   text.append(IndentString);
-  text += ReplaceAll(lines, kLineEnd, std::string(kLineEnd) + std::string(IndentString));
+  text += TLosslessText::IsOn() ? IndentSource(lines)
+                                : ReplaceAll(lines, kLineEnd, std::string(kLineEnd) + std::string(IndentString));
 }
 
 /// Ends a construct: no white space stands before the parenthesis.

@@ -27,11 +27,25 @@ std::string TypeNames(TKBTypes types) {
   return QDUpperCase(SetToString(types - KBMultiSlotTypes - KBAlwaysValidTypes, " ", false));
 }
 
+bool IsEmptyDefault(const TKBValue& value) {
+  if (value.Is(dtAtom)) return Trim(value.TextView()).empty();
+  const TValueVector* list = value.ListOrNull();
+  return list != nullptr && list->GetValueCount() == 0;
+}
+
+// For people an empty default says nothing. It says something to the reader where it would choose another.
 std::string DefaultText(const TFactSlot& slot) {
   const IKBValue& value = slot.GetSlotDefault();
-  if (!value || value == FCNil || value == FCNilList) return {};
+  if (!value) return {};
+  const bool lossless = TLosslessText::IsOn();
+  const bool empty = value == FCNil || value == FCNilList || (lossless && IsEmptyDefault(*value));
+  if (empty && !lossless) return {};
+  if (empty) {
+    const IKBValue chosen = slot.CreateValidDefault(slot.IsMultiSlot());
+    if (chosen && chosen->Is(value->GetDType()) && chosen->Equals(value.Get())) return {};
+  }
   const std::string text = value->ToString();
-  if (Trim(text).empty()) return {};
+  if (!lossless && Trim(text).empty()) return {};
   return std::string(slot.GetDefaultDynamic() ? "(default-dynamic " : "(default ") + text + ") ";
 }
 
@@ -68,10 +82,15 @@ std::string PrettyPrint(const TFactSlot& slot) {
 
 namespace {
 
-// The one slot of an ordered template is only written for what its type says.
+// The one slot of an ordered template is only written for what its type says, and, where it must not get lost, for
+// its default.
 std::string OrderedBody(const TFactTemplate& factTemplate) {
   const TFactSlot* slot = factTemplate.FindSlot(SDefaultSlotName);
-  if (slot == nullptr || !slot->GetExtendedTypeInfo()) return {};
+  if (slot == nullptr) return {};
+  if (!slot->GetExtendedTypeInfo()) {
+    const bool plain = DefaultText(*slot).empty() && slot->GetSlotType() == KBSlotTypes + KBMultiSlotTypes;
+    return plain || !TLosslessText::IsOn() ? std::string() : " " + PrettyPrint(*slot);
+  }
   const TKBDefinedType& definedType = *slot->GetExtendedTypeInfo();
   return definedType.GetImplicit() ? " " + PrettyPrint(*slot) : " is-a " + definedType.GetName();
 }
@@ -98,9 +117,10 @@ std::string PrettyPrint(const TFactTemplate& factTemplate, bool fullName) {
 
 namespace {
 
-// Ends are whole numbers in print; the extreme ones stand for an open end.
+// Ends are whole numbers in print, unless they are to be read back; the extreme ones stand for an open end.
 std::string RangeEnd(double value) {
   const bool open = value == TKBDefinedType::kOpenMinRange || value == TKBDefinedType::kOpenMaxRange;
+  if (TLosslessText::IsOn() && !open && value != TruncateToInt32(value)) return LosslessFloat(value);
   return open ? std::string(kPrintedOpenEnd) : IntegerToString(TruncateToInt32(value));
 }
 
@@ -113,7 +133,8 @@ std::string RangeText(const TKBDefinedType& type) {
 std::string UnitsText(const TKBDefinedType& type) {
   const std::string& units = type.GetUnits();
   if (units.empty()) return {};
-  const std::string text = units.find(' ') == std::string::npos ? units : Quoted(units);
+  const bool bare = TLosslessText::IsOn() ? LosslessAtom(units) == units : units.find(' ') == std::string::npos;
+  const std::string text = bare ? units : Quoted(units);
   return std::string(IndentString) + "(units " + text + ")" + std::string(kLineEnd);
 }
 

@@ -199,7 +199,7 @@ std::string TKBDefinedType::ConstraintToString(TValueConstraint kind) const {
   const auto add = [&](const std::string& text) { result += text + " "; };
   switch (kind) {
     case vcAtom:
-      for (const std::string& atom : atoms_) add(atom);
+      for (const std::string& atom : atoms_) add(MakeAtom(atom)->ToString());
       break;
     case vcString:
       for (const std::string& text : strings_) add(MakeString(text)->ToString());
@@ -208,7 +208,7 @@ std::string TKBDefinedType::ConstraintToString(TValueConstraint kind) const {
       for (int32_t integer : integers_) add(IntegerToString(integer));
       break;
     case vcFloat:
-      for (double number : floats_) add(FloatToString(number));
+      for (double number : floats_) add(MakeFloat(number)->ToString());
       break;
   }
   return result;

@@ -13,6 +13,7 @@
 #include "kb/matching/ReteNetwork.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBModuleConstruct.h"
+#include "kb/values/LosslessText.h"
 
 namespace kb {
 
@@ -280,6 +281,12 @@ class TModuleText {
     Add(text);
   }
   void Add(std::string_view text) { text_ += text; }
+  /// Lines without a head; nothing for an empty text.
+  void AddLines(std::string_view text) {
+    if (text.empty()) return;
+    StartLine();
+    AddLine(text);
+  }
   [[nodiscard]] std::string Take() {
     StartLine();
     return std::move(text_);
@@ -304,9 +311,28 @@ std::string FactsText(const TFacts& facts, bool all) {
   return text.empty() ? text : "(assert" + std::string(kLineEnd) + text + ")";
 }
 
+// The calls that mark templates for backward chaining. Templates of goals are marked with those that they are for.
+std::string BackwardChainingText(const TFactTemplates& templates, bool all) {
+  std::string text;
+  for (int i = 0; i < templates.GetCount(); ++i) {
+    const TFactTemplate& factTemplate = *templates.GetValue(i);
+    const std::string_view name = factTemplate.GetTemplateName().View();
+    if (!factTemplate.IsBackwardChaining() || (!all && !templates.IsLocal(factTemplate))) continue;
+    const bool goal = name.starts_with(SBackChainPrefix);
+    const TFactTemplate* wanted = goal ? templates.FindTemplate(name.substr(SBackChainPrefix.size())) : nullptr;
+    if (wanted == nullptr || !wanted->IsBackwardChaining()) text.append(" ").append(name);
+  }
+  return text.empty() ? text : "(do-backward-chaining" + text + ")";
+}
+
 }  // namespace
 
 std::string TModule::GetExpertSystem(bool comments, bool all) const {
+  return GetExpertSystem(comments, all, std::string_view());
+}
+
+std::string TModule::GetExpertSystem(bool comments, bool all, std::string_view definitions) const {
+  const TLosslessText lossless;
   if (objects_.agenda == nullptr) return ToString();
   const TModuleObjects& own = objects_;
   TModuleText text(comments);
@@ -326,6 +352,8 @@ std::string TModule::GetExpertSystem(bool comments, bool all) const {
   const auto tableText = [all](const auto& table) { return all ? table.ToString() : table.LocalsToString(); };
   text.AddSection("; Defined Types ", WithoutLeadingEnd(tableText(*own.definedTypes)));
   text.AddSection("; Fact Templates ", WithoutLeadingEnd(tableText(*own.factTemplates)));
+  text.AddLines(BackwardChainingText(*own.factTemplates, all));
+  text.AddLines(definitions);
   text.AddSection("; Rules ", own.rules->ToString());
   text.AddSection("; Fact Sets ", WithoutLeadingEnd(own.factSets->ToString()));
   text.AddSection("; Facts ", FactsText(*own.facts, all));

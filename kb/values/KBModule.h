@@ -189,6 +189,8 @@ class TModule : public TPersistent, public RefCounted, public TWeakTarget<TModul
   /// The whole module as text that reads back: definition, types, templates, rules, fact sets and an assert
   /// of the facts. `comments` puts heads before the sections, `all` takes in imported constructs.
   [[nodiscard]] std::string GetExpertSystem(bool comments, bool all) const;
+  /// The same with a text of definitions behind the templates, which it may name.
+  [[nodiscard]] std::string GetExpertSystem(bool comments, bool all, std::string_view definitions) const;
   [[nodiscard]] intptr_t GetTag() const noexcept { return tag_; }
   void SetTag(intptr_t tag) noexcept { tag_ = tag; }
 

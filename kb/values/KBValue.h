@@ -176,6 +176,7 @@ class TKBValue : public RefCounted, public TPooled {
   void CopyTag(const TKBValue& source);
   [[nodiscard]] Ref<RefCounted> HeldReference() const noexcept;
   [[nodiscard]] TKBText SharedText() const noexcept;
+  [[nodiscard]] std::string GetLosslessString() const;
   [[noreturn]] void RaiseNotA(std::string_view word) const;
   [[nodiscard]] IKBValue ResolveBinding(const TBindingInfo& binding, TKBContext& context) const;
   [[nodiscard]] IKBValue ResolveSingletons() const;

@@ -19,22 +19,13 @@
 #include "kb/values/KBFuzzyInterfaces.h"
 #include "kb/values/KBHelperFunctions.h"
 #include "kb/values/KBValue.h"
+#include "kb/values/LosslessText.h"
 #include "kb/values/ValueVector.h"
 
 namespace kb {
 namespace {
 
 constexpr std::string_view kUnknownText = "<UNKNOWN>";
-
-[[nodiscard]] std::string EscapedString(std::string_view text) {
-  std::string result = "\"";
-  result.reserve(text.size() + 2);
-  for (char c : text) {
-    if (c == '"' || c == '\\') result += '\\';
-    result += c;
-  }
-  return result += '"';
-}
 
 /// Decimal text in a buffer of the caller.
 [[nodiscard]] std::string_view IntegerText(int64_t value, char (&buffer)[24]) noexcept {
@@ -314,7 +305,33 @@ int32_t TKBValue::GetHashCode() const {
 
 // ---- printing
 
+// What differs when the text is to be read back. What has no text in the language becomes nil.
+std::string TKBValue::GetLosslessString() const {
+  switch (type_) {
+    case dtAtom:
+      return LosslessAtom(TextView());
+    case dtFloat:
+      return LosslessFloat(content_.number);
+    case dtVariable:
+      return "?" + LosslessName(TextView());
+    case dtMultiVariable:
+      return "$?" + LosslessName(TextView());
+    case dtFactId:
+    case dtDescriptor:
+      return IntegerToString(content_.integer);
+    case dtNone:
+    case dtObject:
+    case dtExternalAddress:
+      return "nil";
+    default:
+      return {};
+  }
+}
+
 std::string TKBValue::GetToString() const {
+  if (TLosslessText::IsOn()) {
+    if (std::string text = GetLosslessString(); !text.empty()) return text;
+  }
   switch (type_) {
     case dtNone:
       return {};
