@@ -42,6 +42,10 @@ namespace kb {
 [[nodiscard]] std::string PrettyPrint(const IUserFunction& function, std::string_view syntax);
 /// The deftype, or the qualifiers of a slot for an implicit type.
 [[nodiscard]] std::string PrettyPrint(const TKBDefinedType& definedType, bool fullName);
+/// The body of a fuzzy deftype: range, units, terms.
+[[nodiscard]] std::string PrettyPrint(const IFuzzyVariable& variable);
+/// The name, or the points of a set without one; with `asTerm` "(term name shape)", nothing for the empty set.
+[[nodiscard]] std::string PrettyPrint(const IFuzzySet& set, bool asTerm);
 /// "((x y) ...)".
 [[nodiscard]] std::string PrettyPrint(const TSingletonsVector& singletons);
 /// The defmodule.

@@ -32,6 +32,14 @@ inline void AppendIndented(std::string& text, std::string_view lines) {
                                 : ReplaceAll(lines, kLineEnd, std::string(kLineEnd) + std::string(IndentString));
 }
 
+/// The line of units, or nothing without any.
+[[nodiscard]] inline std::string UnitsText(const std::string& units) {
+  if (units.empty()) return {};
+  const bool bare = TLosslessText::IsOn() ? LosslessAtom(units) == units : units.find(' ') == std::string::npos;
+  const std::string text = bare ? units : Quoted(units);
+  return std::string(IndentString) + "(units " + text + ")" + std::string(kLineEnd);
+}
+
 /// Ends a construct: no white space stands before the parenthesis.
 [[nodiscard]] inline std::string CloseConstruct(std::string text) {
   text.resize(TrimRight(text).size());

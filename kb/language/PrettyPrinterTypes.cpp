@@ -130,13 +130,7 @@ std::string RangeText(const TKBDefinedType& type) {
   return std::string(IndentString) + "(range " + ends + ") " + std::string(kLineEnd);
 }
 
-std::string UnitsText(const TKBDefinedType& type) {
-  const std::string& units = type.GetUnits();
-  if (units.empty()) return {};
-  const bool bare = TLosslessText::IsOn() ? LosslessAtom(units) == units : units.find(' ') == std::string::npos;
-  const std::string text = bare ? units : Quoted(units);
-  return std::string(IndentString) + "(units " + text + ")" + std::string(kLineEnd);
-}
+std::string UnitsText(const TKBDefinedType& type) { return printing::UnitsText(type.GetUnits()); }
 
 std::string CardinalityText(const TKBDefinedType& type) {
   if (!type.GetCardinalityLimited()) return {};
@@ -180,11 +174,14 @@ std::string TypeHead(const TKBDefinedType& type, bool fullName) {
 }  // namespace
 
 std::string PrettyPrint(const TKBDefinedType& definedType, bool fullName) {
+  const Ref<IFuzzyVariable>& variable = definedType.GetFuzzyType();
   if (definedType.GetImplicit()) {
-    std::string text = "(type " + TypeNames(definedType.GetBaseTypes()) + ")";
+    // A fuzzy slot with a cardinality of its own still shares the variable of the type that it was made of.
+    std::string text = "(type " + (variable ? variable->Name() : TypeNames(definedType.GetBaseTypes())) + ")";
     return text.append(kLineEnd).append(LimitsText(definedType));
   }
-  return CloseConstruct(TypeHead(definedType, fullName) + LimitsText(definedType));
+  return CloseConstruct(TypeHead(definedType, fullName) +
+                        (variable ? PrettyPrint(*variable) : LimitsText(definedType)));
 }
 
 // Modules.

@@ -24,6 +24,8 @@ inline constexpr std::string_view SBlankMulti = "_blank_$";
 inline constexpr std::string_view SBlankPrefix = "_blank_";
 inline constexpr std::string_view SDefaultSlotName = "__Data";
 inline constexpr std::string_view STestCE = "test";
+/// The name of the fuzzy set without members, which every fuzzy variable knows and which is no term.
+inline constexpr std::string_view SEmptyFuzzy = "__EMPTY";
 inline constexpr std::string_view SLocalBinding = "__LOCAL";
 inline constexpr std::string_view SPatternBinding = "__PATTERN";
 inline constexpr std::string_view SRuleBinding = "__RULE";
@@ -194,6 +196,24 @@ enum class TKBMessage {
   FunctionInBackchain,  // name
   InvalidCallType,      // name
   InvalidBackchainPattern,
+  // fuzzy reasoning
+  InvalidFuzzyPoint,      // x, y
+  InvalidFuzzyShape,      // numbers
+  InvalidFuzzyOperand,    // operator, number
+  InvalidUniverse,        // from, to
+  FuzzyTermUnchangeable,  // name
+  InvalidFuzzyTermName,   // name
+  FuzzyVariableUndefined,
+  InvalidFuzzyItem,  // text
+  MissingFuzzyBracket,
+  MissingFuzzyOperand,      // word
+  CannotUniteFacts,         // template, template
+  InvalidFuzzyInference,    // text, list
+  InvalidFuzzyCorrelation,  // text, list
+  InvalidFuzzyOperation,    // text, function, list
+  FuzzyVariablesDiffer,     // set, variable, set, variable
+  InvalidPlotLimits,        // low, high
+  InvalidPlotCharacters,
   // limits
   RecursionTooDeep,
   Count

@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "kb/common/Helpers.h"
+#include "kb/fuzzy/KBFuzzyLogic.h"
 #include "kb/platform/Component.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBContext.h"
-#include "kb/values/KBFuzzyInterfaces.h"
 #include "kb/values/KBHelperFunctions.h"
 #include "kb/values/KBValue.h"
 #include "kb/values/ValueVector.h"
@@ -29,26 +29,13 @@ TKBMessage MessageIdOf(const std::function<void()>& operation) {
   return TKBMessage::None;
 }
 
-/// A set around one number, as far as values ask for it.
-class TPointSet final : public IFuzzySet {
- public:
-  explicit TPointSet(double point) : point_(point) {}
-  [[nodiscard]] std::string ToString() const override { return "((" + FloatToString(point_) + " 1))"; }
-  [[nodiscard]] double Crisp() const override { return point_; }
-  [[nodiscard]] IFuzzyVariable* Variable() const override { return nullptr; }
-  [[nodiscard]] bool Equals(const TKBValue& value) const override {
-    const TKBType type = value.GetDType();
-    const bool number = type == dtInteger || type == dtFloat || type == dtFuzzy;
-    return number && value.GetAsNumeric() == point_;
-  }
-  [[nodiscard]] double FuzzyEquals(const TKBValue& value) const override { return Equals(value) ? 1 : 0; }
-
- private:
-  double point_;
-};
-
 IKBValue Text(const char* text, TKBType type) { return MakeRef<TKBValue>(TKBText(text), type); }
-IKBValue Fuzzy(double point) { return MakeRef<TKBValue>(Ref<IFuzzySet>(MakeRef<TPointSet>(point))); }
+/// A spike at one number.
+IKBValue Fuzzy(double point) {
+  Ref<IFuzzySet> set = MakeRef<TKBFuzzySet>(nullptr, "((" + FloatToString(point) + " 1))");
+  set->Triangle(point, point, point);
+  return MakeRef<TKBValue>(set);
+}
 IKBValue Address(uintptr_t number) {
   auto value = MakeRef<TKBValue>();
   value->SetAsExternalAddress(reinterpret_cast<void*>(number));

@@ -1,0 +1,228 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "kb/fuzzy/FuzzyOperations.h"
+#include "kb/fuzzy/KBFuzzyLogic.h"
+#include "kb/language/PrettyPrinter.h"
+#include "kb/values/KBConsts.h"
+#include "kb/values/KBValue.h"
+
+namespace kb {
+namespace {
+
+Ref<IFuzzySet> NewSet() { return MakeRef<TKBFuzzySet>(nullptr, "set"); }
+
+Ref<IFuzzyVariable> Temperature() {
+  Ref<IFuzzyVariable> variable = MakeRef<TKBFuzzyVariable>("temperature");
+  variable->SetUniverse(0, 100);
+  variable->SetUnits("degrees C");
+  const Ref<IFuzzySet> cold = variable->AddSet("cold");
+  cold->AddPoint(0, 1);
+  cold->AddPoint(50, 0);
+  variable->AddSet("warm")->Triangle(25, 50, 75);
+  variable->AddSet("hot")->SCurve(7, true, 50, 100, 75);
+  return variable;
+}
+
+TKBMessage FaultOf(const std::function<void()>& operation) {
+  try {
+    operation();
+  } catch (const EKBException& error) {
+    return error.Id();
+  }
+  return TKBMessage::None;
+}
+
+double Growth(double x, double left, double right) {
+  if (x <= left) return 0;
+  if (x >= right) return 1;
+  const double part = (x - left) / (right - left);
+  return part < 0.5 ? 2 * part * part : 1 - 2 * (1 - part) * (1 - part);
+}
+
+TEST(FuzzySet, CurvesStayWithinAThousandthOfTheirFormulas) {
+  const auto compare = [](const IFuzzySet& set, const std::function<double(double)>& formula) {
+    for (int i = -1000; i <= 11000; ++i) {
+      const double x = i / 100.0;
+      ASSERT_NEAR(set.DegreeOfMembership(x), formula(x), 0.001) << x;
+    }
+    EXPECT_LT(set.PointCount(), 130);
+  };
+  const Ref<IFuzzySet> set = NewSet();
+  set->SCurve(7, true, 20, 80, 50);
+  compare(*set, [](double x) { return Growth(x, 20, 80); });
+  set->SCurve(7, false, 20, 80, 50);
+  compare(*set, [](double x) { return 1 - Growth(x, 20, 80); });
+  set->PiCurve(7, 10, 90, 30);
+  compare(*set, [](double x) { return x < 30 ? Growth(x, 10, 30) : 1 - Growth(x, 30, 90); });
+  set->PiCurveByRange(7, 20, 40);
+  compare(*set, [](double x) { return x < 40 ? Growth(x, 20, 40) : 1 - Growth(x, 40, 60); });
+  for (const double weight : {1.0, 3.0}) {
+    set->BetaCurveWeighted(7, 20, 50, 35, weight);
+    compare(*set, [=](double x) {
+      const double part = (x - 50) / 15;
+      return x < 20 || x > 80 ? 0 : 1 / (1 + weight * part * part);
+    });
+  }
+}
+
+TEST(FuzzySet, ShapesWithoutWidthAreStepsAndSpikes) {
+  const Ref<IFuzzySet> set = NewSet();
+  set->Triangle(5, 5, 5);
+  EXPECT_EQ(set->DegreeOfMembership(5), 1);
+  EXPECT_EQ(set->DegreeOfMembership(5.001), 0);
+  EXPECT_EQ(set->Crisp(), 5);
+  set->SCurve(7, true, 5, 5, 5);
+  EXPECT_EQ(set->DegreeOfMembership(4.999), 0);
+  EXPECT_EQ(set->DegreeOfMembership(5.001), 1);
+  set->PiCurve(7, 5, 5, 5);
+  EXPECT_EQ(set->DegreeOfMembership(5), 1);
+  EXPECT_EQ(set->DegreeOfMembership(5.001), 0);
+  EXPECT_EQ(set->DegreeOfMembership(4.999), 0);
+  set->BetaCurve(7, 5, 5, 4);
+  EXPECT_EQ(set->DegreeOfMembership(5), 1);
+  EXPECT_EQ(set->DegreeOfMembership(4.999), 0);
+}
+
+TEST(FuzzySet, ShapesRefuseWhatMakesNoSet) {
+  const Ref<IFuzzySet> set = NewSet();
+  set->Triangle(1, 2, 3);
+  EXPECT_EQ(FaultOf([&] { set->Triangle(3, 2, 1); }), TKBMessage::InvalidFuzzyShape);
+  EXPECT_EQ(FaultOf([&] { set->SCurve(7, true, 3, 1, 2); }), TKBMessage::InvalidFuzzyShape);
+  EXPECT_EQ(FaultOf([&] { set->PiCurve(7, 1, 3, 4); }), TKBMessage::InvalidFuzzyShape);
+  EXPECT_EQ(FaultOf([&] { set->PiCurveByRange(7, -1, 3); }), TKBMessage::InvalidFuzzyShape);
+  EXPECT_EQ(FaultOf([&] { set->BetaCurve(7, 1, 3, 3); }), TKBMessage::InvalidFuzzyShape);
+  EXPECT_EQ(FaultOf([&] { set->Triangle(1, NAN, 3); }), TKBMessage::InvalidFuzzyShape);
+  EXPECT_EQ(FaultOf([&] { set->AddPoint(1, 2); }), TKBMessage::InvalidFuzzyPoint);
+  EXPECT_EQ(set->SetType(), fstTriangle);
+  EXPECT_EQ(set->DegreeOfMembership(2), 1);
+}
+
+TEST(FuzzySet, TermsAreSharedAndNeverChangedInPlace) {
+  const Ref<IFuzzyVariable> variable = Temperature();
+  const Ref<IFuzzySet> warm = variable->FindSet("warm");
+  EXPECT_TRUE(warm->IsTerm());
+  EXPECT_EQ(FaultOf([&] { warm->Hedge(fhVery); }), TKBMessage::FuzzyTermUnchangeable);
+  EXPECT_EQ(FaultOf([&] { warm->HedgeOperator(bfhLimit, true, 0.5); }), TKBMessage::FuzzyTermUnchangeable);
+  const Ref<IFuzzySet> copy = warm->Clone();
+  EXPECT_FALSE(copy->IsTerm());
+  EXPECT_EQ(copy->Variable(), variable.Get());
+  copy->Hedge(fhNot);
+  EXPECT_EQ(copy->ToString(), "not warm");
+  EXPECT_EQ(copy->DegreeOfMembership(50), 0);
+  EXPECT_EQ(warm->DegreeOfMembership(50), 1);
+  EXPECT_FALSE(variable->AddSet(SEmptyFuzzy)->IsTerm());
+}
+
+TEST(FuzzySet, NamesOfResultsAreExpressionsOfTheLanguage) {
+  const Ref<IFuzzyVariable> variable = Temperature();
+  const Ref<IFuzzySet> cold = variable->FindSet("cold");
+  Ref<IFuzzySet> set = cold->Union(*variable->FindSet("hot"), foZadeh);
+  EXPECT_EQ(set->ToString(), "cold or hot");
+  set->HedgeOperator(bfhLimit, true, 0.3F);
+  EXPECT_EQ(set->ToString(), "[ cold or hot ] limited-to 0.3");
+  EXPECT_EQ(cold->Intersection(*set, foProduct)->ToString(), "cold product-and [ [ cold or hot ] limited-to 0.3 ]");
+  for (int i = 0; i < 100; ++i) set = set->Union(*cold, foZadeh);
+  EXPECT_EQ(set->ToString().substr(0, 6), "((0 1)");
+  EXPECT_LT(set->ToString().size(), 600U);
+  EXPECT_EQ(NewSet()->Union(*NewSet(), foZadeh)->PointCount(), 0);
+}
+
+TEST(FuzzySet, NumbersOfASetAreTakenOverTheUniverse) {
+  const Ref<IFuzzyVariable> variable = Temperature();
+  const Ref<IFuzzySet> cold = variable->FindSet("cold");
+  EXPECT_NEAR(cold->Moment(), 50.0 / 3, 1e-9);
+  EXPECT_EQ(cold->Crisp(), cold->Moment());
+  EXPECT_EQ(cold->Maximum(), 0);
+  EXPECT_NEAR(cold->GetCompatibilityIndex(), 2.0 / 3, 1e-9);
+  EXPECT_FALSE(cold->IsUndecidable());
+  const Ref<IFuzzySet> empty = variable->AddSet("nothing");
+  EXPECT_TRUE(empty->IsUndecidable());
+  EXPECT_EQ(empty->Moment(), 50);
+  EXPECT_EQ(empty->Maximum(), 50);
+  EXPECT_EQ(empty->GetCompatibilityIndex(), 0);
+  empty->AddPoint(0, 0.4);
+  empty->AddPoint(100, 0.4);
+  EXPECT_TRUE(empty->IsUndecidable());
+  // A number far from the universe keeps its value.
+  const Ref<IFuzzySet> number = MakeRef<TKBFuzzySet>(variable.Get(), "500");
+  number->Triangle(500, 500, 500);
+  EXPECT_EQ(number->Maximum(), 500);
+}
+
+TEST(FuzzySet, ComparisonIsStrictlyAboveTheThreshold) {
+  const Ref<IFuzzyVariable> variable = Temperature();
+  variable->SetThreshold(static_cast<double>(0.1F));
+  const Ref<IFuzzySet> cold = variable->FindSet("cold");
+  EXPECT_TRUE(cold->Equals(*MakeFloat(44.9)));
+  EXPECT_FALSE(cold->Equals(*MakeInteger(45)));
+  EXPECT_TRUE(cold->Equals(*MakeFloat(NAN)));
+  EXPECT_EQ(cold->FuzzyEquals(*MakeFloat(NAN)), 0);
+  EXPECT_NEAR(cold->FuzzyEquals(*MakeInteger(30)), 0.4, 1e-12);
+  EXPECT_FALSE(cold->Equals(*MakeAtom("cold")));
+  EXPECT_EQ(cold->FuzzyEquals(*MakeAtom("cold")), 0);
+  const Ref<IFuzzySet> warm = variable->FindSet("warm");
+  EXPECT_NEAR(cold->Iterate(*warm, FuzzyOperatorMaxOfMin), 1.0 / 3, 1e-9);
+  EXPECT_EQ(cold->Iterate(*warm, FuzzyOperatorMinThreshold), 1);
+  EXPECT_EQ(cold->Iterate(*variable->FindSet("hot"), FuzzyOperatorMinThreshold), 0);
+  for (const auto& [given, stored] : {std::pair{2.0, 1.0}, {-1.0, 0.0}, {static_cast<double>(NAN), 0.0}}) {
+    variable->SetThreshold(given);
+    EXPECT_EQ(variable->Threshold(), stored);
+  }
+}
+
+TEST(FuzzyVariable, UniverseTermsAndCopies) {
+  const Ref<IFuzzyVariable> variable = Temperature();
+  for (const auto& [from, to] : {std::pair{5.0, 5.0}, {9.0, 1.0}, {0.0, HUGE_VAL}, {static_cast<double>(NAN), 1.0}}) {
+    EXPECT_EQ(FaultOf([&, from = from, to = to] { variable->SetUniverse(from, to); }), TKBMessage::InvalidUniverse);
+  }
+  EXPECT_EQ(variable->To(), 100);
+  const Ref<IFuzzyVariable> copy = variable->Clone();
+  EXPECT_TRUE(copy->Equals(variable.Get()));
+  EXPECT_EQ(copy->FindSet("warm")->Variable(), copy.Get());
+  EXPECT_FALSE(copy->FindSet("warm") == variable->FindSet("warm"));
+  copy->AddSet("warm")->Triangle(0, 1, 2);
+  EXPECT_EQ(copy->SetCount(), 3);
+  EXPECT_FALSE(copy->Equals(variable.Get()));
+  EXPECT_EQ(copy->FindSet("Warm"), nullptr);
+
+  Ref<IFuzzySet> orphan;
+  {
+    const Ref<IFuzzyVariable> passing = Temperature();
+    orphan = passing->FindSet("warm");
+  }
+  EXPECT_EQ(orphan->Variable(), nullptr);
+  EXPECT_EQ(orphan->Moment(), 50);
+}
+
+TEST(FuzzyVariable, PrintsItsBody) {
+  const Ref<IFuzzyVariable> variable = Temperature();
+  variable->FindSet("cold")->SetExpression("((0 1) (50 0))");
+  variable->AddSet("mild")->PiCurveByRange(7, 10, 40);
+  variable->AddSet("skewed")->PiCurve(7, 10, 50, 20);
+  variable->AddSet("bell")->BetaCurve(7, 20, 50, 35);
+  variable->AddSet("broad")->BetaCurve(7, 20, 50, 30);
+  variable->AddSet("heavy")->BetaCurveWeighted(7, 20, 50, 35, 2);
+  variable->AddSet("falling")->SCurve(7, false, 0, 10, 5);
+  variable->AddSet("flat")->AddPoint(0, 0.25);
+  static_cast<void>(variable->AddSet(SEmptyFuzzy));
+  EXPECT_EQ(PrettyPrint(*variable),
+            "   (range 0.0000 100.0000)\r\n"
+            "   (units \"degrees C\")\r\n"
+            "   (values \r\n"
+            "      (term cold ((0 1) (50 0)))\r\n"
+            "      (term warm (tri 25.0000 50.0000 75.0000))\r\n"
+            "      (term hot (s 50.0000 100.0000))\r\n"
+            "      (term mild (pi 40.0000 10.0000))\r\n"
+            "      (term skewed (pi 10.0000 20.0000 50.0000))\r\n"
+            "      (term bell (beta 50.0000 20.0000))\r\n"
+            "      (term broad (beta 50.0000 20.0000 30.0000))\r\n"
+            "      (term heavy (beta 50.0000 20.0000 35.0000 2.0000))\r\n"
+            "      (term falling (z 0.0000 10.0000))\r\n"
+            "      (term flat ((0.0000 0.2500) ))\r\n"
+            "   )");
+}
+
+}  // namespace
+}  // namespace kb
