@@ -38,10 +38,11 @@ std::string TKBJoinTest::ToString() const {
 bool TKBJoinTest::PerformTest(TKBContext& context) const {
   const TFact* leftFact = context.GetToken()->Facts(tokenIdx_);
   if (leftFact == nullptr) return GetJoinTestType() == tstMultiSlot;
-  const TKBValue* left = SlotElement(*leftFact, leftSlot_, leftSubIndex_);
   const TKBValue* right = SlotElement(*context.GetFact(), rightSlot_, rightSubIndex_);
-  if (left == nullptr || right == nullptr) return false;
-  return left->Equals(right) == (GetSlotTestType() == sttEquals);
+  if (right == nullptr) return false;
+  return WithElement(*leftFact, leftSlot_, leftSubIndex_, [&](const TKBValue* left) {
+    return left != nullptr && left->Equals(right) == (GetSlotTestType() == sttEquals);
+  });
 }
 
 }  // namespace kb

@@ -53,4 +53,13 @@ class TKBJoinTest final : public TKBSlotTest {
   return list->Get(subIndex).Get();
 }
 
+/// Calls `use` with what SlotElement gives; for a reference to the whole fact with its address, as a variable of the
+/// pattern has it, which lives for the time of the call.
+template <class F>
+auto WithElement(const TFact& fact, const TSlotRef& slot, int subIndex, F&& use) {
+  if (!slot.IsWholeFact()) return use(static_cast<const TKBValue*>(SlotElement(fact, slot, subIndex)));
+  const IKBValue address = MakeFactId(fact.GetID());
+  return use(static_cast<const TKBValue*>(address.Get()));
+}
+
 }  // namespace kb

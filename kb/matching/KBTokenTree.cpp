@@ -25,7 +25,7 @@ std::optional<uint32_t> RefinementOf(const TKBToken& token, const std::vector<TK
   for (const TKeyPart& part : parts) {
     const TFact* fact = token.Facts(part.factIndex);
     if (fact == nullptr) return std::nullopt;
-    const std::optional<uint32_t> hash = RefiningHash(SlotElement(*fact, part.slot, part.subIndex));
+    const std::optional<uint32_t> hash = WithElement(*fact, part.slot, part.subIndex, RefiningHash);
     if (!hash) return std::nullopt;
     refinement = CombineHash(refinement, *hash);
   }
@@ -55,13 +55,8 @@ int32_t TKBTokenTree::KeyOf(const TKBToken& token) const {
   TFact* fact = token.Facts(factIndex_);
   if (fact == nullptr) return 0;
   if (!keyed_) return fact->GetID();
-  const TKBValue* value = fact->FindValue(slot_);
-  if (value == nullptr) return 0;
-  if (subIndex_ == NoSubIndex) return value->GetHashCode();
-  const TValueVector* list = value->ListOrNull();
-  if (list == nullptr || subIndex_ >= list->GetValueCount()) return 0;
-  const IKBValue& element = list->Get(subIndex_);
-  return element ? element->GetHashCode() : 0;
+  return WithElement(*fact, slot_, subIndex_,
+                     [](const TKBValue* value) { return value == nullptr ? 0 : value->GetHashCode(); });
 }
 
 int TKBTokenTree::BucketOf(int32_t key) const noexcept {

@@ -14,6 +14,7 @@
 #include "kb/common/Table.h"
 #include "kb/common/Text.h"
 #include "kb/common/WeakRef.h"
+#include "kb/values/KBConsts.h"
 #include "kb/values/KBModuleConstruct.h"
 #include "kb/values/KBTypes.h"
 #include "kb/values/KBValue.h"
@@ -212,8 +213,10 @@ class TFactTemplate : public TModuleConstruct {
 class TSlotRef {
  public:
   TSlotRef() = default;
-  explicit TSlotRef(const TKBText& name) : name_(name) {}
+  explicit TSlotRef(const TKBText& name) : name_(name), wholeFact_(name == SPatternBinding) {}
   [[nodiscard]] const TKBText& GetName() const noexcept { return name_; }
+  /// The reference is to no slot, but to the fact of a whole pattern: its name is SPatternBinding.
+  [[nodiscard]] bool IsWholeFact() const noexcept { return wholeFact_; }
   /// Position in `factTemplate`, or -1.
   [[nodiscard]] int Position(const TFactTemplate& factTemplate) const noexcept {
     if (layoutId_ != factTemplate.GetLayoutId()) {
@@ -225,6 +228,7 @@ class TSlotRef {
 
  private:
   TKBText name_;
+  bool wholeFact_ = false;
   mutable uint64_t layoutId_ = 0;
   mutable int position_ = -1;
 };
