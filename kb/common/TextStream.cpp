@@ -9,6 +9,7 @@
 #include "kb/common/Helpers.h"
 #include "kb/platform/Encoding.h"
 #include "kb/platform/Exceptions.h"
+#include "kb/platform/Files.h"
 
 namespace kb {
 
@@ -19,10 +20,7 @@ constexpr char32_t kLF = U'\n';
 
 bool IsContinuation(char c) noexcept { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; }
 
-std::string PathText(const std::filesystem::path& path) {
-  const std::u8string text = path.u8string();
-  return {text.begin(), text.end()};
-}
+constexpr size_t kBlockSize = 65536;
 
 // The code unit in the last two bytes, or 0.
 unsigned LastWideUnit(const std::string& bytes, bool bigEndian) noexcept {
@@ -45,6 +43,15 @@ void CompleteWideChar(std::istream& source, std::string& bytes, bool bigEndian) 
   if (unit >= 0xD800 && unit < 0xDC00 && readByte()) readByte();
 }
 
+// The same for UTF-8: a character goes on with at most three continuation bytes.
+void CompleteNarrowChar(std::istream& source, std::string& bytes) {
+  for (int i = 0; i < 3; ++i) {
+    const int next = source.peek();
+    if (next == std::istream::traits_type::eof() || !IsContinuation(static_cast<char>(next))) return;
+    bytes += static_cast<char>(source.get());
+  }
+}
+
 }  // namespace
 
 const TClassInfo& TGTextStream::StaticClass() noexcept {
@@ -59,20 +66,22 @@ TGTextStream::TGTextStream(std::string bytes, const TEncoding* encoding)
 
 TGTextStream::TGTextStream(std::istream& source, const TEncoding* encoding, TTextReadMode mode)
     : encoding_(TEncoding::OrDefault(encoding)), writable_(false) {
-  if (mode == trLines) {
-    lines_ = &source;
-  } else {
+  if (mode == trWhole) {
     text_ = encoding_->Decode(ReadAllBytes(source));
+  } else {
+    source_ = &source;
+    blocks_ = mode == trBlocks;
   }
 }
 
 TGTextStream::TGTextStream(std::ostream& target, const TEncoding* encoding)
     : encoding_(TEncoding::OrDefault(encoding)), target_(&target) {}
 
-TGTextStream::TGTextStream(const std::filesystem::path& path, TTextFileMode mode, const TEncoding* encoding)
+TGTextStream::TGTextStream(const std::filesystem::path& path, TTextFileMode mode, const TEncoding* encoding,
+                           TTextReadMode read)
     : encoding_(TEncoding::OrDefault(encoding)), path_(path), writable_(mode != tmRead) {
   if (mode == tmRead || mode == tmReadWrite) {
-    OpenForReading();
+    OpenForReading(mode == tmReadWrite ? trWhole : read);
   } else {
     OpenForWriting(mode);
   }
@@ -86,7 +95,7 @@ TGTextStream::~TGTextStream() {
   }
 }
 
-void TGTextStream::OpenForReading() {
+void TGTextStream::OpenForReading(TTextReadMode mode) {
   // A folder opens as a file on some systems and then fails to read, so it is told apart here.
   std::error_code ignored;
   if (std::filesystem::is_directory(path_, ignored)) {
@@ -94,11 +103,17 @@ void TGTextStream::OpenForReading() {
     Fail("Cannot open file");
   }
   errno = 0;
-  std::ifstream file(path_, std::ios::binary);
-  if (!file) Fail("Cannot open file");
+  auto file = std::make_unique<std::ifstream>(path_, std::ios::binary);
+  if (!*file) Fail("Cannot open file");
+  if (mode != trWhole) {
+    input_ = std::move(file);
+    source_ = input_.get();
+    blocks_ = mode == trBlocks;
+    return;
+  }
   std::string bytes;
   try {
-    bytes = ReadAllBytes(file);
+    bytes = ReadAllBytes(*file);
   } catch (const EStreamError&) {
     Fail("Cannot read file");
   }
@@ -129,7 +144,7 @@ void TGTextStream::Fail(std::string_view what) const {
   std::string message(what);
   if (!path_.empty()) {
     const int error = errno;
-    message += " \"" + PathText(path_) + "\"";
+    message += " \"" + files::PathText(path_) + "\"";
     if (error != 0) message += ": " + std::generic_category().message(error);
   }
   throw EStreamError(std::move(message));
@@ -144,21 +159,20 @@ char32_t TGTextStream::ReadCharSlow() {
     putBack_.pop_back();
     return c;
   }
-  if (pos_ >= text_.size() && !FetchLine()) {
+  if (pos_ >= text_.size() && !FetchMore()) {
     hitEnd_ = true;
     return 0;
   }
   return NextCodePoint(text_, pos_);
 }
 
-// Line mode: reads the next line with its end. False at the end, and always in other modes.
-bool TGTextStream::FetchLine() {
-  if (lines_ == nullptr || !*lines_) return false;
-  std::string bytes;
-  std::getline(*lines_, bytes);
-  const bool ended = lines_->good();
-  if (lines_->bad()) throw EStreamError("Stream read error");
-  if (ended) bytes += '\n';
+// Reads the next line or block. False at the end, and always when the source has been read as a whole.
+bool TGTextStream::FetchMore() {
+  if (source_ == nullptr || !*source_) return false;
+  errno = 0;
+  std::string bytes = blocks_ ? NextBlock() : NextLine();
+  if (source_->bad()) Fail(path_.empty() ? "Stream read error" : "Cannot read file");
+  const bool more = source_->good();
   if (!begun_) {
     begun_ = true;
     if (const TEncoding* marked = TEncoding::Detect(bytes)) {
@@ -166,12 +180,28 @@ bool TGTextStream::FetchLine() {
       bytes.erase(0, marked->Preamble().size());
     }
   }
-  if (ended && encoding_->IsWide()) {
-    CompleteWideChar(*lines_, bytes, encoding_ == TEncoding::UTF16BE());
+  if (more && encoding_->IsWide()) {
+    CompleteWideChar(*source_, bytes, encoding_ == TEncoding::UTF16BE());
+  } else if (more && blocks_) {
+    CompleteNarrowChar(*source_, bytes);
   }
   text_ = encoding_->DecodePart(std::move(bytes));
   pos_ = 0;
   return !text_.empty();
+}
+
+std::string TGTextStream::NextLine() {
+  std::string bytes;
+  std::getline(*source_, bytes);
+  if (source_->good()) bytes += '\n';
+  return bytes;
+}
+
+std::string TGTextStream::NextBlock() {
+  std::string bytes(kBlockSize, '\0');
+  source_->read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<size_t>(source_->gcount()));
+  return bytes;
 }
 
 void TGTextStream::PutBack(char32_t c) {
@@ -224,7 +254,7 @@ bool TGTextStream::SkipInLineSpaces() {
   }
 }
 
-bool TGTextStream::IsEof() { return putBack_.empty() && pos_ >= text_.size() && !FetchLine(); }
+bool TGTextStream::IsEof() { return putBack_.empty() && pos_ >= text_.size() && !FetchMore(); }
 
 // ---- Writing
 

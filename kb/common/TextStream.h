@@ -1,9 +1,10 @@
 // Text streams: characters over a file, a standard stream or a string, in an encoding.
 //
 // A stream that is read holds its whole source, decoded, as UTF-8 in memory; reading a character is then a
-// bounds check and a byte load for ASCII, which is what the tokenizer on top needs. Only a stream in line
-// mode reads its source on demand, so that a dialogue on standard input does not wait for the end of the
-// input. Output is not gathered in memory: it goes on, encoded, to the file or standard stream.
+// bounds check and a byte load for ASCII, which is what the tokenizer on top needs. Two modes read the source on
+// demand: by lines, so that a dialogue on standard input does not wait for the end of the input, and by blocks, so that
+// a large file takes little memory. Output is not gathered in memory: it goes on, encoded, to the file or standard
+// stream.
 #pragma once
 
 #include <cstddef>
@@ -11,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -30,10 +32,11 @@ enum TTextFileMode {
   tmAppend      // made if missing; writing only, behind what is there
 };
 
-/// How much of a standard stream is read at a time.
+/// How much of a source is read at a time.
 enum TTextReadMode {
   trWhole,  // all of it when the text stream is made
-  trLines   // a line whenever the characters before it are used up
+  trLines,  // a line whenever the characters before it are used up
+  trBlocks  // a block of some 64 KB likewise
 };
 
 enum TSeekOrigin { soBeginning, soCurrent, soEnd };
@@ -47,12 +50,14 @@ class TGTextStream : public TObject {
  public:
   /// Over a string, for reading and writing; the stream owns it. Linear in the string.
   explicit TGTextStream(std::string bytes, const TEncoding* encoding = nullptr);
-  /// Reads a standard stream, which must outlive this one in line mode.
+  /// Reads a standard stream, which must outlive this one unless it is read as a whole.
   explicit TGTextStream(std::istream& source, const TEncoding* encoding = nullptr, TTextReadMode mode = trWhole);
   /// Writes to a standard stream, which must outlive this one. The mark is not written: see WritePreambleToStream.
   explicit TGTextStream(std::ostream& target, const TEncoding* encoding = nullptr);
-  /// Opens a file. A file that is made, or is appended to while empty, gets the mark of the encoding.
-  TGTextStream(const std::filesystem::path& path, TTextFileMode mode, const TEncoding* encoding = nullptr);
+  /// Opens a file. A file that is made, or is appended to while empty, gets the mark of the encoding. `read`
+  /// counts for tmRead alone.
+  TGTextStream(const std::filesystem::path& path, TTextFileMode mode, const TEncoding* encoding = nullptr,
+               TTextReadMode read = trWhole);
   /// Flushes; an error is lost here, so a caller that wants to know calls Flush first.
   ~TGTextStream() override;
 
@@ -70,7 +75,7 @@ class TGTextStream : public TObject {
   /// Passes over characters up to code 32, through a line end at most: CR LF is one. True when it stopped at
   /// a line end, false in front of another character or at the end of the stream.
   virtual bool SkipInLineSpaces();
-  /// True when no character is left. In line mode this reads, and so may wait for, the next line.
+  /// True when no character is left. This may read, and so wait for, the next line or block.
   [[nodiscard]] virtual bool IsEof();
 
   /// Writes text at the position: at the end of a file or standard stream, over what stands there in a string.
@@ -83,13 +88,14 @@ class TGTextStream : public TObject {
   void Flush();
 
   /// Moves the position and forgets characters handed back. For a stream that reads, positions count the
-  /// bytes of the decoded text (in line mode, of the present line); a position out of range is moved into it,
+  /// bytes of the decoded text (of the present line or block, when it is read by these); a position out of range is moved into it,
   /// and one inside a character to its start. For one that only writes they count the bytes written, and
   /// EStreamError is raised where the target cannot seek. Gives the new position.
   virtual int64_t Seek(int64_t offset, TSeekOrigin origin);
   [[nodiscard]] int64_t GetPosition();
 
-  /// The whole decoded text of a stream over a string or of a file that is read; empty for one that only writes.
+  /// The whole decoded text of a stream over a string or of a source that is read as a whole, else the present line or
+  /// block; empty for one that only writes.
   [[nodiscard]] const std::string& GetText() const noexcept { return text_; }
   /// The encoding of the source or target; never null.
   [[nodiscard]] const TEncoding* GetEncoding() const noexcept { return encoding_; }
@@ -107,24 +113,28 @@ class TGTextStream : public TObject {
 
  private:
   char32_t ReadCharSlow();
-  void OpenForReading();
+  void OpenForReading(TTextReadMode mode);
   void OpenForWriting(TTextFileMode mode);
-  bool FetchLine();
+  bool FetchMore();
+  std::string NextLine();
+  std::string NextBlock();
   void WriteOver(std::string_view text);
   void SaveFile();
   void CheckTarget() const;
   [[noreturn]] void Fail(std::string_view what) const;
 
-  std::string text_;               // the decoded source; in line mode its present line
+  std::string text_;               // the decoded source, or its present line or block
   size_t pos_ = 0;                 // next character in text_
   std::vector<char32_t> putBack_;  // handed back and not found in front of pos_; the next one is last
   bool hitEnd_ = false;            // the last ReadChar found the end
   const TEncoding* encoding_;
-  std::istream* lines_ = nullptr;   // source in line mode
-  bool begun_ = false;              // line mode: the start of the source, where a mark may stand, has been read
-  std::ostream* target_ = nullptr;  // where output goes; null for a string or for tmReadWrite
-  std::ofstream file_;              // the target when this stream opened it
-  std::filesystem::path path_;      // empty unless this stream opened a file
+  std::istream* source_ = nullptr;  // read by lines or blocks; null when all has been read
+  bool blocks_ = false;
+  bool begun_ = false;                   // the start of source_, where a mark may stand, has been read
+  std::unique_ptr<std::istream> input_;  // source_ when this stream opened it
+  std::ostream* target_ = nullptr;       // where output goes; null for a string or for tmReadWrite
+  std::ofstream file_;                   // the target when this stream opened it
+  std::filesystem::path path_;           // empty unless this stream opened a file
   bool writable_ = true;
   bool changed_ = false;  // tmReadWrite: text_ differs from the file
   std::string mark_;      // tmReadWrite: the mark that the file began with

@@ -28,6 +28,7 @@
 #pragma once
 
 #include <atomic>
+#include <filesystem>
 #include <functional>
 #include <iosfwd>
 #include <memory>
@@ -447,6 +448,11 @@ class TInferenceEngine : public TComponent,
   [[nodiscard]] virtual std::unique_ptr<TKBTokenizerStream> NewTokenizer(std::string_view text,
                                                                          const TEncoding* encoding);
   [[nodiscard]] virtual std::unique_ptr<TKBTokenizerStream> NewTokenizer(std::istream& stream,
+                                                                         const TEncoding* encoding);
+  /// A tokenizer over a file. With tmRead it reads the file by and by, but a factory's gets all of it at once; any
+  /// other mode gives the built-in tokenizer. EStreamError when the file cannot be opened.
+  [[nodiscard]] virtual std::unique_ptr<TKBTokenizerStream> NewTokenizer(const std::filesystem::path& path,
+                                                                         TTextFileMode mode,
                                                                          const TEncoding* encoding);
 
   // ---- Text out

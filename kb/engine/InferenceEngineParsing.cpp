@@ -31,6 +31,17 @@ std::unique_ptr<TKBTokenizerStream> TInferenceEngine::NewTokenizer(std::istream&
   return result;
 }
 
+std::unique_ptr<TKBTokenizerStream> TInferenceEngine::NewTokenizer(const std::filesystem::path& path,
+                                                                   TTextFileMode mode, const TEncoding* encoding) {
+  if (tokenizerFactory_ && mode == tmRead) {
+    std::istringstream text(TGTextStream(path, tmRead, encoding).GetText());
+    return NewTokenizer(text, nullptr);
+  }
+  auto result = std::make_unique<TKBClipsStream>(path, mode, encoding, trBlocks);
+  result->SetEngine(this);
+  return result;
+}
+
 template <class F>
 auto TInferenceEngine::WithText(std::string_view text, const TEncoding* encoding, F&& parse) {
   const TStreamScope scope(*this, NewTokenizer(text, encoding));

@@ -2,6 +2,9 @@
 // each function does for a user stands as its comment in the table of StandardPackage.cpp.
 #pragma once
 
+#include <span>
+
+#include "kb/functions/BuiltinFunction.h"
 #include "kb/functions/KBPackages.h"
 
 namespace kb::standard {
@@ -86,5 +89,19 @@ IKBValue ClearFocusStack(TFunctionCall& call, TKBContext& context);
 IKBValue GetFocus(TFunctionCall& call, TKBContext& context);
 IKBValue GetFocusStack(TFunctionCall& call, TKBContext& context);
 IKBValue PopFocus(TFunctionCall& call, TKBContext& context);
+
+// StandardStreams.cpp
+IKBValue Open(TFunctionCall& call, TKBContext& context);
+IKBValue Close(TFunctionCall& call, TKBContext& context);
+IKBValue Batch(TFunctionCall& call, TKBContext& context);
+IKBValue DribbleOn(TFunctionCall& call, TKBContext& context);
+IKBValue DribbleOff(TFunctionCall& call, TKBContext& context);
+IKBValue Load(TFunctionCall& call, TKBContext& context);
+
+// StandardFiles.cpp
+IKBValue RemoveFile(TFunctionCall& call, TKBContext& context);
+IKBValue RenameAny(TFunctionCall& call, TKBContext& context);
+/// The functions on directories, files, the operating system and paths, in the order of registration.
+[[nodiscard]] std::span<const TBuiltin> FileFunctions() noexcept;
 
 }  // namespace kb::standard

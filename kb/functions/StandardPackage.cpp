@@ -17,14 +17,24 @@ const TBuiltin kStandardFunctions[] = {
      standard::Assert},
     {"assert-string", " <string-expression>*", 1, kAny,
      "Asserts the facts that are written in the texts. Returns the id of the last one", standard::AssertString},
+    {"batch", " <filename>", 1, 1,
+     "Runs the file line by line, each line a complete input; functions that read take the lines that follow. "
+     "Returns TRUE",
+     standard::Batch},
     {"bind", " <variable> <expression>", 2, 2, "Gives the variable the value of the expression and returns the value",
      standard::Bind},
     {"clear", "", 0, 0, "Removes all facts, rules and other constructs. Returns TRUE", standard::Clear},
     {"clear-storage", "", 0, 0, "Removes all values that store has put away. Returns nil", standard::ClearStorage},
+    {"close", " [<logical-name>+]", 0, kAny, "Closes the streams of these names, without a name all. Returns TRUE",
+     standard::Close},
     {"do-backward-chaining", " <fact-template-name>*", 0, kAny,
      "Makes rules that wait for a fact of these templates assert a goal, a need- fact that describes it. "
      "Returns TRUE",
      standard::DoBackwardChaining},
+    {"dribble-on", " <filename>", 1, 1,
+     "Sends what is printed to the standard channel to the file, which is made anew. Returns TRUE",
+     standard::DribbleOn},
+    {"dribble-off", "", 0, 0, "Ends what dribble-on began. Returns TRUE", standard::DribbleOff},
     {"duplicate", " <fact-index> (<slot-name> <expression>)*", 2, kAny,
      "Asserts a copy of the fact with other values in the slots that are named. Returns the id of the copy",
      standard::Duplicate},
@@ -64,6 +74,8 @@ const TBuiltin kStandardFunctions[] = {
      "Runs the expressions behind then unless the condition is FALSE, else those behind else. Returns the "
      "last value",
      standard::If},
+    {"load", " <filename>", 1, 1, "Reads the constructs of the file, runs the calls in it and returns TRUE",
+     standard::Load},
     {"<", " <numeric-expression> <numeric-expression>+", 2, kAny,
      "Returns TRUE if each number is less than the next one", standard::Less},
     {"<=", " <numeric-expression> <numeric-expression>+", 2, kAny,
@@ -77,6 +89,10 @@ const TBuiltin kStandardFunctions[] = {
     {"<>", " <numeric-expression> <numeric-expression>*", 1, kAny,
      "Returns TRUE if the first number equals none of the others", standard::NumericDiffers},
     {"not", " <expression>", 1, 1, "Returns TRUE if the argument is FALSE, else FALSE", standard::Not},
+    {"open", " <filename> <logical-name> [a|r|w|r+]", 2, 3,
+     "Opens the file under the logical name: to be read (r, and without a mode), made anew (w), written at its end (a) "
+     "or read and written (r+). Returns the name",
+     standard::Open},
     {"or", " <expression>*", 0, kAny,
      "Returns TRUE at the first argument that is TRUE, without evaluating the later ones; else FALSE", standard::Or},
     {"printout", " <logical-name> <expression>*", 0, kAny,
@@ -87,6 +103,11 @@ const TBuiltin kStandardFunctions[] = {
      "Reads one line from the stream, or from the standard channel. Returns it as a string, EOF for an empty "
      "one",
      standard::ReadLine},
+    {"remove", " [<file-name>]", 1, 1, "Removes the file. Returns TRUE, or FALSE if it is not removed",
+     standard::RemoveFile},
+    {"rename", " [<old-file-name> <new-file-name>]", 2, 2,
+     "Gives the file or directory a name that does not exist. Returns TRUE, or FALSE if that fails",
+     standard::RenameAny},
     {"reset", "", 0, 0, "Removes all facts and asserts those of the fact sets. Returns TRUE", standard::Reset},
     {"retract", " *|<fact-index>*", 1, kAny, "Removes the facts, or with * all facts. Returns TRUE", standard::Retract},
     {"retract-string", " <fact-string>", 0, kAny,
@@ -164,6 +185,7 @@ const TClassInfo& TStandardPackage::StaticClass() noexcept {
 void TStandardPackage::CreateFunctions() {
   TUserPackage::CreateFunctions();
   AddBuiltins(*this, kStandardFunctions);
+  AddBuiltins(*this, standard::FileFunctions());
 }
 
 }  // namespace kb

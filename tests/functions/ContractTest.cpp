@@ -1,6 +1,7 @@
 // Every function that an engine has by itself, called in ways that nobody means: a value or an exception must
 // come of it, and an engine that works on.
 #include "kb/platform/Exceptions.h"
+#include "tests/TempDirectory.h"
 #include "tests/functions/Program.h"
 
 namespace {
@@ -85,6 +86,7 @@ TEST(BuiltinContract, TheLimitsHold) {
 }
 
 TEST(BuiltinContract, OddArgumentsAreAnErrorAtMost) {
+  const kbtest::TTempDirectory directory;  // for what they may write and remove
   for (const std::string& name : FunctionNames()) {
     if (IsEndless(name)) continue;
     TProgram program;
@@ -96,11 +98,13 @@ TEST(BuiltinContract, OddArgumentsAreAnErrorAtMost) {
         Call(program, call);
       }
     }
+    program.engine.StopCapture();
     EXPECT_EQ(program.Eval("(+ 1 2)"), "3") << "after " << name;
   }
 }
 
 TEST(BuiltinContract, PairsOfOddArguments) {
+  const kbtest::TTempDirectory directory;  // for what they may write and remove
   for (const std::string& name : FunctionNames()) {
     if (IsEndless(name)) continue;
     TProgram program;
@@ -115,11 +119,13 @@ TEST(BuiltinContract, PairsOfOddArguments) {
         Call(program, call);
       }
     }
+    program.engine.StopCapture();
     EXPECT_EQ(program.Eval("(+ 1 2)"), "3") << "after " << name;
   }
 }
 
 TEST(BuiltinContract, NullArgumentsCountAsNil) {
+  const kbtest::TTempDirectory directory;  // for what they may write and remove
   for (const std::string& name : FunctionNames()) {
     if (IsEndless(name)) continue;
     TProgram program;

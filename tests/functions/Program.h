@@ -33,6 +33,9 @@ class TProgram {
     return result;
   }
 
+  /// The text of the value of one expression, as printout shows it.
+  std::string Show(std::string_view expression) { return Eval("(printout t " + std::string(expression) + ")"); }
+
   kb::TInferenceEngine engine;
   std::string output;
 };
