@@ -96,15 +96,7 @@ TGTextStream::~TGTextStream() {
 }
 
 void TGTextStream::OpenForReading(TTextReadMode mode) {
-  // A folder opens as a file on some systems and then fails to read, so it is told apart here.
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path_, ignored)) {
-    errno = EISDIR;
-    Fail("Cannot open file");
-  }
-  errno = 0;
-  auto file = std::make_unique<std::ifstream>(path_, std::ios::binary);
-  if (!*file) Fail("Cannot open file");
+  auto file = std::make_unique<std::ifstream>(files::OpenInput(path_));
   if (mode != trWhole) {
     input_ = std::move(file);
     source_ = input_.get();

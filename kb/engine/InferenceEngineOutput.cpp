@@ -3,6 +3,7 @@
 
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
+#include "kb/platform/Files.h"
 #include "kb/values/KBConsts.h"
 
 namespace kb {
@@ -78,9 +79,7 @@ bool TInferenceEngine::StartCapture(std::unique_ptr<std::ostream> stream, const 
 }
 
 bool TInferenceEngine::StartCapture(const std::string& fileName, const TEncoding* encoding) {
-  auto file = std::make_unique<std::ofstream>(fileName, std::ios::binary | std::ios::trunc);
-  if (!*file) throw EStreamError("Cannot create file \"" + fileName + "\"");
-  return StartCapture(std::move(file), encoding);
+  return StartCapture(std::make_unique<std::ofstream>(files::CreateOutput(files::PathOf(fileName))), encoding);
 }
 
 bool TInferenceEngine::StopCapture() {

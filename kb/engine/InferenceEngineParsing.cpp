@@ -5,6 +5,7 @@
 #include "kb/common/Helpers.h"
 #include "kb/engine/EngineScopes.h"
 #include "kb/engine/InferenceEngine.h"
+#include "kb/platform/Files.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBHelperFunctions.h"
 
@@ -222,8 +223,7 @@ bool TInferenceEngine::Batch(std::istream& stream, const TEncoding* encoding) {
 }
 
 bool TInferenceEngine::Batch(const std::string& fileName, const TEncoding* encoding) {
-  std::ifstream file(fileName, std::ios::binary);
-  if (!file) throw EStreamError("Cannot open file \"" + fileName + "\"");
+  std::ifstream file = files::OpenInput(files::PathOf(fileName));
   return Batch(file, encoding);
 }
 

@@ -19,6 +19,7 @@
 #include "kb/engine/InferenceEngine.h"
 #include "kb/platform/DateTime.h"
 #include "kb/platform/FileReplacement.h"
+#include "kb/platform/Files.h"
 #include "kb/platform/StackGuard.h"
 #include "kb/values/LosslessText.h"
 
@@ -201,8 +202,7 @@ void SaveFile(const std::string& fileName, const Save& save) {
 
 template <class Load>
 void LoadFile(const std::string& fileName, const Load& load) {
-  std::ifstream file(fileName, std::ios::binary);
-  if (!file) throw EStreamError("Cannot open file \"" + fileName + "\"");
+  std::ifstream file = files::OpenInput(files::PathOf(fileName));
   load(file);
 }
 

@@ -97,6 +97,9 @@ IKBValue Batch(TFunctionCall& call, TKBContext& context);
 IKBValue DribbleOn(TFunctionCall& call, TKBContext& context);
 IKBValue DribbleOff(TFunctionCall& call, TKBContext& context);
 IKBValue Load(TFunctionCall& call, TKBContext& context);
+IKBValue Save(TFunctionCall& call, TKBContext& context);
+IKBValue LoadFacts(TFunctionCall& call, TKBContext& context);
+IKBValue SaveFacts(TFunctionCall& call, TKBContext& context);
 
 // StandardFiles.cpp
 IKBValue RemoveFile(TFunctionCall& call, TKBContext& context);

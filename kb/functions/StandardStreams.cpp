@@ -3,6 +3,7 @@
 #include "kb/functions/FunctionHelpers.h"
 #include "kb/functions/StandardFunctions.h"
 #include "kb/language/KBTokenizer.h"
+#include "kb/platform/FileReplacement.h"
 #include "kb/platform/Files.h"
 
 namespace kb::standard {
@@ -81,6 +82,31 @@ IKBValue DribbleOff(TFunctionCall& /*call*/, TKBContext& context) {
 
 IKBValue Load(TFunctionCall& call, TKBContext& context) {
   EngineOf(context).LoadFromFile(TextArgument(call, 0, context).ToString());
+  return FCTrue;
+}
+
+IKBValue Save(TFunctionCall& call, TKBContext& context) {
+  EngineOf(context).SaveToFile(TextArgument(call, 0, context).ToString());
+  return FCTrue;
+}
+
+IKBValue LoadFacts(TFunctionCall& call, TKBContext& context) {
+  EngineOf(context).LoadFacts(TextArgument(call, 0, context).ToString());
+  return FCTrue;
+}
+
+IKBValue SaveFacts(TFunctionCall& call, TKBContext& context) {
+  TInferenceEngine& engine = EngineOf(context);
+  const std::string fileName = TextArgument(call, 0, context).ToString();
+  if (call.GetArgumentCount() == 1) {
+    engine.SaveFacts(fileName);
+    return FCTrue;
+  }
+  TFileReplacement file(fileName);
+  for (int i = 1; i < call.GetArgumentCount(); ++i) {
+    engine.SaveFacts(file.Stream(), TextArgument(call, i, context).View());
+  }
+  file.Commit();
   return FCTrue;
 }
 

@@ -1,6 +1,7 @@
 #include "kb/platform/Files.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <system_error>
 
 #include "kb/platform/Encoding.h"
@@ -27,6 +28,9 @@ void Check(std::string_view what, std::string_view name, const std::error_code& 
 }
 
 std::error_code Reason(std::errc reason) { return std::make_error_code(reason); }
+
+// Why a stream could not be opened, where the system says so.
+std::error_code LastReason() { return {errno != 0 ? errno : EIO, std::generic_category()}; }
 
 // Whether the name itself is taken, by a link that leads nowhere too.
 bool IsTaken(const fs::path& path) {
@@ -161,6 +165,23 @@ bool MatchesPattern(std::string_view name, std::string_view pattern) noexcept {
 }
 
 // ---- Files
+
+std::ifstream OpenInput(const fs::path& path) {
+  constexpr std::string_view kWhat = "Cannot open file";
+  // A directory opens as a file on some systems and then fails to read, so it is told apart here.
+  if (IsDirectory(path)) Fail(kWhat, PathText(path), Reason(std::errc::is_a_directory));
+  errno = 0;
+  std::ifstream file(path, std::ios::binary);
+  if (!file) Fail(kWhat, PathText(path), LastReason());
+  return file;
+}
+
+std::ofstream CreateOutput(const fs::path& path) {
+  errno = 0;
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  if (!file) Fail("Cannot create file", PathText(path), LastReason());
+  return file;
+}
 
 bool FileExists(std::string_view name) {
   std::error_code ignored;

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -39,6 +40,10 @@ namespace kb::files {
 
 // ---- Files
 
+/// Opens a file to read its bytes; a directory is an error: "Cannot open file "%s": reason".
+[[nodiscard]] std::ifstream OpenInput(const std::filesystem::path& path);
+/// Makes a file anew to write bytes: "Cannot create file "%s": reason".
+[[nodiscard]] std::ofstream CreateOutput(const std::filesystem::path& path);
 /// Something that is no directory exists under the name. What cannot be looked at does not exist.
 [[nodiscard]] bool FileExists(std::string_view name);
 /// Contents and permissions; `to` is replaced if `overwrite` is set, and must not exist otherwise.

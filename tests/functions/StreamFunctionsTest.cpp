@@ -113,7 +113,7 @@ TEST_F(StreamFunctions, BatchesNestAndFeedTheirReads) {
                   "(printout t (read) crlf)\none\n(batch \"inner.bat\")\n(printout t (readline) crlf)\nlast\n");
   directory.Write("inner.bat", "(printout t (readline) crlf)\ntwo words\n");
   EXPECT_EQ(program.Eval("(batch \"outer.bat\")"), "one\none\ntwo words\ntwo words\nTRUE\nlast\nlast\nTRUE");
-  EXPECT_EQ(program.Eval("(batch \"none.bat\")"), "!Cannot open file \"none.bat\"");
+  EXPECT_EQ(program.Eval("(batch \"none.bat\")"), "!Cannot open file \"none.bat\": No such file or directory");
 }
 
 TEST_F(StreamFunctions, DribbleTakesTheStandardChannel) {
@@ -121,13 +121,30 @@ TEST_F(StreamFunctions, DribbleTakesTheStandardChannel) {
   EXPECT_EQ(program.Eval("(dribble-off) (printout t shown)"), "TRUE\nshown");
   EXPECT_EQ(directory.Read("log.txt"), "TRUE\r\nhidden\r\n");
   EXPECT_EQ(program.Eval("(dribble-off)"), "TRUE");
-  EXPECT_EQ(program.Eval("(dribble-on \"no/log.txt\")"), "!Cannot create file \"no/log.txt\"");
+  EXPECT_EQ(program.Eval("(dribble-on \"no/log.txt\")"),
+            "!Cannot create file \"no/log.txt\": No such file or directory");
 }
 
 TEST_F(StreamFunctions, AFileIsLoaded) {
   directory.Write("k.clp", "(deffacts d (a 1))\n(defrule r (a ?x) => (printout t ?x crlf))\n(reset)\n");
   EXPECT_EQ(program.Eval("(load \"k.clp\") (run)"), "TRUE\nTRUE\n1\n1");
-  EXPECT_EQ(program.Eval("(load \"none.clp\")"), "!Cannot open file \"none.clp\"");
+  EXPECT_EQ(program.Eval("(load \"none.clp\")"), "!Cannot open file \"none.clp\": No such file or directory");
+}
+
+TEST_F(StreamFunctions, KnowledgeAndFactsAreSavedAndLoaded) {
+  program.Eval(
+      "(deftemplate p (slot x)) (defrule r (p (x ?x)) => (printout t ?x crlf)) (assert (p (x 1)) (q 2) (r 3))");
+  EXPECT_EQ(program.Eval("(save \"k.clp\") (save-facts \"all.fct\") (save-facts \"some.fct\" r p)"),
+            "TRUE\nTRUE\nTRUE");
+  EXPECT_EQ(directory.Read("some.fct"), "(r 3 )\r\n(p (x 1))\r\n");
+  program.Eval("(clear)");
+  EXPECT_EQ(program.Eval("(load \"k.clp\") (load-facts \"some.fct\") (run)"), "TRUE\nTRUE\n1\n1");
+  EXPECT_EQ(program.Eval("(clear) (deftemplate p (slot x)) (load-facts \"all.fct\") (assert (q 2))"), "TRUE\nTRUE\nFALSE");
+  EXPECT_EQ(program.Eval("(load-facts \"none\")"), "!Cannot open file \"none\": No such file or directory");
+  EXPECT_EQ(program.Eval("(try (save-facts \"some.fct\" (throw x)) catch FALSE)"), "FALSE");
+  EXPECT_EQ(directory.Read("some.fct"), "(r 3 )\r\n(p (x 1))\r\n");
+  directory.Write("bad.fct", "(a 1)\n(b");
+  EXPECT_EQ(program.Eval("(load-facts \"bad.fct\")").substr(0, 14), "!Parsing Error");
 }
 
 }  // namespace
