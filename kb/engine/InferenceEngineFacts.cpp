@@ -42,9 +42,12 @@ void TInferenceEngine::AdoptTemplate(TFact& fact) {
 }
 
 int32_t TInferenceEngine::AssertHere(const IFact& fact) {
-  if (!factDuplication_ && facts_->FindDuplicate(*fact) != nullptr) return -1;
-  // With duplicates allowed, a fact that stands already keeps its id, and a copy comes beside it.
-  const IFact asserted = factDuplication_ && facts_->GetFactByID(fact->GetID()) == fact ? fact->Clone() : fact;
+  const uint32_t hash = factDuplication_ ? 0 : TFacts::CacheHashOf(*fact);
+  if (!factDuplication_ && facts_->FindDuplicate(*fact, hash) != nullptr) return -1;
+  // A fact that stands already, duplicates being allowed or a value changed in place, keeps its id, and a copy comes
+  // beside it.
+  const IFact asserted = facts_->GetFactByID(fact->GetID()) == fact ? fact->Clone() : fact;
+  asserted->SetCacheHash(hash);
   const int32_t id = NewFactId();
   asserted->SetID(id);
   const IModule home = currentModule_;

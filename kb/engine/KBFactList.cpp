@@ -41,7 +41,13 @@ IFact TFacts::GetFactByID(int32_t id) const {
   return index < 0 ? IFact() : items_.At(static_cast<size_t>(index));
 }
 
-TFact* TFacts::FindDuplicate(const TFact& fact) const {
+uint32_t TFacts::CacheHashOf(const TFact& fact) {
+  if (!fact.GetTemplate() || fact.GetTemplate()->IsFuzzy()) return 0;
+  const auto hash = static_cast<uint32_t>(fact.GetHashCode());
+  return hash == 0 ? 1 : hash;
+}
+
+TFact* TFacts::FindDuplicate(const TFact& fact, uint32_t cacheHash) const {
   if (!fact.GetTemplate()) return nullptr;
   if (!cacheHashCodes_) {
     TFact* found = nullptr;
@@ -56,7 +62,7 @@ TFact* TFacts::FindDuplicate(const TFact& fact) const {
   }
   // Of several that print the same the youngest counts.
   TFact* found = nullptr;
-  cache_.ForEach(static_cast<uint32_t>(fact.GetHashCode()), [&](TFact& candidate) {
+  cache_.ForEach(cacheHash, [&](TFact& candidate) {
     if (found != nullptr && found->GetID() > candidate.GetID()) return;
     if (candidate.IsDuplicateOf(fact)) found = &candidate;
   });
@@ -112,18 +118,18 @@ class TFacts::TIdScope {
 
 // ---- Changing
 
+// The lists of all modules know the fact by one hash, that of the day when it was asserted: a value may have been changed
+// in place since.
 void TFacts::AddToCache(TFact& fact) {
   if (!cacheHashCodes_) return;
   if (fact.GetTemplate() && fact.GetTemplate()->IsFuzzy()) {
     fuzzyCache_.push_back(&fact);
-  } else {
-    const auto hash = static_cast<uint32_t>(fact.GetHashCode());
-    fact.SetCacheHash(hash);
-    cache_.Insert(hash, &fact);
+    return;
   }
+  if (fact.GetCacheHash() == 0) fact.SetCacheHash(CacheHashOf(fact));
+  cache_.Insert(fact.GetCacheHash(), &fact);
 }
 
-// The hash is the one of the day of arrival: a value may have been changed in place since.
 void TFacts::RemoveFromCache(TFact& fact) {
   if (!cacheHashCodes_) return;
   if (!cache_.Erase(fact.GetCacheHash(), &fact)) std::erase(fuzzyCache_, &fact);

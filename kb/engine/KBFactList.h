@@ -38,7 +38,10 @@ class TFacts : public TPersistent {
   /// Index of a fact that prints the same (with the cache) or is equal (without it), or -1.
   [[nodiscard]] int FindFact(const TFact& fact) const;
   /// The fact that FindFact of a fact finds, or null.
-  [[nodiscard]] TFact* FindDuplicate(const TFact& fact) const;
+  [[nodiscard]] TFact* FindDuplicate(const TFact& fact) const { return FindDuplicate(fact, CacheHashOf(fact)); }
+  [[nodiscard]] TFact* FindDuplicate(const TFact& fact, uint32_t cacheHash) const;
+  /// What the cache knows a fact by; 0 for a fuzzy fact, which is not found by it.
+  [[nodiscard]] static uint32_t CacheHashOf(const TFact& fact);
   /// By identity; by id when the fact has one.
   [[nodiscard]] int IndexOf(const TFact* fact) const;
 
