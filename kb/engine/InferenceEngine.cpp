@@ -8,6 +8,7 @@
 #include "kb/engine/EngineScopes.h"
 #include "kb/functions/BusinessPackage.h"
 #include "kb/functions/MathPackage.h"
+#include "kb/functions/ObjectPackage.h"
 #include "kb/functions/PredicatePackage.h"
 #include "kb/functions/StandardPackage.h"
 #include "kb/functions/StringPackage.h"
@@ -136,6 +137,7 @@ void TInferenceEngine::AddDefaultPackages() {
   if (packages_.Has(pPredicate)) CreatePackage<TPredicatePackage>(*this);
   if (packages_.Has(pMath)) CreatePackage<TMathPackage>(*this);
   if (packages_.Has(pString)) CreatePackage<TStringPackage>(*this);
+  if (packages_.Has(pObject)) CreatePackage<TObjectPackage>(*this);
   if (packages_.Has(pTrigonometry)) CreatePackage<TTrigonometryPackage>(*this);
   if (packages_.Has(pBusiness)) CreatePackage<TBusinessPackage>(*this);
   if (OnAddDefaultPackages) OnAddDefaultPackages(*this);

@@ -3,13 +3,20 @@
 #include <algorithm>
 
 #include "kb/common/Helpers.h"
+#include "kb/platform/Action.h"
 #include "kb/platform/Exceptions.h"
 
 namespace kb {
 
 const TClassInfo& TComponent::StaticClass() noexcept {
-  static const TClassInfo info{"TComponent", &TPersistent::StaticClass(), nullptr,
+  static const TClassInfo info{"TComponent", &THostObject::StaticClass(), nullptr,
                                [](TComponent* owner) { return new TComponent(owner); }};
+  return info;
+}
+
+const TClassInfo& TBasicAction::StaticClass() noexcept {
+  static const TClassInfo info{"TBasicAction", &TComponent::StaticClass(), nullptr,
+                               [](TComponent* owner) -> TComponent* { return new TBasicAction(owner); }};
   return info;
 }
 

@@ -16,7 +16,7 @@ enum TOperation { opInsert, opRemove };
 ///
 /// Lifetime: a component is freed by its owner, or earlier by Free() or delete, which takes it from its owner. A
 /// component without owner belongs to whoever made it.
-class TComponent : public TPersistent {
+class TComponent : public THostObject {
  public:
   /// `owner` may be null; it owns the new component from now on.
   explicit TComponent(TComponent* owner);

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "kb/common/WeakRef.h"
+
 namespace kb {
 
 class TObject;
@@ -39,9 +41,10 @@ class TObject {
   virtual ~TObject() = default;
 
   static const TClassInfo& StaticClass() noexcept;
-  /// The class of this very object; a class that shall be seen by name overrides it.
+  /// The class of this very object; a class that shall be seen by name overrides it or is registered.
   [[nodiscard]] virtual const TClassInfo& ClassInfo() const noexcept { return StaticClass(); }
-  [[nodiscard]] std::string_view ClassName() const noexcept { return ClassInfo().name; }
+  /// The name of the most derived class that is known of this object.
+  [[nodiscard]] std::string_view ClassName() const noexcept;
 };
 
 /// An object whose state can be assigned from another one.
@@ -57,6 +60,14 @@ class TPersistent : public TObject {
  protected:
   /// Counterpart of Assign for sources that know a foreign target; the default raises EConvertError.
   virtual void AssignTo(TPersistent& target) const;
+};
+
+/// An object that tells of its end: values that refer to it without owning it find none when it has gone. Base of the
+/// components and of all classes of a host that rules work with.
+class THostObject : public TPersistent, public TWeakTarget<THostObject> {
+ public:
+  static const TClassInfo& StaticClass() noexcept;
+  [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
 };
 
 }  // namespace kb

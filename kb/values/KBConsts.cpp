@@ -100,6 +100,7 @@ constexpr auto kMessages = std::to_array<TMessage>({
     {NoConvergence, "No result of %s found: the iteration does not converge"},
     {InvalidFileAccess, "Invalid File Access Specifier: \"%s\""},
     {ExpectedComponent, "Expected component argument to %s function call"},
+    {CannotFree, "Cannot free the %s: something else owns it or is at work with it"},
     // parser
     {ParsingError, "Parsing Error, %s in %s at line %s: %s"},
     {ErrorsParsingStream, "Errors parsing stream:\r\n%s"},

@@ -144,6 +144,7 @@ enum class TKBMessage {
   NoConvergence,       // function
   InvalidFileAccess,   // text
   ExpectedComponent,   // function
+  CannotFree,          // class
   // parser
   ParsingError,         // message, where, line, text
   ErrorsParsingStream,  // list

@@ -15,6 +15,7 @@
 #include "kb/functions/KBPackages.h"
 #include "kb/matching/KBToken.h"
 #include "kb/platform/Component.h"
+#include "kb/platform/Reflection.h"
 #include "kb/values/Fact.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBContext.h"
@@ -65,7 +66,18 @@ struct TKBValue::TExtra {
   intptr_t tag = 0;
   TKBValueChangeEvent onChange;
   std::unique_ptr<TNexus> nexus;
+  TWeakRef<THostObject> watched;            // the object of a dtObject value, where it tells of its end
+  const TClassInfo* objectClass = nullptr;  // and its class, which is printed also when it has gone
 };
+
+TObject* TKBValue::ObjectOrNull() const noexcept {
+  return type_ != dtObject || (extra_ && extra_->watched.HasGone()) ? nullptr : content_.object;
+}
+
+const TClassInfo* TKBValue::ObjectClass() const noexcept {
+  if (extra_ && extra_->objectClass != nullptr) return extra_->objectClass;
+  return content_.object == nullptr ? nullptr : &ClassOf(*content_.object);
+}
 
 TKBValue::TExtra& TKBValue::Extra() {
   if (!extra_) extra_ = std::make_unique<TExtra>();
@@ -166,10 +178,15 @@ void TKBValue::DropContent() noexcept {
   } else if (storage == TStorage::Reference) {
     if (content.reference != nullptr) content.reference->Release();
   } else if (owning) {
-    auto* component = dynamic_cast<TComponent*>(content.object);
-    const bool dying = component != nullptr && component->IsDestroying();
+    const bool gone = extra_ && extra_->watched.HasGone();
+    auto* component = gone ? nullptr : dynamic_cast<TComponent*>(content.object);
+    const bool dying = gone || (component != nullptr && component->IsDestroying());
     if (extra_) extra_->nexus.reset();
     if (!dying) delete content.object;
+  }
+  if (extra_) {
+    extra_->watched = {};
+    extra_->objectClass = nullptr;
   }
 }
 
@@ -203,6 +220,10 @@ void TKBValue::StoreObject(TObject* object, bool owned) {
   type_ = dtObject;
   bindingInfo_ = dynamic_cast<TBindingInfo*>(object) != nullptr;
   owning_ = owned && object != nullptr;
+  if (auto* host = dynamic_cast<THostObject*>(object)) {
+    Extra().watched = host;
+    Extra().objectClass = &ClassOf(*host);
+  }
   auto* component = owning_ ? dynamic_cast<TComponent*>(object) : nullptr;
   if (component != nullptr) Extra().nexus = std::make_unique<TNexus>(*this, *component);
   Changed();
@@ -292,13 +313,18 @@ void TKBValue::CopyContent(const TKBValue& source) {
   content_ = content;
   type_ = source.type_;
   bindingInfo_ = source.bindingInfo_;
+  if (source.type_ == dtObject && source.extra_ && source.extra_->objectClass != nullptr) {
+    Extra().watched = source.extra_->watched;
+    Extra().objectClass = source.extra_->objectClass;
+  }
 }
 
 void TKBValue::CopyOwnedObject(const TKBValue& source) {
   CheckMutable();
+  if (source.ObjectOrNull() == nullptr) return StoreObject(nullptr, false);
   // The class makes the new object: its constructor's arguments are its own affair.
   TObject& object = *source.content_.object;
-  const TClassInfo& info = object.ClassInfo();
+  const TClassInfo& info = ClassOf(object);
   TPersistent* copy = nullptr;
   if (auto* component = dynamic_cast<TComponent*>(&object)) {
     if (info.createComponent != nullptr) copy = info.createComponent(component->GetOwner());
@@ -370,7 +396,7 @@ void TKBValue::AssignTo(TKBValue& target) const {
     case dtDescriptor:
       return target.SetAsDescriptor(content_.integer);
     case dtObject:
-      return owning_ ? target.CopyOwnedObject(*this) : target.SetAsObject(content_.object);
+      return owning_ ? target.CopyOwnedObject(*this) : target.SetAsObject(ObjectOrNull());
     case dtClass:
       return target.SetAsClass(content_.classInfo);
     case dtExternalAddress:

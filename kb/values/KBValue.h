@@ -65,6 +65,7 @@ class TKBValue : public RefCounted, public TPooled {
   [[nodiscard]] IFact GetAsFact() const;
   [[nodiscard]] IFunCall GetAsFunCall() const;
   [[nodiscard]] IValueVector GetAsList() const;
+  /// Null also for a component or other THostObject that has gone; comparing and printing go on as before.
   [[nodiscard]] TObject* GetAsObject() const;
   [[nodiscard]] TObject* GetAsOwnedObject() const { return GetAsObject(); }
   [[nodiscard]] const TClassInfo* GetAsClass() const;
@@ -178,6 +179,8 @@ class TKBValue : public RefCounted, public TPooled {
   [[nodiscard]] TKBText SharedText() const noexcept;
   [[nodiscard]] std::string GetLosslessString() const;
   [[noreturn]] void RaiseNotA(std::string_view word) const;
+  [[nodiscard]] TObject* ObjectOrNull() const noexcept;
+  [[nodiscard]] const TClassInfo* ObjectClass() const noexcept;
   [[nodiscard]] IKBValue ResolveBinding(const TBindingInfo& binding, TKBContext& context) const;
   [[nodiscard]] IKBValue ResolveSingletons() const;
   TExtra& Extra();

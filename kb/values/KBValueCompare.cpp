@@ -153,7 +153,7 @@ int32_t TKBValue::GetAsDescriptor() const {
 }
 
 void* TKBValue::GetAsExternalAddress() const {
-  if (type_ == dtObject) return content_.object;
+  if (type_ == dtObject) return ObjectOrNull();
   if (type_ != dtExternalAddress) RaiseNotA("External Address");
   return content_.address;
 }
@@ -181,7 +181,7 @@ IValueVector TKBValue::GetAsList() const {
 
 TObject* TKBValue::GetAsObject() const {
   if (type_ != dtObject) RaiseNotA("object");
-  return content_.object;
+  return ObjectOrNull();
 }
 
 const TClassInfo* TKBValue::GetAsClass() const {
@@ -259,7 +259,8 @@ bool TKBValue::EqualsStar(const TKBValue* other) const {
     case dtList:
       return TargetsEqual(ListOrNull(), other->GetAsList().Get());
     case dtObject:
-      return content_.object == other->GetAsObject();
+      if (other->type_ != dtObject) other->RaiseNotA("object");
+      return content_.object == other->content_.object;
     case dtExternalAddress:
       return content_.address == other->GetAsExternalAddress();
     case dtSingletons:
@@ -357,7 +358,7 @@ std::string TKBValue::GetToString() const {
       return "<External-Address: " + IntegerToString(AddressNumber(content_.address)) + ">";
     case dtObject: {
       if (content_.object == nullptr) return {};
-      const std::string name(content_.object->ClassName());
+      const std::string name(ObjectClass()->name);
       const TBindingInfo* binding = BindingInfoOrNull();
       return binding != nullptr ? "<" + name + ": " + binding->ToString() + ">" : "<Object: " + name + ">";
     }
