@@ -28,8 +28,8 @@ class TClassTable {
   const TClassInfo& Add(reflection::TClassDraft draft) {
     const std::unique_lock<std::shared_mutex> lock(mutex_);
     TClassEntry* entry = Own(draft.type);
-    if (entry == nullptr || entry->name != draft.name) CheckName(draft.name);
     if (entry == nullptr) {
+      CheckName(draft);
       entry = &Insert(draft);
     } else if (entry->name != draft.name) {
       throw EClassNotFound("Class " + std::string(draft.name) + " is registered as " + entry->name);
@@ -69,21 +69,27 @@ class TClassTable {
     return nearest;
   }
 
-  static void CheckName(std::string_view name) {
-    if (name.empty()) throw EClassNotFound("A class needs a name");
-    if (FindClass(name) != nullptr) throw EClassNotFound("Class " + std::string(name) + " exists already");
+  static void CheckName(const reflection::TClassDraft& draft) {
+    if (draft.name.empty()) throw EClassNotFound("A class needs a name");
+    const TClassInfo* taken = FindClass(draft.name);
+    if (taken == nullptr || taken == &draft.said) return;
+    throw EClassNotFound("Class " + std::string(draft.name) + " exists already");
   }
 
   TClassEntry& Insert(const reflection::TClassDraft& draft) {
     const TClassEntry* base = Own(draft.baseType);
     auto entry = std::make_unique<TClassEntry>();
     entry->name = draft.name;
-    entry->info = {entry->name, base != nullptr ? base->shown : &draft.base, draft.createPersistent,
-                   draft.createComponent};
-    entry->shown = &entry->info;
+    if (draft.said.name == draft.name) {
+      entry->shown = &draft.said;
+    } else {
+      const TClassInfo* parent = base != nullptr && base->shown->InheritsFrom(draft.said) ? base->shown : &draft.said;
+      entry->info = {entry->name, parent, draft.createPersistent, draft.createComponent};
+      entry->shown = &entry->info;
+    }
     entry->depth = base != nullptr ? base->depth + 1 : 0;
     entry->isInstance = draft.isInstance;
-    RegisterClass(entry->info);
+    RegisterClass(*entry->shown);
     return *(entries_[draft.type] = std::move(entry));
   }
 

@@ -276,7 +276,7 @@ struct TClassDraft {
   std::string_view name;
   std::type_index type;
   std::type_index baseType;
-  const TClassInfo& base;
+  const TClassInfo& said;  // what the class or its nearest ancestor says of itself
   std::unique_ptr<TPersistent> (*createPersistent)();
   TComponent* (*createComponent)(TComponent*);
   bool (*isInstance)(const TObject&);
@@ -367,7 +367,8 @@ template <class Getter, class Setter>
 }
 
 /// Makes class T known under a name, with its properties. `Base` is the ancestor whose properties it inherits; it is
-/// registered before, and need not be the direct one. A property with a name of an inherited one takes its place.
+/// registered before, and need not be the direct one. A class with a StaticClass of its own is registered under the
+/// name that this gives it. A property with a name of an inherited one takes its place.
 /// Registering T again under the same name replaces its properties; the description stays the same object. Raises
 /// EClassNotFound for a name that another class has, EPropertyError for an enumeration without names. Gives the
 /// class, which lives as long as the process.
@@ -379,7 +380,7 @@ const TClassInfo& RegisterClass(std::string_view name, Specs... specs) {
   TPropertyList properties;
   properties.reserve(sizeof...(specs));
   (properties.push_back(reflection::Bind<T>(std::move(specs))), ...);
-  return reflection::AddClass({name, typeid(T), typeid(Base), Base::StaticClass(), reflection::PersistentFactory<T>(),
+  return reflection::AddClass({name, typeid(T), typeid(Base), T::StaticClass(), reflection::PersistentFactory<T>(),
                                reflection::ComponentFactory<T>(),
                                [](const TObject& object) { return dynamic_cast<const T*>(&object) != nullptr; },
                                std::move(properties)});

@@ -254,7 +254,8 @@ TEST_F(ObjectPackage, ActionsRun) {
   action->SetName("stop");
   EXPECT_EQ(Eval("(execute-action (get-component stop))"), "FALSE");
   action->OnExecute = [&count](kb::TBasicAction&) { ++count; };
-  EXPECT_EQ(Eval("(execute-action (get-component stop))"), "TRUE");
+  EXPECT_EQ(Eval("(execute-action (get-component stop)) (is-class (get-component stop) (get-class TBasicAction))"),
+            "TRUE\nTRUE");
   EXPECT_EQ(count, 1);
   EXPECT_EQ(Eval("(execute-action ?*l*)"), "!Invalid class typecast: TMachine is no TBasicAction");
 }
