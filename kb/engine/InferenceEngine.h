@@ -429,7 +429,7 @@ class TInferenceEngine : public TComponent,
   /// The pattern on the initial fact, from which a rule matches that has nothing else to match from. Made
   /// anew when its template has been removed.
   [[nodiscard]] TKBPattern* GetInitialFactPattern();
-  [[nodiscard]] const IModule& GetCurrentModule() const override { return currentModule_; }
+  [[nodiscard]] const IModule& GetCurrentModule() const override;
   /// Focuses the module and fires OnChangeCurrentModule; nothing when it is current.
   void SetCurrentModule(const IModule& module);
   /// Part of TModule::FocusModule: shows the module's objects in the fields. No event.

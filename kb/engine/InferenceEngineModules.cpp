@@ -10,6 +10,9 @@ namespace kb {
 
 // ---- Focus
 
+// Not in the header: a shared library must hold the one definition that calls through IReasoner reach.
+const IModule& TInferenceEngine::GetCurrentModule() const { return currentModule_; }
+
 void TInferenceEngine::ShowModule(TModule& module) noexcept {
   agenda_ = module.GetAgenda();
   definedTypes_ = module.GetDefinedTypes();
