@@ -8,6 +8,7 @@
 #include "kb/engine/EngineScopes.h"
 #include "kb/functions/BusinessPackage.h"
 #include "kb/functions/MathPackage.h"
+#include "kb/functions/MiscPackage.h"
 #include "kb/functions/ObjectPackage.h"
 #include "kb/functions/PredicatePackage.h"
 #include "kb/functions/StandardPackage.h"
@@ -136,6 +137,7 @@ void TInferenceEngine::AddDefaultPackages() {
   if (packages_.Has(pStandard)) CreatePackage<TStandardPackage>(*this);
   if (packages_.Has(pPredicate)) CreatePackage<TPredicatePackage>(*this);
   if (packages_.Has(pMath)) CreatePackage<TMathPackage>(*this);
+  if (packages_.Has(pMiscellaneous)) CreatePackage<TMiscPackage>(*this);
   if (packages_.Has(pString)) CreatePackage<TStringPackage>(*this);
   if (packages_.Has(pObject)) CreatePackage<TObjectPackage>(*this);
   if (packages_.Has(pTrigonometry)) CreatePackage<TTrigonometryPackage>(*this);

@@ -49,6 +49,11 @@ std::string DefaultText(const TFactSlot& slot) {
   return std::string(slot.GetDefaultDynamic() ? "(default-dynamic " : "(default ") + text + ") ";
 }
 
+// A type in front of nil would refuse it.
+bool DefaultComesFirst(const TFactSlot& slot) {
+  return TLosslessText::IsOn() && slot.GetSlotDefault() && IsEmptyDefault(*slot.GetSlotDefault());
+}
+
 std::string TwiceIndented(const std::string& text) {
   if (text.empty()) return text;
   return std::string(IndentString) + std::string(IndentString) + text;
@@ -56,15 +61,17 @@ std::string TwiceIndented(const std::string& text) {
 
 // The qualifiers of a slot and its default, which stands on a line of its own behind them.
 std::string SlotBody(const TFactSlot& slot) {
-  const std::string defaultText = DefaultText(slot);
+  const bool defaultFirst = DefaultComesFirst(slot);
+  const std::string leading = defaultFirst ? DefaultText(slot) : std::string();
+  const std::string defaultText = defaultFirst ? std::string() : DefaultText(slot);
   if (const IKBDefinedType& definedType = slot.GetExtendedTypeInfo()) {
     const std::string type =
         definedType->GetImplicit() ? PrettyPrint(*definedType, true) : "(type " + definedType->GetName() + ")";
-    return type + TwiceIndented(defaultText);
+    return leading + type + TwiceIndented(defaultText);
   }
   const TKBTypes types = slot.GetSlotType();
-  if (types == KBSlotTypes || types == KBSlotTypes + KBMultiSlotTypes) return defaultText;
-  std::string text = "(type " + TypeNames(types) + ")";
+  if (types == KBSlotTypes || types == KBSlotTypes + KBMultiSlotTypes) return leading + defaultText;
+  std::string text = leading + "(type " + TypeNames(types) + ")";
   if (types.Has(dtMultiSlot)) text += ' ';
   if (!defaultText.empty()) text.append(kLineEnd).append(TwiceIndented(defaultText));
   return text;

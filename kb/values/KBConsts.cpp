@@ -94,6 +94,7 @@ constexpr auto kMessages = std::to_array<TMessage>({
     {InvalidMultifieldRange, "Invalid multifield begin and end parameters: %d, %d"},
     {CannotBackchain, "Cannot backchain on special CEs: %s"},
     {ExpectedNumeric, "Expected numeric argument to %s function call"},
+    {UnknownConstructName, "Unknown %s name: %s"},
     {InvalidSubstring, "Invalid substring parameters: %d, %d"},
     {MultifieldLengths, "Invalid multifield arguments, the two multifields must be of the same length"},
     {InvalidPaymentTime, "Invalid payment time: \"%s\".  Expected ptEndOfPeriod or ptStartOfPeriod"},

@@ -138,6 +138,7 @@ enum class TKBMessage {
   InvalidMultifieldRange,  // begin, end
   CannotBackchain,         // name
   ExpectedNumeric,         // function
+  UnknownConstructName,    // kind, name
   InvalidSubstring,        // begin, end
   MultifieldLengths,
   InvalidPaymentTime,  // text
