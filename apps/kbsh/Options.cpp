@@ -34,6 +34,9 @@ constexpr std::string_view kHelp =
     "                      statistics, all, with commas between them\n"
     "      --strategy S    depth or breadth: newest or oldest of equally salient activations first\n"
     "      --help          print this help and end\n"
+    "      --help-function NAME\n"
+    "                      print what the function NAME does and how it is called, and end; the same as a line ?NAME\n"
+    "                      at the prompt\n"
     "      --version       print the version and end\n"
     "\n"
     "The standard channel prints to standard output, and reads a line of standard input for each request.\n"
@@ -88,6 +91,8 @@ class TReader {
       options_.texts.emplace_back(Value());
     } else if (name_ == "--watch") {
       options_.watch += WatchesOf(Value());
+    } else if (name_ == "--help-function") {
+      options_.helpFunction = Value();
     } else if (name_ == "--strategy") {
       options_.strategy = StrategyOf(Value());
     } else {

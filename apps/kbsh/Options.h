@@ -17,6 +17,7 @@ struct TOptions {
   bool run = false;
   kb::TConstructWatches watch;
   std::optional<kb::TSearchStrategy> strategy;
+  std::string helpFunction;  // a name to tell of
   bool help = false;
   bool version = false;
 };

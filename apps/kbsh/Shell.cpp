@@ -81,6 +81,13 @@ void TShell::RunAll(const TOptions& options) {
     where_ = "-e";
     engine_.Parse(text, true);
   }
+  if (!options.helpFunction.empty()) {
+    where_ = "help";
+    const std::string help = HelpOn(options.helpFunction);
+    if (help.empty()) throw kb::EKBException(kb::TKBMessage::UnknownConstructName, {"function", options.helpFunction});
+    out_ << help;
+    return;
+  }
   if (options.files.empty() && options.texts.empty()) ReadInput();
   if (!options.run) return;
   where_ = "run";
@@ -109,7 +116,7 @@ void TShell::Converse() {
   std::string text;
   while (GatherExpression(text)) {
     try {
-      engine_.Parse(text, true);
+      if (!AnswerHelp(text)) engine_.Parse(text, true);
     } catch (const kb::EAbort&) {
       throw;
     } catch (const std::exception& error) {
@@ -117,6 +124,30 @@ void TShell::Converse() {
     }
   }
   out_ << '\n';
+}
+
+// What is known of a function or of the keyword of a construct; nothing when there is none of that name.
+std::string TShell::HelpOn(std::string_view name) {
+  kb::TKBParser& parser = engine_.GetParser();
+  std::string help;
+  kb::Ref<kb::IUserFunction> function;
+  if (engine_.ContainsUserFunction(name, function)) {
+    help = engine_.PrettyPrint(*function);
+  } else if (!name.empty()) {
+    help = parser.PrettyPrint(parser.FindConstructType(name));
+  }
+  help = kb::ReplaceAll(help, kb::kLineEnd, "\n");
+  if (!help.empty() && help.back() != '\n') help += '\n';
+  return help;
+}
+
+// "?name" asks for help, unless nothing bears the name: then it may be a variable.
+bool TShell::AnswerHelp(std::string_view text) {
+  const std::string_view line = kb::Trim(text);
+  if (!line.starts_with('?')) return false;
+  const std::string help = HelpOn(line.substr(1));
+  out_ << help;
+  return !help.empty();
 }
 
 bool TShell::GatherExpression(std::string& text) {

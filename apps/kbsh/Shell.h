@@ -26,6 +26,8 @@ class TShell {
   void RunAll(const TOptions& options);
   void ReadInput();
   void Converse();
+  [[nodiscard]] std::string HelpOn(std::string_view name);
+  bool AnswerHelp(std::string_view text);
   bool GatherExpression(std::string& text);
   bool IsComplete(const std::string& text);
   bool ReadInputLine(std::string& line);

@@ -129,4 +129,21 @@ TEST(Shell, ExitLeavesATerminal) {
   EXPECT_EQ(outcome.out, "kb> ");
 }
 
+TEST(Shell, TellsWhatFunctionsAndConstructsDo) {
+  const TOutcome option = RunShell({"--help-function", "evenp"});
+  EXPECT_EQ(option.out,
+            ";; evenp function\n;;    Returns TRUE if the number, cut to an integer, is even\n"
+            ";; \n;;      Syntax: (evenp <integer-expression>)\n");
+  EXPECT_EQ(option.status, 0);
+  const TOutcome unknown = RunShell({"--help-function=none"});
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_EQ(unknown.err, "kbsh: help: Unknown function name: none\n");
+  const TOutcome own = RunShell({"-e", "(deffunction f (?x) ?x)", "--help-function", "f"});
+  EXPECT_EQ(own.out, "(deffunction f (?x)\n   ?x\n)\n");
+
+  const TOutcome prompt = RunShell({}, "?evenp\n(bind ?x 5)\n?x\n?deffacts\n", true);
+  EXPECT_NE(prompt.out.find("kb> ;; evenp function\n"), std::string::npos) << prompt.out;
+  EXPECT_NE(prompt.out.find("kb> 5\nkb> 5\nkb> deffacts function\n"), std::string::npos) << prompt.out;
+}
+
 }  // namespace
