@@ -69,6 +69,7 @@ std::vector<TMeasurement> AllMeasurements() {
   AddProgramMeasurements(list);
   AddAgendaMeasurements(list);
   AddSeatingMeasurements(list);
+  AddPersistenceMeasurements(list);
   return list;
 }
 

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "kb/common/Helpers.h"
+#include "kb/engine/EngineClasses.h"
 #include "kb/engine/EngineScopes.h"
 #include "kb/functions/BusinessPackage.h"
 #include "kb/functions/MathPackage.h"
@@ -30,6 +31,7 @@ const TClassInfo& TInferenceEngine::StaticClass() noexcept {
 }
 
 TInferenceEngine::TInferenceEngine(TComponent* owner) : TComponent(owner) {
+  RegisterEngineClasses();
   parser_ = std::make_unique<TKBClipsParser>(*this, nullptr);
   ioStreams_ = std::make_unique<TIOStreams>(this);
   modules_ = std::make_unique<TModules>(this);
@@ -131,6 +133,7 @@ void TInferenceEngine::ClearEvents() noexcept {
 
 void TInferenceEngine::Notification(TComponent& component, TOperation operation) {
   TComponent::Notification(component, operation);
+  if (operation == opRemove && streamed_) std::erase(streamed_->reload, &component);
 }
 
 void TInferenceEngine::AddDefaultPackages() {
@@ -142,6 +145,9 @@ void TInferenceEngine::AddDefaultPackages() {
   if (packages_.Has(pObject)) CreatePackage<TObjectPackage>(*this);
   if (packages_.Has(pTrigonometry)) CreatePackage<TTrigonometryPackage>(*this);
   if (packages_.Has(pBusiness)) CreatePackage<TBusinessPackage>(*this);
+  for (int i = 0; i < GetComponentCount(); ++i) {
+    if (auto* package = dynamic_cast<TUserPackage*>(GetComponent(i))) package->SetBuiltIn(true);
+  }
   if (OnAddDefaultPackages) OnAddDefaultPackages(*this);
 }
 

@@ -23,8 +23,8 @@
 // streams. The fields that GetFacts, GetRules and the like show are those of the module in focus.
 //
 // The implementation is split by theme: InferenceEngine.cpp (life, settings), ...Copy.cpp, ...Modules.cpp,
-// ...Facts.cpp, ...Constructs.cpp, ...Dependencies.cpp, ...Parsing.cpp, ...Persistence.cpp, ...Output.cpp,
-// ...Run.cpp.
+// ...Facts.cpp, ...Constructs.cpp, ...Dependencies.cpp, ...Parsing.cpp, ...Persistence.cpp, ...Streaming.cpp,
+// ...Output.cpp, ...Run.cpp.
 #pragma once
 
 #include <atomic>
@@ -228,6 +228,20 @@ class TInferenceEngine : public TComponent,
   /// Only the facts whose template has that name.
   virtual void SaveFacts(std::ostream& stream, std::string_view templateName, const TEncoding* encoding = nullptr);
   void SaveFacts(const std::string& fileName, std::string_view templateName, const TEncoding* encoding = nullptr);
+
+  // ---- Component streams, see kb/platform/ComponentStream.h
+  //
+  // An engine stores its settings, the text of its modules and functions, and its globals; of what it owns, the
+  // packages and function components of the host. Rules and fact sets of other owners are stored by those, and come
+  // back in place of their likes in the text.
+
+  void DefineProperties(TFiler& filer) override;
+  [[nodiscard]] std::vector<TComponent*> GetStreamedChildren() const override;
+  /// All components of the stream have their properties: the texts are parsed, then the rules and fact sets that
+  /// asked for it by Reload come in.
+  void Loaded() override;
+  /// Called by rules and fact sets that are read before the engine is complete.
+  void Reload(TComponent& component);
 
   // ---- Facts
 
@@ -570,6 +584,21 @@ class TInferenceEngine : public TComponent,
   auto WithText(std::string_view text, const TEncoding* encoding, F&& parse);
   template <class First>
   void LoadAfter(std::istream& stream, const TEncoding* encoding, const First& first);
+  struct TStreamed {
+    std::string moduleText;
+    std::vector<std::string> variables;  // all of these: texts of constructs
+    std::vector<std::string> types;
+    std::vector<std::string> templates;
+    std::vector<std::string> rules;
+    std::vector<std::string> factSets;
+    std::vector<std::string> facts;
+    std::vector<TComponent*> reload;
+  };
+  void DefineSettings(TFiler& filer);
+  void DefineKnowledge(TFiler& filer);
+  [[nodiscard]] TStreamed& Streamed();
+  void LoadOldForms(const TStreamed& streamed);
+  bool LoadVariable(const std::string& text, bool lenient);
   void AddMainModule();
   void AssignParser(const TInferenceEngine& source);
   void CopyKnowledge(const TInferenceEngine& source);
@@ -689,6 +718,7 @@ class TInferenceEngine : public TComponent,
   std::vector<const TActivation*> firing_;  // activations that fire now, several when an action runs the engine
   std::vector<TComponent*> deferred_;       // rules and fact sets to be freed with the last hold
   std::vector<TModuleObjects> retired_;     // what removed modules held, likewise
+  std::unique_ptr<TStreamed> streamed_;     // what was read of a component stream, until Loaded
   int holds_ = 0;
   int parses_ = 0;  // texts that the parser is reading
 };

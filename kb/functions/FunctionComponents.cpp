@@ -1,6 +1,7 @@
 // Functions that a host writes: as a C++ callable, or as a component with a callback.
 #include "kb/engine/InferenceEngine.h"
 #include "kb/functions/KBPackages.h"
+#include "kb/platform/ComponentStream.h"
 #include "kb/values/KBHelperFunctions.h"
 
 namespace kb {
@@ -23,6 +24,12 @@ void TKBInnerFunction::Call(TFunctionCall& call, TKBContext& context, IKBValue& 
 const TClassInfo& TCustomUserFunction::StaticClass() noexcept {
   static const TClassInfo info{"TCustomUserFunction", &TComponent::StaticClass(), nullptr,
                                [](TComponent* owner) -> TComponent* { return new TCustomUserFunction(owner); }};
+  return info;
+}
+
+const TClassInfo& TUserFunction::StaticClass() noexcept {
+  static const TClassInfo info{"TUserFunction", &TCustomUserFunction::StaticClass(), nullptr,
+                               [](TComponent* owner) -> TComponent* { return new TUserFunction(owner); }};
   return info;
 }
 
@@ -90,6 +97,20 @@ void TCustomUserFunction::Assign(const TPersistent& source) {
   SetFunctionName(function->GetFunctionName().View());
   SetMaxArgumentCount(function->GetMaxArgumentCount());
   SetMinArgumentCount(function->GetMinArgumentCount());
+}
+
+// The callback is code, which the host connects again.
+void TCustomUserFunction::DefineProperties(TFiler& filer) {
+  TComponent::DefineProperties(filer);
+  filer.Text("Comment", GetComment(), [this](const std::string& text) { SetComment(text); });
+  filer.Integer("MaxArgumentCount", GetMaxArgumentCount(), kUnlimitedArguments, 0, kUnlimitedArguments,
+                [this](int64_t count) { SetMaxArgumentCount(static_cast<int>(count)); });
+  filer.Integer("MinArgumentCount", GetMinArgumentCount(), 0, 0, kUnlimitedArguments,
+                [this](int64_t count) { SetMinArgumentCount(static_cast<int>(count)); });
+  filer.Text("ArgumentString", GetArgumentString(), [this](const std::string& text) { SetArgumentString(text); });
+  filer.Text("FunctionName", GetFunctionName().ToString(), [this](const std::string& text) { SetFunctionName(text); });
+  filer.Reference("Engine", engine_,
+                  [this](TComponent* component) { SetEngine(dynamic_cast<TInferenceEngine*>(component)); });
 }
 
 void TCustomUserFunction::Notification(TComponent& component, TOperation operation) {

@@ -27,6 +27,7 @@
 namespace kb {
 
 class TUserPackage;
+class TStreamValue;
 
 /// What happens to an item of a list of reasoners or functions.
 enum TListNotification { lnAdded = 1, lnExtracted = 3, lnRemoved = 5 };
@@ -54,6 +55,18 @@ class IReasoner : public TWeakTarget<IReasoner> {
   [[nodiscard]] virtual Ref<IUserFunction> GetUserFunction(std::string_view name) const = 0;
   virtual void SetUserFunction(std::string_view name, const Ref<IUserFunction>& function) = 0;
   [[nodiscard]] virtual const IModule& GetCurrentModule() const = 0;
+};
+
+/// Hands out stored values one by one; raises EStreamError when there are no more.
+class TDataReader {
+ public:
+  explicit TDataReader(const std::vector<TStreamValue>& values) noexcept : values_(values) {}
+  const TStreamValue& Next();
+  [[nodiscard]] bool AtEnd() const noexcept;
+
+ private:
+  const std::vector<TStreamValue>& values_;
+  size_t at_ = 0;
 };
 
 /// A callable function.
@@ -116,6 +129,12 @@ class TKBUserFunction : public TPersistent, public IUserFunction {
   void SetMinArgumentCount(int value) override;
   /// Minimum, maximum, comment, name; not the reasoners.
   void Assign(const TPersistent& source) override;
+
+  // For the component stream of a package: a function is stored when its class is registered and can be made by name.
+  /// Appends what tells this function from others of its class; the base name, comment, maximum and minimum.
+  virtual void WriteData(std::vector<TStreamValue>& data) const;
+  /// Takes it over again, in the same order. Raises EStreamError.
+  virtual void ReadData(TDataReader& data);
 
  protected:
   virtual void InitMetaData() {}
@@ -312,8 +331,13 @@ class TUserPackage : public TCustomReasonerOwner {
   virtual void CreateFunctions();
   std::function<void(TUserPackage&)> OnCreateFunctions;
 
+  /// One of the packages that an engine makes by itself and so does not store.
+  [[nodiscard]] bool IsBuiltIn() const noexcept { return builtIn_; }
+  void SetBuiltIn(bool value) noexcept { builtIn_ = value; }
+
   void Assign(const TPersistent& source) override;
   void Notification(TComponent& component, TOperation operation) override;
+  void DefineProperties(TFiler& filer) override;
 
  protected:
   virtual void FunctionNotification(const Ref<IUserFunction>& function, TListNotification action);
@@ -324,8 +348,10 @@ class TUserPackage : public TCustomReasonerOwner {
   virtual void RemoveFunctions(IReasoner* reasoner);
 
  private:
+  void ReadFunctions(const TStreamValue& stored);
   TInferenceEngine* engine_ = nullptr;
   std::vector<Ref<IUserFunction>> functions_;
+  bool builtIn_ = false;
 };
 
 /// Makes a package of class T under `owner`, which may be null, and creates its functions. With an owner it
@@ -388,6 +414,7 @@ class TCustomUserFunction : public TComponent {
   virtual void Call(TFunctionCall& call, TKBContext& context, IKBValue& result);
   void Assign(const TPersistent& source) override;
   void Notification(TComponent& component, TOperation operation) override;
+  void DefineProperties(TFiler& filer) override;
 
  private:
   void RebuildArguments();
@@ -399,6 +426,8 @@ class TCustomUserFunction : public TComponent {
 class TUserFunction final : public TCustomUserFunction {
  public:
   using TCustomUserFunction::TCustomUserFunction;
+  static const TClassInfo& StaticClass() noexcept;
+  [[nodiscard]] const TClassInfo& ClassInfo() const noexcept override { return StaticClass(); }
 };
 
 }  // namespace kb

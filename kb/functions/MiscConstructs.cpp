@@ -1,4 +1,5 @@
 // Constructs by name: whether there is one, its text, its removal.
+#include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
 #include "kb/functions/FunctionHelpers.h"
 #include "kb/functions/MiscFunctions.h"

@@ -1,6 +1,7 @@
 // Listings. Each ends with a line of its own that tells how many lines there are.
 #include <algorithm>
 
+#include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
 #include "kb/functions/FunctionHelpers.h"
 #include "kb/functions/MiscFunctions.h"

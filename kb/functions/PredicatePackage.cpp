@@ -3,6 +3,7 @@
 #include "kb/common/Helpers.h"
 #include "kb/functions/BuiltinFunction.h"
 #include "kb/functions/FunctionHelpers.h"
+#include "kb/platform/ComponentStream.h"
 #include "kb/values/KBHelperFunctions.h"
 
 namespace kb {
@@ -42,7 +43,10 @@ const TBuiltin kPredicateFunctions[] = {
 }  // namespace
 
 const TClassInfo& TVerifyTypePFunction::StaticClass() noexcept {
-  static const TClassInfo info{"TVerifyTypePFunction", &TKBUserFunction::StaticClass()};
+  static const TClassInfo info{"TVerifyTypePFunction", &TKBUserFunction::StaticClass(),
+                               []() -> std::unique_ptr<TPersistent> {
+                                 return std::make_unique<TVerifyTypePFunction>(std::string_view(), TKBTypes());
+                               }};
   return info;
 }
 
@@ -63,6 +67,16 @@ void TVerifyTypePFunction::SetTypes(TKBTypes types) {
 void TVerifyTypePFunction::Assign(const TPersistent& source) {
   if (const auto* function = dynamic_cast<const TVerifyTypePFunction*>(&source)) types_ = function->types_;
   TKBUserFunction::Assign(source);
+}
+
+void TVerifyTypePFunction::WriteData(std::vector<TStreamValue>& data) const {
+  TKBUserFunction::WriteData(data);
+  data.emplace_back(static_cast<int64_t>(types_.Bits()));
+}
+
+void TVerifyTypePFunction::ReadData(TDataReader& data) {
+  TKBUserFunction::ReadData(data);
+  types_ = TKBTypes::FromBits(static_cast<uint32_t>(data.Next().AsInteger()));
 }
 
 void TVerifyTypePFunction::Call(TFunctionCall& call, TKBContext& context, IKBValue& result) {

@@ -16,6 +16,8 @@ class TVerifyTypePFunction final : public TKBUserFunction {
   /// The comment follows.
   void SetTypes(TKBTypes types);
   void Assign(const TPersistent& source) override;
+  void WriteData(std::vector<TStreamValue>& data) const override;
+  void ReadData(TDataReader& data) override;
 
  protected:
   void InitMetaData() override;

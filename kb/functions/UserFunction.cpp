@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "kb/functions/KBPackages.h"
+#include "kb/platform/ComponentStream.h"
 
 namespace kb {
 namespace {
@@ -114,6 +115,32 @@ void TKBUserFunction::SetMaxArgumentCount(int value) {
 void TKBUserFunction::SetMinArgumentCount(int value) {
   minArgumentCount_ = value;
   maxArgumentCount_ = std::max(maxArgumentCount_, value);
+}
+
+const TStreamValue& TDataReader::Next() {
+  if (AtEnd()) throw EStreamError("a function with too few values");
+  return values_[at_++];
+}
+
+bool TDataReader::AtEnd() const noexcept { return at_ >= values_.size(); }
+
+void TKBUserFunction::WriteData(std::vector<TStreamValue>& data) const {
+  data.emplace_back(name_.ToString());
+  data.emplace_back(comment_);
+  data.emplace_back(int64_t{maxArgumentCount_});
+  data.emplace_back(int64_t{minArgumentCount_});
+}
+
+void TKBUserFunction::ReadData(TDataReader& data) {
+  const auto count = [&data] {
+    const int64_t value = data.Next().AsInteger();
+    if (value < 0 || value > kUnlimitedArguments) throw EStreamError("a bad number of arguments");
+    return static_cast<int>(value);
+  };
+  SetFunctionName(data.Next().AsText());
+  SetComment(data.Next().AsText());
+  SetMaxArgumentCount(count());
+  SetMinArgumentCount(count());
 }
 
 void TKBUserFunction::Assign(const TPersistent& source) {

@@ -3,6 +3,8 @@
 
 #include "kb/engine/InferenceEngine.h"
 #include "kb/functions/KBPackages.h"
+#include "kb/platform/ClassRegistry.h"
+#include "kb/platform/ComponentStream.h"
 
 namespace kb {
 
@@ -116,6 +118,64 @@ void TUserPackage::Notification(TComponent& component, TOperation operation) {
   if (operation != opRemove) return;
   if (&component == static_cast<TComponent*>(engine_)) SetEngine(nullptr);
   if (auto* reasoner = dynamic_cast<IReasoner*>(&component)) RemoveReasoner(reasoner);
+}
+
+// ---- Component streams
+
+namespace {
+
+/// The function as one that a stream can hold, or null.
+const TKBUserFunction* StreamableFunction(const Ref<IUserFunction>& function) {
+  const auto* candidate = dynamic_cast<const TKBUserFunction*>(function.Get());
+  if (candidate == nullptr) return nullptr;
+  const TClassInfo& info = candidate->ClassInfo();
+  return info.createPersistent != nullptr && FindClass(info.name) == &info ? candidate : nullptr;
+}
+
+Ref<IUserFunction> MakeFunction(const std::string& className, TDataReader& data) {
+  const TClassInfo* info = FindClass(className);
+  if (info == nullptr || info->createPersistent == nullptr) {
+    throw EStreamError("the class " + className + " is not known or cannot be made");
+  }
+  std::unique_ptr<TPersistent> made = info->createPersistent();
+  auto* function = dynamic_cast<TKBUserFunction*>(made.get());
+  if (function == nullptr) throw EStreamError(className + " is no class of functions");
+  (void)made.release();
+  Ref<IUserFunction> result(function);
+  function->AfterConstruction();
+  function->ReadData(data);
+  return result;
+}
+
+}  // namespace
+
+void TUserPackage::DefineProperties(TFiler& filer) {
+  TCustomReasonerOwner::DefineProperties(filer);
+  filer.Reference("Engine", engine_,
+                  [this](TComponent* component) { SetEngine(dynamic_cast<TInferenceEngine*>(component)); });
+  const bool stored =
+      std::any_of(functions_.begin(), functions_.end(), [](const auto& f) { return StreamableFunction(f) != nullptr; });
+  const auto write = [this] {
+    TStreamValue::TList list;
+    for (const Ref<IUserFunction>& function : functions_) {
+      const TKBUserFunction* streamable = StreamableFunction(function);
+      if (streamable == nullptr) continue;
+      TStreamValue::TList data{TStreamValue(std::string(streamable->ClassName()))};
+      streamable->WriteData(data);
+      list.emplace_back(std::move(data));
+    }
+    return TStreamValue(std::move(list));
+  };
+  filer.Property("PackageFunctions", stored, write, [this](const TStreamValue& value) { ReadFunctions(value); });
+}
+
+void TUserPackage::ReadFunctions(const TStreamValue& stored) {
+  ClearFunctions();
+  for (const TStreamValue& entry : stored.AsList()) {
+    TDataReader data(entry.AsList());
+    const std::string className = data.Next().AsText();
+    AddFunction(MakeFunction(className, data));
+  }
 }
 
 void TUserPackage::FunctionNotification(const Ref<IUserFunction>& function, TListNotification action) {

@@ -4,12 +4,15 @@
 #include <iterator>
 
 #include "kb/common/Helpers.h"
+#include "kb/engine/EngineScopes.h"
 #include "kb/engine/InferenceEngine.h"
 #include "kb/engine/KBTransfer.h"
 #include "kb/functions/KBPackages.h"
 #include "kb/language/PrettyPrinter.h"
 #include "kb/matching/KBToken.h"
+#include "kb/platform/ComponentStream.h"
 #include "kb/values/KBModuleConstruct.h"
+#include "kb/values/LosslessText.h"
 #include "kb/values/ValueVector.h"
 
 namespace kb {
@@ -497,6 +500,40 @@ void TRule::Assign(const TPersistent& source) {
   salienceValue_ = std::move(salience);
   salience_ = other->salience_;
   EndUpdate();
+}
+
+// ---- Component streams
+
+void TRule::DefineProperties(TFiler& filer) {
+  TComponent::DefineProperties(filer);
+  filer.Reference("Engine", engine_ == GetOwner() ? nullptr : engine_,
+                  [this](TComponent* component) { AttachEngine(dynamic_cast<TInferenceEngine*>(component)); });
+  filer.Text("Module", module_, [this](const std::string& text) { module_ = text; });
+  const bool hasText = engine_ != nullptr && (!patterns_.empty() || !actions_.empty());
+  filer.Text("RuleName", hasText ? std::string() : name_, [this](const std::string& text) { SetRuleName(text); });
+  filer.Text("Comment", hasText ? std::string() : comment_, [this](const std::string& text) { comment_ = text; });
+  const auto write = [this] {
+    const TLosslessText lossless;
+    return TStreamValue(ToString());
+  };
+  filer.Property("Text", hasText, write, [this](const TStreamValue& value) { storedText_ = value.AsText(); });
+}
+
+void TRule::Loaded() {
+  TComponent::Loaded();
+  if (engine_ == nullptr) return;
+  if (engine_->IsLoading()) return engine_->Reload(*this);
+  Reload();
+}
+
+void TRule::Reload() {
+  if (engine_ == nullptr || storedText_.empty()) return;
+  const std::string text = std::exchange(storedText_, {});
+  TInferenceEngine::TFocusScope focus(*engine_, nullptr);
+  const std::unique_ptr<TRule> parsed(engine_->ParseRule(text));
+  module_ = parsed->module_;
+  Assign(*parsed);
+  if (!engine_->IsRegistered(*this)) engine_->RegisterRule(*this);
 }
 
 std::string TRule::ToString() const {

@@ -240,6 +240,12 @@ class TRule : public TComponent {
   void Assign(const TPersistent& source) override;
   [[nodiscard]] std::string ToString() const;
   void Notification(TComponent& component, TOperation operation) override;
+  void DefineProperties(TFiler& filer) override;
+  /// Takes the rule's text to its engine, at once or, while that is being read itself, when it is complete.
+  void Loaded() override;
+  /// Becomes what the text says that was read from a component stream, and joins the rules of its module in place of
+  /// one of its name. Without a text or engine nothing happens.
+  virtual void Reload();
 
   /// What the compiler did for this rule, in short marks.
   [[nodiscard]] const std::string& GetCompileTrace() const noexcept { return compileTrace_; }
@@ -275,6 +281,7 @@ class TRule : public TComponent {
   bool autoFocus_ = false;
   std::string module_;
   std::string compileTrace_;
+  std::string storedText_;  // from a component stream, until Reload
 };
 
 }  // namespace kb

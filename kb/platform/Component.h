@@ -11,6 +11,8 @@ namespace kb {
 
 enum TOperation { opInsert, opRemove };
 
+class TFiler;
+
 /// An object in an ownership tree. An owner frees its children; any component may ask another one to tell it when
 /// it goes away (FreeNotification). Used by one thread at a time.
 ///
@@ -50,7 +52,14 @@ class TComponent : public THostObject {
   [[nodiscard]] bool IsDestroying() const noexcept { return destroying_; }
   /// Set by a reader before the properties are read; Loaded() ends the state.
   void BeginLoading() noexcept { loading_ = true; }
+  /// Ends the state without Loaded(), when reading has failed.
+  void CancelLoading() noexcept { loading_ = false; }
   void SetDesigning(bool value) noexcept { designing_ = value; }
+  /// Tells a writer or reader of component streams what is stored of this component besides its name; see
+  /// kb/platform/ComponentStream.h. Overrides call the base.
+  virtual void DefineProperties(TFiler& /*filer*/) {}
+  /// The owned components that are stored with this one; all, if not overridden.
+  [[nodiscard]] virtual std::vector<TComponent*> GetStreamedChildren() const { return components_; }
   /// Called once after all components of a stream have been read.
   virtual void Loaded() { loading_ = false; }
 

@@ -15,11 +15,13 @@
 #include "kb/engine/InferenceEngine.h"
 #include "kb/engine/KBTransfer.h"
 #include "kb/language/PrettyPrinter.h"
+#include "kb/platform/ComponentStream.h"
 #include "kb/platform/Exceptions.h"
 #include "kb/values/Fact.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBContext.h"
 #include "kb/values/KBModule.h"
+#include "kb/values/LosslessText.h"
 
 namespace kb {
 
@@ -261,9 +263,27 @@ void TFactSet::Reload() {
 
 // ---- component
 
+void TFactSet::DefineProperties(TFiler& filer) {
+  TComponent::DefineProperties(filer);
+  filer.Text("Comment", comment_, [this](const std::string& text) { comment_ = text; });
+  filer.Text("FactSetName", name_, [this](const std::string& text) { SetFactSetName(text); });
+  filer.Text("Module", module_, [this](const std::string& text) { SetModule(text); });
+  const auto write = [this] {
+    const TLosslessText lossless;
+    std::vector<std::string> texts;
+    for (int i = 0; i < GetFactCount(); ++i) texts.push_back(PeekFact(i) ? PeekFact(i)->ToString() : GetFactText(i));
+    return TStreamValue::OfTexts(texts);
+  };
+  filer.Property("Facts", GetFactCount() > 0, write, [this](const TStreamValue& value) { SetFacts(value.AsTexts()); });
+  filer.Reference("Engine", engine_ == GetOwner() ? nullptr : engine_,
+                  [this](TComponent* component) { SetEngine(component); });
+}
+
 void TFactSet::Loaded() {
   TComponent::Loaded();
-  if (inferenceEngine_ != nullptr && !inferenceEngine_->IsLoading()) Reload();
+  if (inferenceEngine_ == nullptr) return;
+  if (inferenceEngine_->IsLoading()) return inferenceEngine_->Reload(*this);
+  Reload();
 }
 
 void TFactSet::Notification(TComponent& component, TOperation operation) {

@@ -88,6 +88,7 @@ class TFactSet : public TComponent {
   /// of its name in its module, which the engine frees if it owns it.
   [[nodiscard]] TFactSet* Clone(TComponent* owner) const;
   [[nodiscard]] std::string ToString() const;
+  void DefineProperties(TFiler& filer) override;
   void Loaded() override;
   void Notification(TComponent& component, TOperation operation) override;
 

@@ -1,0 +1,28 @@
+#include "kb/engine/EngineClasses.h"
+
+#include <mutex>
+
+#include "kb/engine/InferenceEngine.h"
+#include "kb/functions/MathPackage.h"
+#include "kb/functions/MiscPackage.h"
+#include "kb/functions/PredicatePackage.h"
+#include "kb/functions/StandardPackage.h"
+#include "kb/functions/StringPackage.h"
+#include "kb/platform/ClassRegistry.h"
+
+namespace kb {
+
+void RegisterEngineClasses() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    for (const TClassInfo* info :
+         {&TComponent::StaticClass(), &TInferenceEngine::StaticClass(), &TRule::StaticClass(), &TFactSet::StaticClass(),
+          &TCustomUserFunction::StaticClass(), &TUserFunction::StaticClass(), &TUserPackage::StaticClass(),
+          &TVerifyTypePFunction::StaticClass(), &TStandardPackage::StaticClass(), &TPredicatePackage::StaticClass(),
+          &TMathPackage::StaticClass(), &TMiscPackage::StaticClass(), &TStringPackage::StaticClass()}) {
+      RegisterClass(*info);
+    }
+  });
+}
+
+}  // namespace kb
