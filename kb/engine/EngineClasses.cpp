@@ -3,11 +3,16 @@
 #include <mutex>
 
 #include "kb/engine/InferenceEngine.h"
+#include "kb/functions/BuiltinFunction.h"
+#include "kb/functions/BusinessPackage.h"
 #include "kb/functions/MathPackage.h"
 #include "kb/functions/MiscPackage.h"
+#include "kb/functions/ObjectPackage.h"
 #include "kb/functions/PredicatePackage.h"
 #include "kb/functions/StandardPackage.h"
 #include "kb/functions/StringPackage.h"
+#include "kb/functions/TrigonometryPackage.h"
+#include "kb/platform/Action.h"
 #include "kb/platform/ClassRegistry.h"
 
 namespace kb {
@@ -18,8 +23,10 @@ void RegisterEngineClasses() {
     for (const TClassInfo* info :
          {&TComponent::StaticClass(), &TInferenceEngine::StaticClass(), &TRule::StaticClass(), &TFactSet::StaticClass(),
           &TCustomUserFunction::StaticClass(), &TUserFunction::StaticClass(), &TUserPackage::StaticClass(),
-          &TVerifyTypePFunction::StaticClass(), &TStandardPackage::StaticClass(), &TPredicatePackage::StaticClass(),
-          &TMathPackage::StaticClass(), &TMiscPackage::StaticClass(), &TStringPackage::StaticClass()}) {
+          &TVerifyTypePFunction::StaticClass(), &TBuiltinFunction::StaticClass(), &TBasicAction::StaticClass(),
+          &TObjectPackage::StaticClass(), &TTrigonometryPackage::StaticClass(), &TBusinessPackage::StaticClass(),
+          &TStandardPackage::StaticClass(), &TPredicatePackage::StaticClass(), &TMathPackage::StaticClass(),
+          &TMiscPackage::StaticClass(), &TStringPackage::StaticClass()}) {
       RegisterClass(*info);
     }
   });

@@ -137,15 +137,16 @@ void TInferenceEngine::Notification(TComponent& component, TOperation operation)
 }
 
 void TInferenceEngine::AddDefaultPackages() {
+  const int others = GetComponentCount();
   if (packages_.Has(pStandard)) CreatePackage<TStandardPackage>(*this);
+  if (packages_.Has(pMiscellaneous)) CreatePackage<TMiscPackage>(*this);
   if (packages_.Has(pPredicate)) CreatePackage<TPredicatePackage>(*this);
   if (packages_.Has(pMath)) CreatePackage<TMathPackage>(*this);
-  if (packages_.Has(pMiscellaneous)) CreatePackage<TMiscPackage>(*this);
   if (packages_.Has(pString)) CreatePackage<TStringPackage>(*this);
   if (packages_.Has(pObject)) CreatePackage<TObjectPackage>(*this);
   if (packages_.Has(pTrigonometry)) CreatePackage<TTrigonometryPackage>(*this);
   if (packages_.Has(pBusiness)) CreatePackage<TBusinessPackage>(*this);
-  for (int i = 0; i < GetComponentCount(); ++i) {
+  for (int i = others; i < GetComponentCount(); ++i) {
     if (auto* package = dynamic_cast<TUserPackage*>(GetComponent(i))) package->SetBuiltIn(true);
   }
   if (OnAddDefaultPackages) OnAddDefaultPackages(*this);
@@ -275,7 +276,9 @@ void TInferenceEngine::ResetGlobalVariable(std::string_view name, const IKBValue
 void TInferenceEngine::SetPackages(TFunctionPackages value) {
   if (value == packages_) return;
   for (int i = GetComponentCount() - 1; i >= 0; --i) {
-    if (auto* package = dynamic_cast<TUserPackage*>(GetComponent(i))) delete package;
+    auto* package = dynamic_cast<TUserPackage*>(GetComponent(i));
+    // A component stream has made the host's packages before it sets the properties of the engine.
+    if (package != nullptr && (package->IsBuiltIn() || !IsLoading())) delete package;
   }
   packages_ = value;
   AddDefaultPackages();

@@ -117,6 +117,30 @@ TEST_P(Streaming, HostPackagesAndFunctionComponents) {
   EXPECT_EQ(copy.GetUserFunction("ask")->GetMaxArgumentCount(), 2);
 }
 
+// Functions of the library in a package of the host: under their own names, another name, and left out.
+TEST_P(Streaming, BuiltInFunctionsInAHostPackage) {
+  TInferenceEngine source;
+  source.SetPackages({pStandard});
+  auto* package = new TPredicatePackage(&source);
+  package->SetName("tests");
+  package->CreateFunctions();
+  const Ref<IUserFunction> even = package->GetFunctions()[static_cast<size_t>(package->IndexOf("evenp"))];
+  even->SetFunctionName("pairp");
+  even->SetComment("in pairs");
+  package->RemoveFunction(package->GetFunctions()[static_cast<size_t>(package->IndexOf("oddp"))]);
+  const auto read = Read(Write(source, GetParam()));
+  auto& copy = dynamic_cast<TInferenceEngine&>(*read);
+  copy.Parse("(bind ?a (pairp 4)) (bind ?b (get-type 1))", true);
+  EXPECT_EQ(copy.GetGlobalContext().GetVariable("a"), FCTrue);
+  EXPECT_EQ(copy.GetGlobalContext().GetVariable("b")->ToString(), "dtInteger");
+  EXPECT_EQ(copy.GetUserFunction("pairp")->GetComment(), "in pairs");
+  EXPECT_EQ(copy.GetUserFunction("pairp")->GetArgumentString(), " <integer-expression>");
+  EXPECT_EQ(copy.GetUserFunction("pairp")->GetMaxArgumentCount(), 1);
+  for (const char* gone : {"evenp", "oddp"}) EXPECT_FALSE(copy.ContainsUserFunction(gone)) << gone;
+  EXPECT_TRUE(copy.ContainsUserFunction("numberp"));
+  EXPECT_EQ(Write(copy, GetParam()), Write(source, GetParam()));
+}
+
 TEST_P(Streaming, AnEngineWithoutPackagesReadsItsTextAllTheSame) {
   TInferenceEngine source;
   source.Parse("(do-backward-chaining q) (assert (a 1))", true);
@@ -161,7 +185,8 @@ TEST(StreamingFaults, SayWhereAndLeaveNothing) {
     }
     return {};
   };
-  EXPECT_EQ(fault("Strategy = 2"), "Component stream, line 3: TInferenceEngine.Strategy: Expected a number from 0 to 1");
+  EXPECT_EQ(fault("Strategy = 2"),
+            "Component stream, line 3: TInferenceEngine.Strategy: Expected a number from 0 to 1");
   EXPECT_EQ(fault("Packages = true"), "Component stream, line 3: TInferenceEngine.Packages: Expected an integer");
   EXPECT_TRUE(fault("ModuleText = \"(defrule r (a\"").starts_with("Parsing Error, "));
 }
