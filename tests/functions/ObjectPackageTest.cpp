@@ -95,8 +95,11 @@ class ObjectPackage : public testing::Test {
     lathe->SetName("lathe");
     press = new TUnknownPress(&form);
     press->SetName("press");
-    Eval("(defglobal ?*l* = (get-component lathe) ?*p* = (get-component press))");
+    Eval(
+        "(defglobal ?*l* = (get-component lathe) ?*p* = (get-component press)"
+        " ?*r* = (create-object (get-class TReading)))");
   }
+  ~ObjectPackage() override { Eval("(free-object ?*r*)"); }
   std::string Eval(const std::string& text) {
     output.clear();
     try {
@@ -141,8 +144,7 @@ TEST_F(ObjectPackage, PropertiesOfEveryKindAreReadAndSet) {
       {"(get-property (get-property ?*l* Next) Name)", "\"press\""},
       {"(set-property ?*p* Next ?*l*) (eq (get-property ?*p* Next) ?*l*)", "TRUE\nTRUE"},
       {"(set-property ?*p* Next nil) (get-property (get-property ?*p* Next) Name)", "TRUE\nFALSE"},
-      {"(set-property ?*l* Next (create-object (get-class TReading)))",
-       "!Invalid class typecast: property Next does not take a TReading"},
+      {"(set-property ?*l* Next ?*r*)", "!Invalid class typecast: property Next does not take a TReading"},
       {"(set-property ?*l* OnStop 5)", "TRUE"},
       {"(get-property ?*l* OnStop)", "!Invalid property type: tkMethod"},
       {"(set-property ?*l* Temperature warm)", "!Not a numeric type.  Value (warm) is a dtAtom type"},
@@ -182,7 +184,7 @@ TEST_F(ObjectPackage, ComponentsAreFoundAndListed) {
       {"(get-component spindle) (get-property (get-component ?*l* spindle) Name)", "FALSE\n\"spindle\""},
       {"(length$ (get-components)) (length$ (get-components ?*l*))", "3\n1"},
       {"(get-property (nth$ 2 (get-components)) Name)", "\"press\""},
-      {"(get-component (create-object (get-class TReading)) x)", "!Invalid class typecast: TReading is no TComponent"},
+      {"(get-component ?*r* x)", "!Invalid class typecast: TReading is no TComponent"},
   };
   ExpectAll(cases);
   TProgram alone;  // an engine without owner
