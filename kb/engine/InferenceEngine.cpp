@@ -125,6 +125,8 @@ void TInferenceEngine::ClearEvents() noexcept {
   OnPrintOut = nullptr;
   OnReadLine = nullptr;
   OnReadToken = nullptr;
+  OnFuzzyCorrelation = nullptr;
+  OnFuzzyInference = nullptr;
   parser_->ClearEvents();
   for (int i = 0; i < modules_->GetCount(); ++i) {
     if (TReteNetwork* network = modules_->Get(i)->GetRete()) network->ClearEvents();
@@ -307,8 +309,16 @@ void TInferenceEngine::SetFactDuplication(bool value) {
   facts_->SetCacheHashCodes(!value);
 }
 
-void TInferenceEngine::SetFuzzyEqualsThreshold(float value) noexcept {
+void TInferenceEngine::SetFuzzyEqualsThreshold(float value) {
   fuzzyEqualsThreshold_ = std::isnan(value) ? 0.0F : std::clamp(value, 0.0F, 1.0F);
+  for (int i = 0; i < modules_->GetCount(); ++i) {
+    const TKBDefinedTypes& types = *modules_->Get(i)->GetDefinedTypes();
+    for (int k = 0; k < types.GetCount(); ++k) {
+      if (const Ref<IFuzzyVariable>& variable = types.GetValue(k)->GetFuzzyType()) {
+        variable->SetThreshold(static_cast<double>(fuzzyEqualsThreshold_));
+      }
+    }
+  }
 }
 
 void TInferenceEngine::SetMinActivationStrength(float value) {

@@ -23,8 +23,8 @@
 // streams. The fields that GetFacts, GetRules and the like show are those of the module in focus.
 //
 // The implementation is split by theme: InferenceEngine.cpp (life, settings), ...Copy.cpp, ...Modules.cpp,
-// ...Facts.cpp, ...Constructs.cpp, ...Dependencies.cpp, ...Parsing.cpp, ...Persistence.cpp, ...Streaming.cpp,
-// ...Output.cpp, ...Run.cpp.
+// ...Facts.cpp, ...Fuzzy.cpp, ...Constructs.cpp, ...Dependencies.cpp, ...Parsing.cpp, ...Persistence.cpp,
+// ...Streaming.cpp, ...Output.cpp, ...Run.cpp.
 #pragma once
 
 #include <atomic>
@@ -64,6 +64,7 @@ using TTokenizerFactory =
 class TInferenceEngine : public TComponent,
                          public IReasoner,
                          public ISingletonsParser,
+                         public IFuzzyParser,
                          public TWeakTarget<TInferenceEngine> {
  public:
   // ---- Life
@@ -126,8 +127,8 @@ class TInferenceEngine : public TComponent,
   [[nodiscard]] TFuzzyInferenceMethod GetFuzzyInferenceMethod() const noexcept { return fuzzyInference_; }
   void SetFuzzyInferenceMethod(TFuzzyInferenceMethod value) noexcept { fuzzyInference_ = value; }
   [[nodiscard]] float GetFuzzyEqualsThreshold() const noexcept { return fuzzyEqualsThreshold_; }
-  /// Clamped to 0 to 1.
-  void SetFuzzyEqualsThreshold(float value) noexcept;
+  /// Clamped to 0 to 1, NaN to 0, and passed on to the variables of all fuzzy types.
+  void SetFuzzyEqualsThreshold(float value);
   [[nodiscard]] float GetMinActivationStrength() const noexcept { return minActivationStrength_; }
   /// Clamped to 0 to 1 and passed on to the current network.
   void SetMinActivationStrength(float value);
@@ -247,7 +248,12 @@ class TInferenceEngine : public TComponent,
 
   /// Asserts a fact; gives its id, or -1 when an equal one exists (unless FactDuplication). The network pass
   /// is complete before pending facts run, and those before OnAssertion. "Fact Template is missing".
+  /// A fact of a fuzzy template is never refused: while a rule fires, the strength of its activation limits the fuzzy
+  /// values (FuzzyCorrelation), and an equal fact is merged into it (FuzzyOperation; with `unconditional` the
+  /// intersection) and retracted.
   virtual int32_t Assert(const IFact& fact, bool unconditional = false);
+  /// The same with a way of merging for this call.
+  int32_t Assert(const IFact& fact, TFuzzyInferenceMethod method, bool unconditional);
   /// Parses the text of one fact, resolves it and asserts it.
   int32_t Assert(std::string_view text);
   /// The fact of that id: in the current module, or else in any; null if absent.
@@ -277,6 +283,51 @@ class TInferenceEngine : public TComponent,
   [[nodiscard]] int32_t GetFactIdCounter() const noexcept { return factIdCounter_; }
   void SetFactIdCounter(int32_t value) noexcept { factIdCounter_ = value; }
   void SetRuleIdCounter(int32_t value) noexcept { ruleIdCounter_ = value; }
+
+  // ---- Fuzzy values
+  //
+  // Facts and values that are changed here get sets of their own; what stands elsewhere keeps its set.
+
+  /// The value, list or text as fuzzy value of the variable; see TFuzzyExpression. `context` may be null: what needs
+  /// one then comes back as it was written.
+  [[nodiscard]] IKBValue EvalFuzzyExpression(const Ref<IFuzzyVariable>& variable, const IKBValue& value,
+                                             TKBContext* context);
+  [[nodiscard]] IKBValue EvalFuzzyExpression(const Ref<IFuzzyVariable>& variable, const TValueVector& list,
+                                             TKBContext* context);
+  [[nodiscard]] IKBValue EvalFuzzyExpression(const Ref<IFuzzyVariable>& variable, std::string_view text,
+                                             TKBContext* context);
+  double EvalFuzzyExpression(const Ref<IFuzzyVariable>& variable, std::string_view text, Ref<IFuzzySet>& set) override;
+  [[nodiscard]] Ref<IFuzzySet> EvalFuzzyExpression(const Ref<IFuzzyVariable>& variable, std::string_view text) override;
+  /// Parses the text and evaluates it in the global context.
+  [[nodiscard]] Ref<IFuzzySet> ParseFuzzyExpression(const Ref<IFuzzyVariable>& variable, std::string_view text,
+                                                    const TEncoding* encoding = nullptr);
+  /// "(term name expression)"; the set is not added to the variable.
+  [[nodiscard]] Ref<IFuzzySet> ParseFuzzySet(const Ref<IFuzzyVariable>& variable, std::string_view text) override;
+  [[nodiscard]] virtual Ref<IFuzzySet> ParseFuzzySet(const Ref<IFuzzyVariable>& variable, std::string_view text,
+                                                     const TEncoding* encoding);
+  /// The body of a fuzzy deftype.
+  [[nodiscard]] Ref<IFuzzyVariable> ParseFuzzyVariable(std::string_view text) override;
+  [[nodiscard]] virtual Ref<IFuzzyVariable> ParseFuzzyVariable(std::string_view text, const TEncoding* encoding);
+  /// The terms low, medium and high over the universe, unless the variable has terms of these names.
+  virtual void AddDefaultFuzzyTerms(const Ref<IFuzzyVariable>& variable);
+  /// Limits (minimum) or scales (product) the fuzzy values of the fact by the strength; nothing for 1. OnFuzzyCorrelation
+  /// may take the step over. "Fact is not a fuzzy fact".
+  virtual void FuzzyCorrelation(const IFact& fact, float strength);
+  /// For hosts: OnFuzzyInference, which may take the step over, then the union of `other` into `fact`.
+  virtual void FuzzyInference(const IFact& fact, const IFact& other);
+  /// Merges the fuzzy values of `other` into those of `fact`, in the way of FuzzyInferenceMethod. Values of different
+  /// types and lists of different lengths stay as they are. "Cannot union two facts with different fact templates:
+  /// %s and %s", "Fact is not a fuzzy fact".
+  virtual void FuzzyOperation(const IFact& fact, const IFact& other, bool isUnion);
+  /// The merged value, or the value itself where it stays.
+  [[nodiscard]] virtual IKBValue FuzzyUnion(const IKBValue& value, const IKBValue& other, TFuzzyOperation operation);
+  [[nodiscard]] virtual IKBValue FuzzyIntersection(const IKBValue& value, const IKBValue& other,
+                                                   TFuzzyOperation operation);
+  /// Prints a text plot of the sets, one line for each PrintOut; see PlotFuzzySets.
+  void PlotFuzzySet(std::string_view outId, const IKBValue& value, double low, double high,
+                    std::string_view characters);
+  void PlotFuzzySet(std::string_view outId, const TValueVector& values, double low, double high,
+                    std::string_view characters);
 
   // ---- Running
 
@@ -466,8 +517,7 @@ class TInferenceEngine : public TComponent,
   /// A tokenizer over a file. With tmRead it reads the file by and by, but a factory's gets all of it at once; any
   /// other mode gives the built-in tokenizer. EStreamError when the file cannot be opened.
   [[nodiscard]] virtual std::unique_ptr<TKBTokenizerStream> NewTokenizer(const std::filesystem::path& path,
-                                                                         TTextFileMode mode,
-                                                                         const TEncoding* encoding);
+                                                                         TTextFileMode mode, const TEncoding* encoding);
 
   // ---- Text out
 
@@ -499,6 +549,8 @@ class TInferenceEngine : public TComponent,
   /// The defglobal of all global variables.
   [[nodiscard]] virtual std::string PrettyPrintGlobalVariables();
   [[nodiscard]] std::string PrettyPrintSingletons(const TSingletonsVector& singletons) override;
+  [[nodiscard]] std::string PrettyPrint(const IFuzzySet& set) override;
+  [[nodiscard]] std::string PrettyPrint(const IFuzzyVariable& variable) override;
 
   // ---- Events
   // Each is tested for being assigned; an unassigned event costs nothing. None fires during destruction.
@@ -544,6 +596,9 @@ class TInferenceEngine : public TComponent,
   std::function<void(TInferenceEngine&, std::string_view outId, std::string_view text)> OnPrintOut;
   std::function<void(TInferenceEngine&, std::string_view inId, std::string& text)> OnReadLine;
   std::function<void(TInferenceEngine&, std::string_view inId, IStreamToken& token)> OnReadToken;
+  /// A handler that sets `done` has done the step itself.
+  std::function<void(TInferenceEngine&, const IFact& fact, float strength, bool& done)> OnFuzzyCorrelation;
+  std::function<void(TInferenceEngine&, const IFact& fact1, const IFact& fact2, bool& done)> OnFuzzyInference;
   // The parse events (OnParse, OnParseRule, ...) are members of the parser: GetParser().OnParse.
 
   void Notification(TComponent& component, TOperation operation) override;
@@ -625,7 +680,10 @@ class TInferenceEngine : public TComponent,
   void RefreshBuiltIns(const TFactTemplate& oldTemplate, const IFactTemplate& newTemplate);
   [[nodiscard]] TTemplatePairs TemplatesWithType(const TKBDefinedType& oldType, const IKBDefinedType& newType);
   void ReplaceIn(const IFactTemplate& former, const IFactTemplate& replaced);
-  int32_t AssertHere(const IFact& asserted);
+  int32_t AssertHere(const IFact& asserted, bool unconditional);
+  void PrepareFuzzyFact(const IFact& fact, bool unconditional);
+  [[nodiscard]] IKBValue MergeFuzzy(const IKBValue& value, const IKBValue& other, bool isUnion,
+                                    TFuzzyOperation operation) const;
   [[nodiscard]] bool IsAtHome(const TFact& fact) const;
   void AdoptTemplate(TFact& fact);
   [[nodiscard]] static TModuleList OtherModules(const TFactTemplate& factTemplate, const IModule& home);

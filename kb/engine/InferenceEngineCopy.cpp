@@ -135,7 +135,7 @@ void TInferenceEngine::TModuleCopier::CopyFact(const TFact& fact) {
     if (copy || theirs.GetFacts()->IndexOf(&fact) < 0) return;
     copy = transfer_.Fact(fact);
     target_.factIdCounter_ = fact.GetID();
-    target_.AssertHere(copy);
+    target_.AssertHere(copy, false);
   });
   // A list that was cleared by itself lacks facts that others share.
   ForEachModule([&](TModule& theirs, TModule& ours) {

@@ -9,16 +9,21 @@ namespace kb {
 
 // A fact goes to the modules that share its template. The current one comes first if it is among them; if
 // not, an action has moved the focus, and the first of them takes its place.
-int32_t TInferenceEngine::Assert(const IFact& fact, bool /*unconditional*/) {
+int32_t TInferenceEngine::Assert(const IFact& fact, bool unconditional) {
   if (!fact || !fact->GetTemplate()) throw EKBException(TKBMessage::FactTemplateMissing);
   RequireFocus();
   RequireOwnTemplate(*fact);
   const IFact asserted = fact;
   const TFreeHold hold(*this);
   AdoptTemplate(*asserted);
-  if (IsAtHome(*asserted)) return AssertHere(asserted);
+  if (IsAtHome(*asserted)) return AssertHere(asserted, unconditional);
   const TFocusScope focus(*this, asserted->GetTemplate()->GetImportModule(0));
-  return AssertHere(asserted);
+  return AssertHere(asserted, unconditional);
+}
+
+int32_t TInferenceEngine::Assert(const IFact& fact, TFuzzyInferenceMethod method, bool unconditional) {
+  const TValueScope scope(fuzzyInference_, method);
+  return Assert(fact, unconditional);
 }
 
 bool TInferenceEngine::IsAtHome(const TFact& fact) const {
@@ -41,9 +46,14 @@ void TInferenceEngine::AdoptTemplate(TFact& fact) {
   fact.SetTemplate(present);
 }
 
-int32_t TInferenceEngine::AssertHere(const IFact& fact) {
+int32_t TInferenceEngine::AssertHere(const IFact& fact, bool unconditional) {
+  const bool isFuzzy = fact->GetTemplate()->IsFuzzy();
   const uint32_t hash = factDuplication_ ? 0 : TFacts::CacheHashOf(*fact);
-  if (!factDuplication_ && facts_->FindDuplicate(*fact, hash) != nullptr) return -1;
+  if (isFuzzy) {
+    PrepareFuzzyFact(fact, unconditional);
+  } else if (!factDuplication_ && facts_->FindDuplicate(*fact, hash) != nullptr) {
+    return -1;
+  }
   // A fact that stands already, duplicates being allowed or a value changed in place, keeps its id, and a copy comes
   // beside it.
   const IFact asserted = facts_->GetFactByID(fact->GetID()) == fact ? fact->Clone() : fact;

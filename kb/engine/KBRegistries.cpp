@@ -339,6 +339,10 @@ void TKBDefinedTypes::DoAdd(std::string_view key, const IKBDefinedType& value) {
   const IKBDefinedType type = value;
   TInferenceEngine* engine = GetEngine();
   if (engine != nullptr && type->GetReasoner() != engine) type->SetReasoner(engine);
+  if (const Ref<IFuzzyVariable>& variable = type->GetFuzzyType(); variable && engine != nullptr) {
+    variable->SetThreshold(static_cast<double>(engine->GetFuzzyEqualsThreshold()));
+    if (engine->GetFuzzyAutoTerms()) engine->AddDefaultFuzzyTerms(variable);
+  }
   type->AddImportModule(GetModule());
   RawAdd(key, type);
   if (engine != nullptr) engine->AddDefinedType(type);

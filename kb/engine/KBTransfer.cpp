@@ -29,9 +29,30 @@ IKBValue TTransfer::Value(const IKBValue& value) const {
       result->SetAsSingletons(pairs);
       return result;
     }
+    case dtFuzzy:
+      return FuzzyValue(*value);
     default:
       return value->Clone();
   }
+}
+
+// A term means the target's term of its name; any other set is copied for the target's variable of the name.
+IKBValue TTransfer::FuzzyValue(const TKBValue& value) const {
+  const Ref<IFuzzySet> set = value.GetAsFuzzy();
+  IKBValue result = value.Clone();
+  if (!set) return result;
+  const IFuzzyVariable* theirs = set->Variable();
+  const IKBDefinedType type = theirs != nullptr ? target_.FindDefinedType(theirs->Name()) : nullptr;
+  const Ref<IFuzzyVariable> ours = type ? type->GetFuzzyType() : nullptr;
+  if (ours == theirs && ours) return result;
+  Ref<IFuzzySet> copy = ours && set->IsTerm() ? ours->FindSet(set->Name()) : nullptr;
+  if (!copy) {
+    copy = set->Clone();
+    copy->SetVariable(ours.Get());
+    copy->SetParser(&target_);
+  }
+  result->SetAsFuzzy(copy);
+  return result;
 }
 
 IValueVector TTransfer::List(const TValueVector& list) const {

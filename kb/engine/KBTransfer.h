@@ -32,6 +32,7 @@ class TTransfer {
 
  private:
   [[nodiscard]] IFactSlot Slot(const TFactSlot& slot) const;
+  [[nodiscard]] IKBValue FuzzyValue(const TKBValue& value) const;
 
   TInferenceEngine& target_;
   TLookup lookup_;

@@ -8,6 +8,7 @@
 #include "kb/functions/StandardFunctions.h"
 #include "kb/values/Fact.h"
 #include "kb/values/FactTemplate.h"
+#include "kb/values/KBDefinedType.h"
 #include "kb/values/KBHelperFunctions.h"
 
 namespace kb::standard {
@@ -26,11 +27,27 @@ struct TSlotValue {
 };
 using TSlotValues = std::vector<TSlotValue>;
 
+// The value of a fuzzy slot: all that was written is one expression.
+IKBValue FuzzyPairValue(const TValueVector& pair, const TFactSlot& slot, TKBContext& context) {
+  const IKBDefinedType& type = slot.GetExtendedTypeInfo();
+  const Ref<IFuzzyVariable> variable = type ? type->GetFuzzyType() : nullptr;
+  IKBValue written = pair.Get(1);
+  if (pair.GetValueCount() > 2) {
+    auto elements = MakeRef<TValueVector>();
+    for (int i = 1; i < pair.GetValueCount(); ++i) elements->Add(pair.Get(i));
+    written = MakeRef<TKBValue>(elements);
+  }
+  IKBValue value = EngineOf(context).EvalFuzzyExpression(variable, written, &context);
+  if (slot.IsMultiSlot() || !value->Is(dtList)) return value;
+  throw EKBException(TKBMessage::InvalidFuzzyExpression, {written->ToString()});
+}
+
 // The value of one (slot value...) pair. It is a new object wherever storing it could change an object that
 // stands elsewhere: multifields are built anew, and under the dynamic check, which adapts values in place,
 // all are.
 IKBValue PairValue(const TValueVector& pair, const TFactSlot& slot, bool checked, TKBContext& context) {
   const IKBValue& written = pair.Get(1);
+  if (slot.IsFuzzy()) return FuzzyPairValue(pair, slot, context);
   const bool oneList = pair.GetValueCount() == 2 && written && written->Is(dtList);
   if (slot.IsMultiSlot() && !oneList) {
     TValueVector elements;

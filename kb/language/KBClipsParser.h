@@ -118,6 +118,8 @@ class TKBClipsParser : public TKBParser {
   [[nodiscard]] std::string PrettyPrint(std::string_view name, const IKBValue& value) override;
   [[nodiscard]] std::string PrettyPrint(const TQDStringHashTable<IKBValue>& variables) override;
   [[nodiscard]] std::string PrettyPrint(TParsedType type) override;
+  [[nodiscard]] std::string PrettyPrint(const IFuzzySet& set) override;
+  [[nodiscard]] std::string PrettyPrint(const IFuzzyVariable& variable) override;
 
  protected:
   /// What stands before the body of a construct.
@@ -181,8 +183,15 @@ class TKBClipsParser : public TKBParser {
   [[nodiscard]] IKBValue ParseTyped(TKBTypes types, const IKBDefinedType& definedType);
   [[nodiscard]] IKBValue FittingValue(const IKBValue& value, TKBTypes types, const IKBDefinedType& definedType);
   [[nodiscard]] IKBValue ParseCoordinate();
-  [[nodiscard]] IKBValue EvalFuzzy(const IKBDefinedType& definedType, std::string_view where);
-  [[noreturn]] static void RaiseFuzzyUnavailable();
+
+  // Fuzzy values.
+  [[nodiscard]] IKBValue EvalFuzzy(const IKBValue& value, const IKBDefinedType& definedType, std::string_view where);
+  [[nodiscard]] IKBValue FuzzyList(const IKBValue& value, const IKBDefinedType& definedType, std::string_view where);
+  [[nodiscard]] IKBValue ParseSingleFuzzy(const IKBDefinedType& definedType, std::string_view where);
+  [[nodiscard]] IKBValue ParseFuzzyField(IStreamToken token, const IKBDefinedType& definedType, std::string_view where);
+  void ParseFuzzyBody(const Ref<IFuzzyVariable>& variable);
+  void ParseFuzzyTerms(const Ref<IFuzzyVariable>& variable);
+  [[nodiscard]] static std::string NameText(const TKBStreamToken& token);
 
   // Templates and defined types.
   struct TSlotDraft;
@@ -209,6 +218,7 @@ class TKBClipsParser : public TKBParser {
   void ParseConstraints(TConstraintPlace& place, IStreamToken token);
   void ParseTerm(TConstraintPlace& place, IStreamToken token);
   void AddReturnValueTest(TConstraintPlace& place, bool negated);
+  void AddFuzzyTests(TConstraintPlace& place, const IKBValue& value, bool negated);
 
   // Modules.
   void ParseExportItems(TModule& module);

@@ -287,5 +287,7 @@ std::string TKBClipsParser::PrettyPrint(const TQDStringHashTable<IKBValue>& vari
   return kb::PrettyPrint(variables);
 }
 std::string TKBClipsParser::PrettyPrint(TParsedType type) { return kb::PrettyPrint(type); }
+std::string TKBClipsParser::PrettyPrint(const IFuzzySet& set) { return kb::PrettyPrint(set, false); }
+std::string TKBClipsParser::PrettyPrint(const IFuzzyVariable& variable) { return kb::PrettyPrint(variable); }
 
 }  // namespace kb

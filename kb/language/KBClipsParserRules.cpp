@@ -9,6 +9,7 @@
 #include "kb/language/KBRule.h"
 #include "kb/platform/StackGuard.h"
 #include "kb/values/FactTemplate.h"
+#include "kb/values/ValueVector.h"
 
 namespace kb {
 
@@ -264,7 +265,8 @@ void TKBClipsParser::ParseTerm(TConstraintPlace& place, IStreamToken token) {
     if (known == nullptr) place.variables.Put(token->GetText().View(), type);
     value = MakeRef<TKBValue>(token->GetText(), static_cast<TKBType>(type));
   } else if (place.slot.IsFuzzy()) {
-    value = EvalFuzzy(place.slot.GetExtendedTypeInfo(), kPattern);
+    AddFuzzyTests(place, ParseFuzzyField(token, place.slot.GetExtendedTypeInfo(), kPattern), negated);
+    return;
   } else if (token->Is(kTokenEquals)) {
     AddReturnValueTest(place, negated);
     return;
@@ -274,6 +276,24 @@ void TKBClipsParser::ParseTerm(TConstraintPlace& place, IStreamToken token) {
     ParseError(kPattern, TKBMessage::BadSlotValue, {token->ToString()});
   }
   place.pattern.AddTest(place.slot.GetName().View(), value, place.subIndex, negated, place.conjunction);
+}
+
+/// A fuzzy constant; several in a multislot stand in fields of their own.
+void TKBClipsParser::AddFuzzyTests(TConstraintPlace& place, const IKBValue& value, bool negated) {
+  const std::string_view slot = place.slot.GetName().View();
+  const TValueVector* list = value->ListOrNull();
+  if (list == nullptr) {
+    place.pattern.AddTest(slot, value, place.subIndex, negated, place.conjunction);
+    return;
+  }
+  if (!place.slot.IsMultiSlot()) ParseError(kPattern, TKBMessage::SlotNotMultislot, {std::string(slot)});
+  for (int i = 0; i < list->GetValueCount(); ++i) {
+    if (i > 0) {
+      ++place.subIndex;
+      place.conjunction = true;
+    }
+    place.pattern.AddTest(slot, list->Get(i), place.subIndex, negated, place.conjunction);
+  }
 }
 
 /// "=(f)": a variable of its own for the field, and a call that compares it with the result.

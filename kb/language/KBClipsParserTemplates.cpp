@@ -86,12 +86,12 @@ IKBValue ConvertAllowed(const IKBValue& value, TAllowedConversion conversion) {
   }
 }
 
+}  // namespace
+
 /// The text of a token that names something: units may be written as a number too.
-std::string NameText(const TKBStreamToken& token) {
+std::string TKBClipsParser::NameText(const TKBStreamToken& token) {
   return token.GetText().Empty() && !token.Is(dtString) ? token.ToString() : token.GetText().ToString();
 }
-
-}  // namespace
 
 // Templates.
 
@@ -210,6 +210,7 @@ void TKBClipsParser::ParseSlotDefault(TSlotDraft& draft, bool dynamic) {
     IValueVector list = ParseList();
     if (!dynamic) list = Context().ExpandList(*list);
     value = MakeRef<TKBValue>(list);
+    if (draft.types.Has(dtFuzzy) && draft.definedType && !dynamic) value = FuzzyList(value, draft.definedType, kSlot);
   } else {
     value = ParseValue(draft.types, draft.definedType);
     if (!dynamic) value = ResolveNow(value);
@@ -238,6 +239,7 @@ void TKBClipsParser::ParseSlotLimits(TSlotDraft& draft, const IStreamToken& open
     IKBDefinedType own;
     if (draft.definedType) {
       own = draft.definedType->Clone();
+      if (own->GetFuzzyType()) own->SetFuzzyType(draft.definedType->GetFuzzyType());
     } else {
       own = MakeRef<TKBDefinedType>(&GetOwner());
       own->SetBaseTypes(draft.types - KBMultiSlotTypes);
@@ -273,6 +275,10 @@ void TKBClipsParser::FinishSlot(TSlotDraft& draft) {
     const bool fits = own && slot.IsValid(own.Get()) && own->Is(dtList) == draft.multi;
     if (!fits) slot.SetSlotDefault(slot.CreateValidDefault(draft.multi));
     return;
+  }
+  const bool text = value->Is(dtAtom) || value->Is(dtString);
+  if (slot.IsFuzzy() && draft.definedType && text && !draft.dynamic && value != FCNil) {
+    value = EvalFuzzy(value, draft.definedType, kSlot);
   }
   if (GetStaticTypeChecks() && value != FCNil && value != FCNilList && !slot.IsValid(value.Get())) {
     if (!value->Is(dtInteger) || !draft.types.Has(dtFloat)) {
@@ -396,7 +402,10 @@ IKBDefinedType TKBClipsParser::ParseDefinedType() {
   IKBDefinedType definedType = MakeRef<TKBDefinedType>(&GetOwner());
   ParseTypeHead(*definedType, header);
   if (definedType->GetBaseTypes().Has(dtFuzzy)) {
-    definedType->SetFuzzyType(ParseFuzzyVariable());
+    // One that extends a fuzzy type works on a copy of its parent's variable.
+    const Ref<IFuzzyVariable> variable = definedType->GetFuzzyType()->Clone();
+    ParseFuzzyBody(variable);
+    definedType->SetFuzzyType(variable);
     Expect(kTokenClose, kDefinedType);
   } else {
     ParseTypeBody(*definedType);

@@ -173,10 +173,10 @@ IKBValue TKBClipsParser::ParseTyped(TKBTypes types, const IKBDefinedType& define
   constexpr std::string_view kWhere = "ParseValue";
   if (types.Has(dtMultiSlot)) {
     IValueVector list = ParseList();
-    if (GetStaticTypeChecks() && types.Has(dtFuzzy)) return EvalFuzzy(definedType, kWhere);
-    return ListValue(list);
+    if (!GetStaticTypeChecks() || !types.Has(dtFuzzy)) return ListValue(list);
+    return FuzzyList(ListValue(list), definedType, kWhere);
   }
-  if (types.Has(dtFuzzy)) return EvalFuzzy(definedType, kWhere);
+  if (types.Has(dtFuzzy)) return ParseSingleFuzzy(definedType, kWhere);
   const IStreamToken token = Next();
   if (token->IsValue()) return token->Value();
   if (token->Is(kTokenEquals)) return ParseCallBehindEquals(kWhere);
@@ -208,16 +208,6 @@ IKBValue TKBClipsParser::ParseValue(const TFactSlot& slot) {
   if (!GetStaticTypeChecks() || slot.IsValid(value.Get())) return value;
   if (value->Is(dtInteger) && types.Has(dtFloat)) return MakeFloat(value->GetAsFloat());
   ParseErrorText("ParseValue(Fact Slot)", TKBMessage::InvalidForSlot, slot.GetInvalidValueString(value.Get()));
-}
-
-IKBValue TKBClipsParser::EvalFuzzy(const IKBDefinedType& definedType, std::string_view where) {
-  if (!definedType) ParseError(where, TKBMessage::FuzzyTypeNeeded);
-  RaiseFuzzyUnavailable();
-}
-
-/// The one place that tells of the fuzzy part of the language, which this version does not have.
-void TKBClipsParser::RaiseFuzzyUnavailable() {
-  throw EKBException(TKBMessage::FuzzyTypeNeeded, std::string("Fuzzy types are not available in this version"));
 }
 
 IValueVector TKBClipsParser::ParseValuePair() {
@@ -264,12 +254,6 @@ IKBValue TKBClipsParser::ParseCoordinate() {
   Back(token);
   return MakeRef<TKBValue>(ParseFunCall());
 }
-
-// Fuzzy sets and variables.
-
-Ref<IFuzzySet> TKBClipsParser::ParseFuzzySet(const Ref<IFuzzyVariable>& /*variable*/) { RaiseFuzzyUnavailable(); }
-
-Ref<IFuzzyVariable> TKBClipsParser::ParseFuzzyVariable() { RaiseFuzzyUnavailable(); }
 
 // Facts.
 //

@@ -201,6 +201,8 @@ class TKBParser : public TPersistent {
   [[nodiscard]] virtual std::string PrettyPrint(std::string_view name, const IKBValue& value) = 0;
   [[nodiscard]] virtual std::string PrettyPrint(const TQDStringHashTable<IKBValue>& variables) = 0;
   [[nodiscard]] virtual std::string PrettyPrint(TParsedType type) = 0;
+  [[nodiscard]] virtual std::string PrettyPrint(const IFuzzySet& set) = 0;
+  [[nodiscard]] virtual std::string PrettyPrint(const IFuzzyVariable& variable) = 0;
 
  private:
   TInferenceEngine& owner_;

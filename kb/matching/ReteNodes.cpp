@@ -6,6 +6,7 @@
 
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
+#include "kb/fuzzy/FuzzyPolygon.h"
 #include "kb/language/KBRule.h"
 #include "kb/matching/ReteNetwork.h"
 #include "kb/values/KBFuzzyInterfaces.h"
@@ -43,6 +44,15 @@ class TFiringMark {
   TFiringMark& operator=(const TFiringMark&) = delete;
   ~TFiringMark() { firingActivations.pop_back(); }
 };
+
+// Fuzzy constants that overlap are equal without being the same. A node is shared where every fact matches both alike.
+[[nodiscard]] bool IsSameFuzzy(const TKBValue& a, const TKBValue& b) {
+  if (&a == &b) return true;
+  if (!a.Is(dtFuzzy) || !b.Is(dtFuzzy)) return false;
+  const Ref<IFuzzySet> first = a.GetAsFuzzy();
+  const Ref<IFuzzySet> second = b.GetAsFuzzy();
+  return first && second && first->Variable() == second->Variable() && first->Polygon() == second->Polygon();
+}
 
 TKBText SlotArgument(const TNodeArgsArray& arguments, size_t index) {
   if (index >= arguments.size()) return TKBText();
@@ -118,8 +128,7 @@ void TPatternMatchNode::RenameTemplate(std::string_view oldName, std::string_vie
 bool TPatternMatchNode::Equals(TPatternMatchTest test, const TKBValue* value, const TNodeArgsArray& arguments) const {
   if (test_ != test || arguments_ != arguments) return false;
   if (value == nullptr || !value_) return value == nullptr && !value_;
-  // Fuzzy constants may overlap without being the same: only one and the same object is shared.
-  if (value->Is(dtFuzzy) || value_->Is(dtFuzzy)) return value == value_.Get();
+  if (value->Is(dtFuzzy) || value_->Is(dtFuzzy)) return IsSameFuzzy(*value, *value_);
   return value->Equals(value_.Get());
 }
 
@@ -201,11 +210,11 @@ bool TPatternMatchNode::TestLength(const IReteToken& token) {
 
 bool TPatternMatchNode::Compare(const IReteToken& token, const TKBValue& value, const TKBValue& slotValue,
                                 bool invert) {
+  const bool isFuzzy = value.Is(dtFuzzy) || slotValue.Is(dtFuzzy);
+  // A removal undoes what was passed on, whatever thresholds have been set since.
+  if (isFuzzy && token->GetTag() == taRemove) return PassIf(token, true);
   if (slotValue.Equals(&value) == invert) return false;
-  if (!value.Is(dtFuzzy) && !slotValue.Is(dtFuzzy)) {
-    CallChildren(token);
-    return true;
-  }
+  if (!isFuzzy) return PassIf(token, true);
   const bool slotIsFuzzy = slotValue.Is(dtFuzzy);
   const double degree =
       slotIsFuzzy ? slotValue.GetAsFuzzy()->FuzzyEquals(value) : value.GetAsFuzzy()->FuzzyEquals(slotValue);

@@ -12,10 +12,12 @@
 #include "kb/common/Helpers.h"
 #include "kb/common/LiveCount.h"
 #include "kb/engine/InferenceEngine.h"
+#include "kb/fuzzy/FuzzyExpression.h"
 #include "kb/language/PrettyPrinter.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBDefinedType.h"
 #include "kb/values/KBFuzzyInterfaces.h"
+#include "kb/values/ValueVector.h"
 
 namespace kb {
 namespace {
@@ -101,29 +103,47 @@ const IKBValue& TFact::GetValue(std::string_view name) const {
 
 /// Makes the value fit the slot where that can be done without loss of meaning; changes the caller's value itself.
 bool TFact::AdaptValue(const TFactSlot& slot, TKBValue& value) {
-  if (value.Is(dtInteger) && slot.GetSlotType().Has(dtFloat)) {
-    value.SetAsFloat(value.GetAsFloat());
-    return true;
-  }
-  const bool text = value.Is(dtAtom) || value.Is(dtString);
-  if (!text || !slot.IsFuzzy() || !slot.GetExtendedTypeInfo()) return false;
-  const Ref<IFuzzyVariable>& variable = slot.GetExtendedTypeInfo()->GetFuzzyType();
-  const Ref<IFuzzySet> set = variable ? variable->FindSet(value.TextView()) : nullptr;
-  if (!set || value.IsImmortal()) return false;
-  value.SetAsFuzzy(set);
+  if (!value.Is(dtInteger) || !slot.GetSlotType().Has(dtFloat)) return false;
+  value.SetAsFloat(value.GetAsFloat());
   return true;
 }
 
+namespace {
+
+/// What a fuzzy slot stores for the value: the name of a term, alone or in a list, becomes the term. A name that is
+/// none raises when `checked`, and else waits until the fact is resolved.
+[[nodiscard]] IKBValue FuzzyForm(const TFactSlot& slot, const IKBValue& value, bool checked) {
+  const IKBDefinedType& type = slot.GetExtendedTypeInfo();
+  if (!type || !type->GetFuzzyType() || value == FCNil || value == FCNilList) return value;
+  if (!value->Is(dtAtom) && !value->Is(dtString) && !value->Is(dtList)) return value;
+  try {
+    return TFuzzyExpression(type->GetFuzzyType()->Parser(), type->GetFuzzyType(), nullptr).Evaluate(value);
+  } catch (const EKBException&) {
+    if (checked) throw;
+    return value;
+  }
+}
+
+}  // namespace
+
 void TFact::SetValue(std::string_view name, const IKBValue& value) {
   const int position = RequirePosition(name);
-  const IKBValue stored = value ? value : FCNil;
+  IKBValue stored = value ? value : FCNil;
+  // Held: what adapts the value may change the template.
+  const IFactSlot slot(template_->GetSlotAtPosition(position));
   const TInferenceEngine* engine = template_->GetEngine();
-  if (engine != nullptr && engine->GetTypeChecks().Has(tcDynamic)) {
-    const IFactSlot slot(template_->GetSlotAtPosition(position));
+  const bool checked = engine != nullptr && engine->GetTypeChecks().Has(tcDynamic);
+  if (slot->IsFuzzy()) stored = FuzzyForm(*slot, stored, checked);
+  if (slot->IsFuzzy() && slot->IsMultiSlot() && stored->Is(dtFuzzy)) {
+    auto list = MakeRef<TValueVector>();
+    list->Add(stored);
+    stored = MakeRef<TKBValue>(list);
+  }
+  if (checked) {
     // A slot without a value takes even one that is then refused.
     if (!HasValueAt(position)) Entry(position) = stored;
-    if (!slot->IsValid(value.Get()) && !AdaptValue(*slot, *stored)) {
-      throw EKBException(TKBMessage::InvalidForSlot, slot->GetInvalidValueString(value.Get()));
+    if (!slot->IsValid(stored.Get()) && !AdaptValue(*slot, *stored)) {
+      throw EKBException(TKBMessage::InvalidForSlot, slot->GetInvalidValueString(stored.Get()));
     }
   }
   Entry(position) = stored;

@@ -175,6 +175,9 @@ void TFactSlot::Assign(const TPersistent& source) {
   IKBValue newDefault = other->slotDefault_;
   if (!(type == other->typeInfo_) && newDefault && KBReparseTypes.Has(newDefault->GetDType())) {
     newDefault = engine->ParseValue(newDefault->ToString());
+    if (other->slotDefault_->Is(dtFuzzy) && type) {
+      newDefault = engine->EvalFuzzyExpression(type->GetFuzzyType(), newDefault, nullptr);
+    }
   }
   const TKBTypes formerTypes = std::exchange(slotType_, other->slotType_);
   IKBDefinedType formerInfo = std::exchange(typeInfo_, type);

@@ -9,8 +9,10 @@
 
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
+#include "kb/fuzzy/FuzzyExpression.h"
 #include "kb/platform/StackGuard.h"
 #include "kb/values/Fact.h"
+#include "kb/values/KBDefinedType.h"
 #include "kb/values/ValueVector.h"
 
 namespace kb {
@@ -262,6 +264,18 @@ void TKBContext::Assign(const TPersistent& source) {
 
 // ---- facts and lists
 
+/// The value of a fuzzy slot: a fuzzy value, in a multislot a list of them.
+IKBValue TKBContext::ResolveFuzzy(const TFactSlot& slot, const IKBValue& value) {
+  const IKBDefinedType& type = slot.GetExtendedTypeInfo();
+  const Ref<IFuzzyVariable> variable = type ? type->GetFuzzyType() : nullptr;
+  IFuzzyParser* parser = variable ? variable->Parser() : nullptr;
+  const bool none = value == FCNil && !slot.IsMultiSlot();
+  const IKBValue result = TFuzzyExpression(parser, variable, this).Evaluate(none ? IKBValue() : value);
+  const bool isList = result->Is(dtList);
+  if (slot.IsMultiSlot() || !isList) return result;
+  throw EKBException(TKBMessage::InvalidFuzzyExpression, {value->ToString()});
+}
+
 IFact TKBContext::Resolve(const IFact& fact) {
   RequireObject(fact, "fact");
   const IFactTemplate factTemplate = fact->GetTemplate();
@@ -272,8 +286,13 @@ IFact TKBContext::Resolve(const IFact& fact) {
   for (size_t i = 0; i < factTemplate->GetSortedSlots().size(); ++i) {
     const TKBText name = factTemplate->GetSortedSlots()[i].slot->GetName();
     const IKBValue value(fact->ValueAt(factTemplate->GetSortedSlots()[i].position));
+    const IFactSlot slot(factTemplate->GetSortedSlots()[i].slot);
     IKBValue resolved = value->Resolve(this);
     if (!resolved) resolved = FCNil;
+    if (slot->IsFuzzy()) {
+      fact->SetValue(name, ResolveFuzzy(*slot, resolved));
+      continue;
+    }
     if (const IValueVector list(resolved->ListOrNull()); list) {
       const IValueVector expanded = ExpandList(*list);
       if (resolved == value && !value->IsImmortal()) {

@@ -151,7 +151,8 @@ class TKBContext : public TPersistent, public TPooled {
   [[nodiscard]] TFact* GetFact() const noexcept { return fact_; }
   void SetFact(TFact* fact) noexcept { fact_ = fact; }
 
-  /// Resolves every slot of the fact in place and gives the same fact. Multifields are expanded. Raises "Fact
+  /// Resolves every slot of the fact in place and gives the same fact. Multifields are expanded, values of fuzzy slots
+  /// become fuzzy values (see TFuzzyExpression, "Invalid Fuzzy Expression: %s" for several in a single slot). Raises "Fact
   /// Template is missing".
   IFact Resolve(const IFact& fact);
   /// A new vector of the resolved elements, multifields spliced in. Too deep nesting raises ERecursionError.
@@ -160,6 +161,8 @@ class TKBContext : public TPersistent, public TPooled {
   [[nodiscard]] IValueVector FlattenList(const TValueVector& list) const;
 
  private:
+  [[nodiscard]] IKBValue ResolveFuzzy(const TFactSlot& slot, const IKBValue& value);
+
   bool returning_ = false;
   IKBValue returnValue_;
   TInferenceEngine* engine_;

@@ -11,6 +11,7 @@
 
 #include "kb/common/Helpers.h"
 #include "kb/functions/KBPackages.h"
+#include "kb/fuzzy/KBFuzzyLogic.h"
 #include "kb/language/PrettyPrinter.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBHelperFunctions.h"
@@ -73,7 +74,14 @@ void TKBDefinedType::SetBaseTypes(TKBTypes types) {
   if (types == baseTypes_) return;
   if (types.Has(dtFuzzy) && !(types == TKBTypes(dtFuzzy))) throw EKBException(TKBMessage::CannotMixFuzzy);
   baseTypes_ = types * KBSlotTypesWithFuzzy;
-  if (!baseTypes_.Has(dtFuzzy)) fuzzyType_ = nullptr;
+  if (!baseTypes_.Has(dtFuzzy)) {
+    fuzzyType_ = nullptr;
+  } else if (!fuzzyType_) {
+    const Ref<IFuzzyVariable> variable = MakeRef<TKBFuzzyVariable>(name_);
+    if (rangeLimited_ && minRange_ < maxRange_) variable->SetUniverse(minRange_, maxRange_);
+    variable->SetUnits(units_);
+    SetFuzzyType(variable);
+  }
   Change();
 }
 
@@ -89,11 +97,13 @@ void TKBDefinedType::SetName(std::string_view name) {
     name_ = oldName;
     throw;
   }
+  if (fuzzyType_) fuzzyType_->SetName(name_);
   Change();
 }
 
 void TKBDefinedType::SetMinRange(double value) {
   if (value == minRange_) return;
+  if (fuzzyType_) fuzzyType_->SetUniverse(value, maxRange_);
   minRange_ = value;
   if (minRange_ > maxRange_) maxRange_ = value;
   Change();
@@ -101,6 +111,7 @@ void TKBDefinedType::SetMinRange(double value) {
 
 void TKBDefinedType::SetMaxRange(double value) {
   if (value == maxRange_) return;
+  if (fuzzyType_) fuzzyType_->SetUniverse(minRange_, value);
   maxRange_ = value;
   if (minRange_ > maxRange_) minRange_ = value;
   Change();
@@ -125,13 +136,23 @@ void TKBDefinedType::SetMaxCardinality(int32_t value) {
 void TKBDefinedType::SetRangeLimited(bool value) { Store(rangeLimited_, value); }
 void TKBDefinedType::SetCardinalityLimited(bool value) { Store(cardinalityLimited_, value); }
 void TKBDefinedType::SetComment(std::string_view value) { Store(comment_, std::string(value)); }
-void TKBDefinedType::SetUnits(std::string_view value) { Store(units_, std::string(value)); }
+void TKBDefinedType::SetUnits(std::string_view value) {
+  if (fuzzyType_) fuzzyType_->SetUnits(value);
+  Store(units_, std::string(value));
+}
 void TKBDefinedType::SetImplicit(bool value) { Store(implicit_, value); }
 
 void TKBDefinedType::SetFuzzyType(const Ref<IFuzzyVariable>& variable) {
   if (variable == fuzzyType_) return;
+  if (fuzzyType_ && !variable) fuzzyType_->SetParser(nullptr);
   fuzzyType_ = variable;
-  if (fuzzyType_) SetBaseTypes(dtFuzzy);
+  if (fuzzyType_) {
+    if (auto* parser = dynamic_cast<IFuzzyParser*>(GetReasoner())) fuzzyType_->SetParser(parser);
+    SetBaseTypes(dtFuzzy);
+    minRange_ = fuzzyType_->From();
+    maxRange_ = fuzzyType_->To();
+    units_ = fuzzyType_->Units();
+  }
   Change();
 }
 
@@ -148,6 +169,7 @@ void TKBDefinedType::SetAncestor(const IKBDefinedType& ancestor) {
 void TKBDefinedType::SetReasoner(IReasoner* reasoner) {
   if (reasoner == GetReasoner()) return;
   reasoner_ = reasoner;
+  if (fuzzyType_) fuzzyType_->SetParser(dynamic_cast<IFuzzyParser*>(reasoner));
   if (reasoner != nullptr) SetModule(reasoner->GetCurrentModule().Get());
   Change();
 }
@@ -239,6 +261,10 @@ IKBValue TKBDefinedType::CreateValidDefault(bool multi) const {
     return MakeInteger(integers_.empty() ? TruncateToInt32(RangeDefault()) : integers_.front());
   }
   if (baseTypes_.Has(dtFloat)) return MakeFloat(floats_.empty() ? RangeDefault() : floats_.front());
+  if (fuzzyType_) {
+    const Ref<IFuzzySet> empty = fuzzyType_->FindSet(SEmptyFuzzy);
+    return MakeRef<TKBValue>(empty ? empty : fuzzyType_->AddSet(SEmptyFuzzy));
+  }
   return CreateTypeDefault(baseTypes_);
 }
 
@@ -263,7 +289,8 @@ void TKBDefinedType::Assign(const TPersistent& source) {
   minCardinality_ = other->minCardinality_;
   maxCardinality_ = other->maxCardinality_;
   implicit_ = other->implicit_;
-  fuzzyType_ = other->fuzzyType_;
+  fuzzyType_ = other->fuzzyType_ ? other->fuzzyType_->Clone() : nullptr;
+  if (fuzzyType_) fuzzyType_->SetParser(dynamic_cast<IFuzzyParser*>(GetReasoner()));
   SetTag(other->GetTag());
   units_ = other->units_;
   SetConstraints(other->constraints_);
@@ -283,11 +310,12 @@ bool TKBDefinedType::Equals(const TKBDefinedType* other) const {
   if (other == this) return true;
   if (other == nullptr || name_ != other->name_ || !(baseTypes_ == other->baseTypes_)) return false;
   const auto sameFloat = [](double a, double b) { return FloatEquals(a, b, kFloatTolerance); };
-  return fuzzyType_ == other->fuzzyType_ && sameFloat(minRange_, other->minRange_) &&
-         sameFloat(maxRange_, other->maxRange_) && minCardinality_ == other->minCardinality_ &&
-         maxCardinality_ == other->maxCardinality_ && constraints_ == other->constraints_ &&
-         rangeLimited_ == other->rangeLimited_ && cardinalityLimited_ == other->cardinalityLimited_ &&
-         atoms_ == other->atoms_ && strings_ == other->strings_ && integers_ == other->integers_ &&
+  const bool sameVariable = fuzzyType_ ? fuzzyType_->Equals(other->fuzzyType_.Get()) : !other->fuzzyType_;
+  return sameVariable && sameFloat(minRange_, other->minRange_) && sameFloat(maxRange_, other->maxRange_) &&
+         minCardinality_ == other->minCardinality_ && maxCardinality_ == other->maxCardinality_ &&
+         constraints_ == other->constraints_ && rangeLimited_ == other->rangeLimited_ &&
+         cardinalityLimited_ == other->cardinalityLimited_ && atoms_ == other->atoms_ && strings_ == other->strings_ &&
+         integers_ == other->integers_ &&
          std::equal(floats_.begin(), floats_.end(), other->floats_.begin(), other->floats_.end(), sameFloat);
 }
 

@@ -50,6 +50,8 @@ class TKBDefinedType : public TModuleConstruct {
   [[nodiscard]] bool GetCardinalityLimited() const noexcept { return cardinalityLimited_; }
   virtual void SetCardinalityLimited(bool value);
   [[nodiscard]] const Ref<IFuzzyVariable>& GetFuzzyType() const noexcept { return fuzzyType_; }
+  /// Range and units become those of the variable; a type with one is exactly FUZZY. Setting an end of the range of
+  /// such a type raises "Invalid universe of discourse: %s to %s" when the ends would meet or cross.
   virtual void SetFuzzyType(const Ref<IFuzzyVariable>& variable);
   [[nodiscard]] const std::string& GetComment() const noexcept { return comment_; }
   virtual void SetComment(std::string_view value);

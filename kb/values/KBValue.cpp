@@ -13,13 +13,13 @@
 #include "kb/common/Helpers.h"
 #include "kb/common/LiveCount.h"
 #include "kb/functions/KBPackages.h"
+#include "kb/fuzzy/KBFuzzyLogic.h"
 #include "kb/matching/KBToken.h"
 #include "kb/platform/Component.h"
 #include "kb/platform/Reflection.h"
 #include "kb/values/Fact.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBContext.h"
-#include "kb/values/KBFuzzyInterfaces.h"
 #include "kb/values/KBHelperFunctions.h"
 #include "kb/values/ValueVector.h"
 
@@ -444,7 +444,7 @@ IKBValue TKBValue::Resolve(TKBContext* context) {
       if (context == nullptr) throw EKBException(TKBMessage::NoContext, {std::string(GetKBTypeName(type_))});
       return ResolveBinding(static_cast<const TBindingInfo&>(*content_.object), *context);
     case dtSingletons:
-      return ResolveSingletons();
+      return ResolveSingletons(context);
     default:
       return IKBValue(this);
   }
@@ -469,6 +469,21 @@ IKBValue TKBValue::ResolveBinding(const TBindingInfo& binding, TKBContext& conte
   return element ? element : FCNil;
 }
 
-IKBValue TKBValue::ResolveSingletons() const { throw EKBException(TKBMessage::InvalidFuzzyExpression, {ToString()}); }
+/// The set of the pairs.
+IKBValue TKBValue::ResolveSingletons(TKBContext* context) const {
+  const ISingletonsVector pairs = GetAsSingletons();
+  const Ref<IFuzzySet> set = MakeRef<TKBFuzzySet>(nullptr, std::string_view());
+  set->SetParser(dynamic_cast<IFuzzyParser*>(pairs->GetParser()));
+  const auto number = [context](const IKBValue& value) {
+    const IKBValue resolved = value ? value->Resolve(context) : FCNil;
+    return resolved->GetAsNumeric();
+  };
+  for (int i = 0; i < pairs->GetCount(); ++i) {
+    const double x = number(pairs->GetXValues(i));
+    set->AddPoint(x, number(pairs->GetYValues(i)));
+  }
+  set->SetExpression(set->GetValuesToString());
+  return MakeRef<TKBValue>(set);
+}
 
 }  // namespace kb

@@ -182,7 +182,7 @@ class TKBValue : public RefCounted, public TPooled {
   [[nodiscard]] TObject* ObjectOrNull() const noexcept;
   [[nodiscard]] const TClassInfo* ObjectClass() const noexcept;
   [[nodiscard]] IKBValue ResolveBinding(const TBindingInfo& binding, TKBContext& context) const;
-  [[nodiscard]] IKBValue ResolveSingletons() const;
+  [[nodiscard]] IKBValue ResolveSingletons(TKBContext* context) const;
   TExtra& Extra();
 
   TKBType type_ = dtNone;
