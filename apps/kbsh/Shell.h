@@ -6,9 +6,18 @@
 #include <string_view>
 
 #include "apps/kbsh/Options.h"
+#include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
 
 namespace kbsh {
+
+/// An engine whose plots end their lines: output here is one stream of text.
+class TShellEngine final : public kb::TInferenceEngine {
+ public:
+  void PrintLine(std::string_view outId, std::string_view line) override {
+    PrintOut(outId, std::string(line) + std::string(kb::kLineEnd));
+  }
+};
 
 /// Runs one command line. The streams must outlive the shell.
 class TShell {
@@ -39,7 +48,7 @@ class TShell {
   bool interactive_;
   std::string_view where_;                    // what is being read or run, for messages
   kb::TKBTokenizerStream* source_ = nullptr;  // standard input while it is read like a file
-  kb::TInferenceEngine engine_;
+  TShellEngine engine_;
 };
 
 }  // namespace kbsh

@@ -15,6 +15,7 @@
 #include "kb/functions/StandardPackage.h"
 #include "kb/functions/StringPackage.h"
 #include "kb/functions/TrigonometryPackage.h"
+#include "kb/fuzzy/FuzzyLogicPackage.h"
 #include "kb/matching/ReteNetwork.h"
 
 namespace kb {
@@ -148,6 +149,7 @@ void TInferenceEngine::AddDefaultPackages() {
   if (packages_.Has(pObject)) CreatePackage<TObjectPackage>(*this);
   if (packages_.Has(pTrigonometry)) CreatePackage<TTrigonometryPackage>(*this);
   if (packages_.Has(pBusiness)) CreatePackage<TBusinessPackage>(*this);
+  if (packages_.Has(pFuzzyLogic)) CreatePackage<TFuzzyLogicPackage>(*this);
   for (int i = others; i < GetComponentCount(); ++i) {
     if (auto* package = dynamic_cast<TUserPackage*>(GetComponent(i))) package->SetBuiltIn(true);
   }

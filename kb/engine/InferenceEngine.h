@@ -323,7 +323,10 @@ class TInferenceEngine : public TComponent,
   [[nodiscard]] virtual IKBValue FuzzyUnion(const IKBValue& value, const IKBValue& other, TFuzzyOperation operation);
   [[nodiscard]] virtual IKBValue FuzzyIntersection(const IKBValue& value, const IKBValue& other,
                                                    TFuzzyOperation operation);
-  /// Prints a text plot of the sets, one line for each PrintOut; see PlotFuzzySets.
+  /// Prints one line of a plot: PrintOut of the line without a line end, one call for each. A host whose output is a
+  /// stream of text overrides it and adds the line end.
+  virtual void PrintLine(std::string_view outId, std::string_view line) { PrintOut(outId, line); }
+  /// Prints a text plot of the sets, line by line; see PlotFuzzySets.
   void PlotFuzzySet(std::string_view outId, const IKBValue& value, double low, double high,
                     std::string_view characters);
   void PlotFuzzySet(std::string_view outId, const TValueVector& values, double low, double high,

@@ -231,7 +231,7 @@ void TInferenceEngine::PlotFuzzySet(std::string_view outId, const TValueVector& 
     RequireObject(sets.back(), "fuzzy set");
   }
   const IFuzzyVariable* variable = sets.empty() ? nullptr : sets.front()->Variable();
-  for (const std::string& line : PlotFuzzySets(variable, sets, low, high, characters)) PrintOut(outId, line);
+  for (const std::string& line : PlotFuzzySets(variable, sets, low, high, characters)) PrintLine(outId, line);
 }
 
 }  // namespace kb

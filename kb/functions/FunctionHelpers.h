@@ -1,4 +1,4 @@
-// What the bodies of built-in functions share. For the .cpp files of this folder only.
+// What the bodies of built-in functions share. For the .cpp files of this folder and of kb/fuzzy.
 #pragma once
 
 #include <cmath>

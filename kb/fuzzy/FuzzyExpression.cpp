@@ -33,8 +33,12 @@ constexpr TKBTypes kOperandTypes{dtInteger, dtVariable, dtFloat, dtFunCall, dtSi
 
 // A smaller number binds first. What waits on the stack goes to the group before an element that arrives with a number
 // that is not smaller: hedges apply from the right, the others from the left.
-[[nodiscard]] int WaitingPriority(TFuzzyElementKind kind) noexcept { return kind == ekOpen ? 4 : kind == ekHedge ? 2 : 3; }
-[[nodiscard]] int ArrivingPriority(TFuzzyElementKind kind) noexcept { return kind == ekOpen ? 0 : kind == ekHedge ? 1 : 3; }
+[[nodiscard]] int WaitingPriority(TFuzzyElementKind kind) noexcept {
+  return kind == ekOpen ? 4 : kind == ekHedge ? 2 : 3;
+}
+[[nodiscard]] int ArrivingPriority(TFuzzyElementKind kind) noexcept {
+  return kind == ekOpen ? 0 : kind == ekHedge ? 1 : 3;
+}
 
 [[nodiscard]] bool IsConstant(const TSingletonsVector& pairs) {
   const auto isNumber = [](const IKBValue& value) { return value && KBNumericTypes.Has(value->GetDType()); };

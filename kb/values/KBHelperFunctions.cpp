@@ -7,10 +7,15 @@
 #include <cstdint>
 
 #include "kb/common/Helpers.h"
+#include "kb/engine/InferenceEngine.h"
+#include "kb/fuzzy/FuzzyExpression.h"
 #include "kb/platform/Exceptions.h"
 #include "kb/values/Fact.h"
+#include "kb/values/FactTemplate.h"
 #include "kb/values/KBConsts.h"
+#include "kb/values/KBDefinedType.h"
 #include "kb/values/KBValue.h"
+#include "kb/values/ValueVector.h"
 
 // Tested in tests/values/KBHelperFunctionsTest.cpp.
 
@@ -229,6 +234,38 @@ IKBValue CreateTypeDefault(TKBTypes types) {
   if (types.Has(dtDescriptor)) return MakeRef<TKBValue>(0, dtDescriptor);
   if (types.Has(dtClass)) return MakeRef<TKBValue>(static_cast<const TClassInfo*>(nullptr));
   return MakeRef<TKBValue>();
+}
+
+Ref<IFuzzySet> GetFuzzySlot(const TFact& fact) {
+  if (!fact.GetTemplate()) return nullptr;
+  for (const TFactTemplate::TPlacedSlot& placed : fact.GetTemplate()->GetSortedSlots()) {
+    if (!placed.slot->IsFuzzy()) continue;
+    IKBValue value(fact.ValueAt(placed.position));
+    if (const TValueVector* list = value->ListOrNull()) value = list->GetValueCount() > 0 ? list->Get(0) : FCNil;
+    const IKBDefinedType& type = placed.slot->GetExtendedTypeInfo();
+    if (KBNumericTypes.Has(value->GetDType()) && type && type->GetFuzzyType()) {
+      value = TFuzzyExpression(type->GetFuzzyType()->Parser(), type->GetFuzzyType(), nullptr).Evaluate(value);
+    }
+    return value->GetAsFuzzy();
+  }
+  return nullptr;
+}
+
+Ref<IFuzzySet> GetFuzzySetFromValue(const IKBValue& value, TKBContext& context) {
+  const IKBValue resolved = value ? value->Resolve(&context) : FCNil;
+  if (!resolved->Is(dtInteger) && !resolved->Is(dtFactId) && !resolved->Is(dtFact)) {
+    Ref<IFuzzySet> set = resolved->GetAsFuzzy();
+    RequireObject(set, "fuzzy set");
+    return set;
+  }
+  IFact fact = resolved->Is(dtFact) ? resolved->GetAsFact() : nullptr;
+  if (!fact && context.GetEngine() != nullptr && !resolved->Is(dtFact)) {
+    fact = context.GetEngine()->FindFact(resolved->GetAsFactId());
+  }
+  if (!fact) throw EKBException(TKBMessage::NoSuchFact, {resolved->ToString()});
+  Ref<IFuzzySet> set = GetFuzzySlot(*fact);
+  if (!set) throw EKBException(TKBMessage::NotFuzzyFact);
+  return set;
 }
 
 std::string_view KBStringToString(std::string_view text) noexcept {

@@ -24,6 +24,14 @@ namespace kb {
 /// descriptor, class. dtNone for a set without any of them.
 [[nodiscard]] IKBValue CreateTypeDefault(TKBTypes types);
 
+/// The fuzzy set of the first fuzzy slot of the fact, in the order of the names: of a list the first element, of a
+/// number the spike that the slot's variable makes of it. Null when the template has no fuzzy slot. Raises "Not a fuzzy
+/// value type..." for a value that is none.
+[[nodiscard]] Ref<IFuzzySet> GetFuzzySlot(const TFact& fact);
+/// The set of the resolved value, never null: a fuzzy value, or the fuzzy slot of a fact or of the fact of an id. Raises
+/// "No Such Fact with ID=%s exists", "Fact is not a fuzzy fact", "Not a fuzzy value type...".
+[[nodiscard]] Ref<IFuzzySet> GetFuzzySetFromValue(const IKBValue& value, TKBContext& context);
+
 /// The text between the double quotes of a text that has one at both ends, else the text itself.
 [[nodiscard]] std::string_view KBStringToString(std::string_view text) noexcept;
 

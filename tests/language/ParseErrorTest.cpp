@@ -171,14 +171,31 @@ TEST_F(ParseError, TypesModulesFunctionsAndGlobals) {
   });
 }
 
-TEST_F(ParseError, FuzzyTypesAreRefused) {
-  engine.Parse("(deftemplate a (slot b (type FUZZY)))", true);
+TEST_F(ParseError, FuzzyValues) {
+  engine.Parse(
+      "(deftemplate a (slot b (type FUZZY))) (deftype u extends (type FUZZY)) (deftemplate c (slot d (type u)))", true);
+  const auto type = [](const char* message, const char* where, const std::string& rest) {
+    return Framed(message, where, " ( deftype t extends ( type FUZZY ) ( " + rest);
+  };
   Check({
       {"(assert (a (b hot)))",
        Framed("Fuzzy Type Definition needed to parse value", "ParseValue", " ( assert ( a ( b ")},
       {"(defrule r (a (b hot)) =>)",
        Framed("Fuzzy Type Definition needed to parse value", "ParsePattern", " ( defrule r ( a ( b hot ")},
-      {"(deftype t extends (type FUZZY) (range 0 1))", "Fuzzy types are not available in this version"},
+      {"(assert (c (d low high)))",
+       Framed("Invalid Fuzzy Expression: low high ", "ParseValue", " ( assert ( c ( d low high ")},
+      {"(assert (c (d tiny)))", "Invalid item in fuzzy expression: tiny"},
+      {"(defrule r (c (d low high)) =>)",
+       Framed("Slot \"d\" is not a multislot", "ParsePattern", " ( defrule r ( c ( d low high ")},
+      {"(deftype t extends (type FUZZY) (range 5 5))", "Invalid universe of discourse: 5.0000 to 5.0000"},
+      {"(deftype t extends (type FUZZY) (range ?x 5))",
+       type("Expected value missing", "ParseDefinedType", "range ?x ")},
+      {"(deftype t extends (type FUZZY) (default 1))",
+       type("Missing keyword.  Expected \"range, units, or values\"", "ParseFuzzyVariable", "default ")},
+      {"(deftype t extends (type FUZZY) (values low))", type("Expected \"( term\"", "ParseFuzzySet", "values low ")},
+      {"(deftype t extends (type FUZZY) (values (term very (tri 1 2 3))))",
+       type("Invalid fuzzy term name: very", "ParseFuzzySet", "values ( term very ")},
+      {"(deftype t extends (type FUZZY) (values (term x low high)))", "Invalid item in fuzzy expression: low"},
   });
 }
 
