@@ -70,6 +70,7 @@ std::vector<TMeasurement> AllMeasurements() {
   AddAgendaMeasurements(list);
   AddSeatingMeasurements(list);
   AddPersistenceMeasurements(list);
+  AddFuzzyMeasurements(list);
   return list;
 }
 

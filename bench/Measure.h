@@ -48,6 +48,7 @@ void AddProgramMeasurements(std::vector<TMeasurement>& list);
 void AddAgendaMeasurements(std::vector<TMeasurement>& list);
 void AddSeatingMeasurements(std::vector<TMeasurement>& list);
 void AddPersistenceMeasurements(std::vector<TMeasurement>& list);
+void AddFuzzyMeasurements(std::vector<TMeasurement>& list);
 
 /// Runs a measurement, `rounds` times at each size, and prints its table.
 void Measure(const TMeasurement& measurement, int rounds);

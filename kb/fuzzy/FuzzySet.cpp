@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <vector>
 
 #include "kb/common/Helpers.h"
 #include "kb/fuzzy/FuzzyOperations.h"
@@ -59,12 +60,35 @@ void AppendSCurve(TFuzzyPolygon& polygon, int depth, bool falling, TFzyFloat lef
   if (middle < right) AppendCurve(polygon, {middle, right}, depth, curve);
 }
 
-[[nodiscard]] bool IsWord(std::string_view name) { return name.find(' ') == std::string_view::npos; }
+/// The words of a name that stand between two operands, outside of brackets, parentheses and quotes.
+[[nodiscard]] std::vector<std::string_view> InfixWords(std::string_view name) {
+  std::vector<std::string_view> words;
+  int depth = 0;
+  bool quoted = false;
+  for (size_t at = 0; at < name.size();) {
+    const size_t end = std::min(name.find(' ', at), name.size());
+    const std::string_view word = name.substr(at, end - at);
+    TBaseFuzzyHedge base{};
+    TFuzzyOperation operation{};
+    bool flag = false;
+    const bool infix = IsFuzzyKeyword(word, flag, operation) || IsFuzzyHedgeOperator(word, base, flag);
+    if (infix && depth == 0 && !quoted) words.push_back(word);
+    for (const char c : word) {
+      if (c == '"') quoted = !quoted;
+      if (!quoted && (c == '(' || c == '[')) ++depth;
+      if (!quoted && (c == ')' || c == ']')) --depth;
+    }
+    at = end + 1;
+  }
+  return words;
+}
 
-/// A name as an operand: what is put together of several words gets brackets; points and calls have their own.
-[[nodiscard]] std::string Operand(std::string_view name) {
-  if (IsWord(name) || name.front() == '(') return std::string(name);
-  return "[ " + std::string(name) + " ]";
+/// A name as an operand: what holds operators gets brackets, but for a chain of the `same` one whose grouping does not
+/// matter.
+[[nodiscard]] std::string Operand(std::string name, std::string_view same = {}) {
+  const std::vector<std::string_view> words = InfixWords(name);
+  const bool chain = std::all_of(words.begin(), words.end(), [same](std::string_view word) { return word == same; });
+  return chain ? name : "[ " + name + " ]";
 }
 
 }  // namespace
@@ -219,7 +243,9 @@ void TIFuzzySet::HedgeOperator(TBaseFuzzyHedge base, bool flag, double value) {
 Ref<IFuzzySet> TIFuzzySet::Combine(const IFuzzySet& other, bool isUnion, TFuzzyOperation operation) const {
   Ref<TIFuzzySet> result = NewSet();
   result->parser_ = parser_;
-  std::string name = Operand(ToString()) + " " + FuzzyKeyword(isUnion, operation) + " " + Operand(other.ToString());
+  const std::string keyword = FuzzyKeyword(isUnion, operation);
+  const std::string_view same = operation == foZadeh ? std::string_view(keyword) : std::string_view();
+  std::string name = Operand(ToString(), same) + " " + keyword + " " + Operand(other.ToString(), same);
   result->Replace(isUnion ? FuzzyUnion(Polygon(), other.Polygon(), operation)
                           : FuzzyIntersection(Polygon(), other.Polygon(), operation),
                   std::move(name));

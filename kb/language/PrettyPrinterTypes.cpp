@@ -185,7 +185,7 @@ std::string PrettyPrint(const TKBDefinedType& definedType, bool fullName) {
   if (definedType.GetImplicit()) {
     // A fuzzy slot with a cardinality of its own still shares the variable of the type that it was made of.
     std::string text = "(type " + (variable ? variable->Name() : TypeNames(definedType.GetBaseTypes())) + ")";
-    return text.append(kLineEnd).append(LimitsText(definedType));
+    return text.append(kLineEnd).append(variable ? CardinalityText(definedType) : LimitsText(definedType));
   }
   return CloseConstruct(TypeHead(definedType, fullName) +
                         (variable ? PrettyPrint(*variable) : LimitsText(definedType)));

@@ -24,12 +24,13 @@ bool TJoinNode::Equals(const TReteNode& other) const {
   return TTestNode::Equals(other);
 }
 
-void TJoinNode::PrepareShortCut() {
+void TJoinNode::PrepareShortCut(const std::function<bool(const TKBJoinTest&)>& keyable) {
   for (const TJoinTestType wanted : {tstSlot, tstMultiSlot}) {
     auto& tests = Tests();
     const auto found = std::find_if(tests.begin(), tests.end(), [&](const auto& test) {
       const auto* join = dynamic_cast<const TKBJoinTest*>(test.get());
-      return join != nullptr && join->GetJoinTestType() == wanted && join->GetSlotTestType() == sttEquals;
+      return join != nullptr && join->GetJoinTestType() == wanted && join->GetSlotTestType() == sttEquals &&
+             keyable(*join);
     });
     if (found == tests.end()) continue;
     std::iter_swap(tests.begin(), found);
@@ -201,9 +202,10 @@ void TJoinNode::RunTestsVaryLeft(const IReteToken& token, const TMemoryKey& key)
   });
 }
 
-// A blocker comes or goes.
+// A blocker comes or goes. Tokens of different strengths are different ones, so the chain is withdrawn, and comes back,
+// with its own strength, whatever that of the blocker.
 void TJoinNode::Block(const IReteToken& left, const IReteToken& blocker) {
-  const float strength = std::min(left->GetStrength(), blocker->GetStrength());
+  const float strength = left->GetStrength();
   if (blocker->GetTag() != taRemove) {
     PassNull(left, taRemove, strength);
     left->SetNegatedCount(left->GetNegatedCount() + 1);

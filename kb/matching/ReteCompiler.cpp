@@ -289,7 +289,18 @@ TReteNode& TReteCompiler::PlaceJoin(std::unique_ptr<TTestNode> node, TKBPattern&
   Connect(right, *end, ctRight);
   if (join != nullptr) {
     if (asks) join->SetPattern(&pattern, &rule_);
-    join->PrepareShortCut();
+    // Fuzzy values are equal by overlap: no hash finds them.
+    const auto isFuzzy = [](const TKBPattern& owner, const TKBText& name) {
+      const TFactSlot* slot = owner.GetFactTemplate() ? owner.GetFactTemplate()->FindSlot(name.View()) : nullptr;
+      return slot != nullptr && slot->IsFuzzy();
+    };
+    join->PrepareShortCut([&](const TKBJoinTest& test) {
+      if (isFuzzy(pattern, test.GetRightSlot().GetName())) return false;
+      for (int i = 0; i < rule_.GetPatternCount(); ++i) {
+        if (isFuzzy(rule_.GetPattern(i), test.GetLeftSlot().GetName())) return false;
+      }
+      return true;
+    });
   }
   rule_.AppendCompileTrace("+2");
   for (int k = 1; k < pattern.GetNegatedCount(); ++k) {

@@ -211,9 +211,10 @@ bool TPatternMatchNode::TestLength(const IReteToken& token) {
 bool TPatternMatchNode::Compare(const IReteToken& token, const TKBValue& value, const TKBValue& slotValue,
                                 bool invert) {
   const bool isFuzzy = value.Is(dtFuzzy) || slotValue.Is(dtFuzzy);
-  // A removal undoes what was passed on, whatever thresholds have been set since.
-  if (isFuzzy && token->GetTag() == taRemove) return PassIf(token, true);
-  if (slotValue.Equals(&value) == invert) return false;
+  // A removal takes the road of its fact's arrival, with the same strength, whatever thresholds have been set since;
+  // where nothing came along then, it finds nothing.
+  const bool removes = token->GetTag() == taRemove;
+  if (!(isFuzzy && removes) && slotValue.Equals(&value) == invert) return false;
   if (!isFuzzy) return PassIf(token, true);
   const bool slotIsFuzzy = slotValue.Is(dtFuzzy);
   const double degree =
@@ -223,7 +224,7 @@ bool TPatternMatchNode::Compare(const IReteToken& token, const TKBValue& value, 
     CallChildren(token);
     return true;
   }
-  if (strength < GetRete().GetMinActivationStrength()) return true;
+  if (!removes && strength < GetRete().GetMinActivationStrength()) return true;
   const IReteToken weaker = MakeRef<TKBToken>(token);
   weaker->SetStrength(strength);
   CallChildren(weaker);

@@ -174,8 +174,9 @@ class TJoinNode final : public TTestNode {
   /// pattern added to the node".
   void SetPattern(TKBPattern* pattern, TRule* rule);
   [[nodiscard]] TKBPattern* GetPattern() const noexcept { return pattern_; }
-  /// Chooses the equality test that keys the memories and those that refine the key, and makes the memories.
-  void PrepareShortCut();
+  /// Chooses the equality test that keys the memories, among those that `keyable` admits, and those that refine the
+  /// key, and makes the memories.
+  void PrepareShortCut(const std::function<bool(const TKBJoinTest&)>& keyable);
   [[nodiscard]] bool HasShortCut() const noexcept { return shortCut_; }
   /// Makes the memories or empties them.
   void ClearMemory();

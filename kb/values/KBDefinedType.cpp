@@ -72,7 +72,9 @@ void TKBDefinedType::Store(T& field, const T& value) {
 
 void TKBDefinedType::SetBaseTypes(TKBTypes types) {
   if (types == baseTypes_) return;
-  if (types.Has(dtFuzzy) && !(types == TKBTypes(dtFuzzy))) throw EKBException(TKBMessage::CannotMixFuzzy);
+  // The implied type of a multislot hears of lists too.
+  const bool mixed = types.Has(dtFuzzy) && !(types - KBMultiSlotTypes == TKBTypes(dtFuzzy));
+  if (mixed) throw EKBException(TKBMessage::CannotMixFuzzy);
   baseTypes_ = types * KBSlotTypesWithFuzzy;
   if (!baseTypes_.Has(dtFuzzy)) {
     fuzzyType_ = nullptr;
