@@ -125,8 +125,20 @@ TExamples ReadExamples(std::string_view text) {
   return examples;
 }
 
+namespace {
+
+/// An engine that prints into a text, where the lines of a plot have to end.
+class TExampleEngine final : public kb::TInferenceEngine {
+ public:
+  void PrintLine(std::string_view outId, std::string_view line) override {
+    PrintOut(outId, std::string(line) + std::string(kb::kLineEnd));
+  }
+};
+
+}  // namespace
+
 std::string RunExample(std::string_view input) {
-  kb::TInferenceEngine engine;
+  TExampleEngine engine;
   std::string output;
   engine.OnPrintOut = [&output](kb::TInferenceEngine&, std::string_view, std::string_view text) { output += text; };
   engine.OnReadLine = [](kb::TInferenceEngine&, std::string_view, std::string&) {};
