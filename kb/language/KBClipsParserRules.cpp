@@ -248,7 +248,9 @@ void TKBClipsParser::ParseConstraints(TConstraintPlace& place, IStreamToken toke
     ++place.subIndex;
     place.conjunction = true;
   }
-  if (multi) place.pattern.SetSlotLength(name.View(), place.subIndex);
+  // Without fields it is the pattern that rules get which have to match from it.
+  const bool initial = place.subIndex == 0 && place.pattern.GetName() == SInitialFactPattern;
+  if (multi && !initial) place.pattern.SetSlotLength(name.View(), place.subIndex);
 }
 
 // term = ["~"] (value | variable | ":" call | "=" call)

@@ -177,7 +177,10 @@ void TKBPattern::FixRun(const Slot& slot, size_t begin, size_t end, TSlotTests& 
     ++begin;
   } else {
     if (rule == nullptr || rule->GetEngine() == nullptr) throw EKBException(TKBMessage::RuleMissing);
-    variable = MakeRef<TKBValue>(TKBText(rule->GetEngine()->GenerateSymbol(SBlankPrefix)), dtVariable);
+    std::string name = rule->GetEngine()->GenerateSymbol(SBlankPrefix);
+    // The form that keeps it private to a negated pattern, as when the printed rule is read.
+    if (IsNegated()) name = "_" + std::to_string(rule->GetPatternCount()) + "_" + name;
+    variable = MakeRef<TKBValue>(TKBText(name), dtVariable);
     rule->AddBinding(variable->GetAsString(), rule->GetLastFactPosition(), slot.name, subIndex);
   }
   result.push_back(std::make_unique<TKBPatternMatchTest>(sttEquals, subIndex, variable));

@@ -82,14 +82,46 @@ bool HasText(const TKBValue& value) {
   return list == nullptr || list->GetValueCount() > 0;
 }
 
+// A call that gives the value.
+std::string CallText(const TKBValue& value) {
+  switch (value.GetDType()) {
+    case dtAtom:
+      return "(sym-cat " + EscapedString(value.TextView()) + ")";
+    case dtString:
+      return "(str-cat " + value.ToString() + ")";
+    case dtInteger:
+    case dtFloat:
+      return "(+ " + value.ToString() + ")";
+    default:
+      return value.ToString();
+  }
+}
+
+// A fact may hold what its slot would not let through in a text, such as nil in a goal; what a call gives passes.
+std::string PassingText(const TFactSlot& slot, const TKBValue& value) {
+  const bool isNil = value.Is(dtAtom) && value.TextView().empty();  // the shared nil itself is always valid
+  if (isNil ? slot.IsValid(MakeAtom(TKBText()).Get()) : slot.IsValid(&value)) return value.ToString();
+  const TValueVector* list = value.ListOrNull();
+  if (list == nullptr) return CallText(value);
+  std::string text;
+  for (const IKBValue& element : *list) text += (element ? CallText(*element) : "nil") + " ";
+  return text;
+}
+
 // What stands for a slot in a text that is to be read back; empty when the reader fills in the same by itself.
 std::string LosslessSlotText(const TFactSlot& slot, const TKBValue& value) {
-  std::string text = value.ToString();
-  if (HasText(value)) return text;
   const IKBValue& normal = slot.GetSlotDefault();
-  const bool same = normal && !slot.GetDefaultDynamic() && normal->Is(value.GetDType()) && normal->Equals(&value);
-  if (same) return {};
+  const bool fixed = normal && (!slot.GetDefaultDynamic() || !HasText(*normal));
+  const bool same = fixed && normal->Is(value.GetDType()) && normal->Equals(&value);
+  if (same && (!HasText(value) || !slot.IsValid(&value))) return {};
+  const std::string text = PassingText(slot, value);
+  if (HasText(value)) return text;
   return slot.IsMultiSlot() ? " " : text;  // "(name )" asks for the empty list
+}
+
+std::string SlotText(const TFactSlot& slot, const TKBValue& value, bool ordered) {
+  if (!TLosslessText::IsOn()) return value.ToString();
+  return ordered ? PassingText(slot, value) : LosslessSlotText(slot, value);
 }
 
 }  // namespace
@@ -108,8 +140,7 @@ std::string PrettyPrint(const TFact& fact) {
   for (const TFactTemplate::TPlacedSlot& placed : factTemplate->GetSortedSlots()) {
     const TKBValue* value = fact.ValueAt(placed.position);
     if (value == nullptr) continue;
-    const bool lossless = !ordered && TLosslessText::IsOn();
-    const std::string valueText = lossless ? LosslessSlotText(*placed.slot, *value) : value->ToString();
+    const std::string valueText = SlotText(*placed.slot, *value, ordered);
     if (valueText.empty()) continue;
     if (ordered) {
       text.append(" ").append(valueText);

@@ -44,6 +44,11 @@ std::string DefaultText(const TFactSlot& slot) {
     const IKBValue chosen = slot.CreateValidDefault(slot.IsMultiSlot());
     if (chosen && chosen->Is(value->GetDType()) && chosen->Equals(value.Get())) return {};
   }
+  // One that the limits of the slot led to may itself lie outside of them; the reader comes to it again.
+  if (lossless && !empty && !slot.IsValid(value.Get())) {
+    const IKBValue chosen = slot.CreateValidDefault(slot.IsMultiSlot());
+    if (chosen && chosen->Is(value->GetDType()) && chosen->Equals(value.Get())) return {};
+  }
   const std::string text = value->ToString();
   if (!lossless && Trim(text).empty()) return {};
   return std::string(slot.GetDefaultDynamic() ? "(default-dynamic " : "(default ") + text + ") ";
@@ -151,9 +156,9 @@ std::string CardinalityText(const TKBDefinedType& type) {
 
 std::string AllowedText(const TKBDefinedType& type) { return type.GetAllowedString(); }
 
-/// The limits that the type has and its parent, which it copied, has not.
+/// The limits that the type has and its parent, which it copied, has not. A type of a slot's own names no parent.
 std::string LimitsText(const TKBDefinedType& type) {
-  const IKBDefinedType& parent = type.GetAncestor();
+  const IKBDefinedType parent = type.GetImplicit() ? nullptr : type.GetAncestor();
   std::string text;
   for (const auto part : {RangeText, UnitsText, CardinalityText, AllowedText}) {
     const std::string own = part(type);

@@ -311,6 +311,15 @@ std::string FactsText(const TFacts& facts, bool all) {
   return text.empty() ? text : "(assert" + std::string(kLineEnd) + text + ")";
 }
 
+// A chain of marked parents leads to another module.
+bool InheritsMark(const TFactTemplate& factTemplate) {
+  const TFactTemplate* parent = factTemplate.GetParent().Get();
+  while (parent != nullptr && parent->IsBackwardChaining() && parent->GetModule() == factTemplate.GetModule()) {
+    parent = parent->GetParent().Get();
+  }
+  return parent != nullptr && parent->IsBackwardChaining();
+}
+
 // The calls that mark templates for backward chaining. Templates of goals are marked with those that they are for.
 std::string BackwardChainingText(const TFactTemplates& templates, bool all) {
   std::string text;
@@ -318,6 +327,10 @@ std::string BackwardChainingText(const TFactTemplates& templates, bool all) {
     const TFactTemplate& factTemplate = *templates.GetValue(i);
     const std::string_view name = factTemplate.GetTemplateName().View();
     if (!factTemplate.IsBackwardChaining() || (!all && !templates.IsLocal(factTemplate))) continue;
+    // A mark that comes from a template of another module comes from there again.
+    if (InheritsMark(factTemplate) &&
+        templates.FindTemplate(std::string(SBackChainPrefix) + std::string(name)) == nullptr)
+      continue;
     const bool goal = name.starts_with(SBackChainPrefix);
     const TFactTemplate* wanted = goal ? templates.FindTemplate(name.substr(SBackChainPrefix.size())) : nullptr;
     if (wanted == nullptr || !wanted->IsBackwardChaining()) text.append(" ").append(name);

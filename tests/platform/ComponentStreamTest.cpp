@@ -1,12 +1,11 @@
 // Component trees through both forms of a stream, and what becomes of damaged streams.
-#include "kb/platform/ComponentStream.h"
-
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <sstream>
 
 #include "kb/platform/ClassRegistry.h"
+#include "kb/platform/ComponentStream.h"
 #include "kb/platform/Exceptions.h"
 
 namespace {
