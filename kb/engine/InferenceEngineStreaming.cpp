@@ -8,6 +8,7 @@
 
 #include "kb/engine/EngineScopes.h"
 #include "kb/engine/InferenceEngine.h"
+#include "kb/functions/MathPackage.h"
 #include "kb/functions/StandardPackage.h"
 #include "kb/functions/StringPackage.h"
 #include "kb/platform/ComponentStream.h"
@@ -117,7 +118,8 @@ class TSavedTextFunctions {
     const TStandardPackage& standard = Package(standard_);
     const TStringPackage& strings = Package(strings_);
     for (const std::string_view name : {"assert", "focus", "do-backward-chaining"}) Lend(standard, name);
-    for (const std::string_view name : {"sym-cat"}) Lend(strings, name);
+    for (const std::string_view name : {"sym-cat", "str-cat"}) Lend(strings, name);
+    Lend(Package(math_), "+");
   }
   TSavedTextFunctions(const TSavedTextFunctions&) = delete;
   TSavedTextFunctions& operator=(const TSavedTextFunctions&) = delete;
@@ -143,6 +145,7 @@ class TSavedTextFunctions {
   TInferenceEngine& engine_;
   std::unique_ptr<TStandardPackage> standard_;
   std::unique_ptr<TStringPackage> strings_;
+  std::unique_ptr<TMathPackage> math_;
   std::vector<Ref<IUserFunction>> lent_;
 };
 
