@@ -12,6 +12,7 @@
 #include "kb/functions/StandardPackage.h"
 #include "kb/functions/StringPackage.h"
 #include "kb/functions/TrigonometryPackage.h"
+#include "kb/fuzzy/FuzzyLogicPackage.h"
 #include "kb/platform/Action.h"
 #include "kb/platform/ClassRegistry.h"
 
@@ -26,7 +27,7 @@ void RegisterEngineClasses() {
           &TVerifyTypePFunction::StaticClass(), &TBuiltinFunction::StaticClass(), &TBasicAction::StaticClass(),
           &TObjectPackage::StaticClass(), &TTrigonometryPackage::StaticClass(), &TBusinessPackage::StaticClass(),
           &TStandardPackage::StaticClass(), &TPredicatePackage::StaticClass(), &TMathPackage::StaticClass(),
-          &TMiscPackage::StaticClass(), &TStringPackage::StaticClass()}) {
+          &TMiscPackage::StaticClass(), &TStringPackage::StaticClass(), &TFuzzyLogicPackage::StaticClass()}) {
       RegisterClass(*info);
     }
   });
