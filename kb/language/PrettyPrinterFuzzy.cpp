@@ -34,7 +34,9 @@ std::string BetaText(std::span<const double> numbers) {
 }
 
 std::string PointsText(const IFuzzySet& set) {
-  if (!set.GetExpression().empty()) return set.GetExpression();
+  // Points are saved as numbers, whether a text gave them or not: so the saved text stays the same.
+  const bool points = TLosslessText::IsOn() && set.GetExpression().starts_with("((");
+  if (!set.GetExpression().empty() && !points) return set.GetExpression();
   std::string text = "(";
   for (int i = 0; i < set.PointCount(); ++i) {
     text += "(" + NumberText(set.X(i)) + " " + NumberText(set.Y(i)) + ") ";
