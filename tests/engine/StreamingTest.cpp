@@ -26,7 +26,7 @@ std::unique_ptr<TComponent> Read(const std::string& bytes) {
 
 class Streaming : public testing::TestWithParam<TStreamForm> {};
 
-constexpr const char* kProgram =
+constexpr const char* kStreamedProgram =
     "(deffunction twice (?x) (* 2 ?x))"
     "(defglobal ?*a* = 0.123456789 ?*b* = (twice 21))"
     "(deftemplate p (slot n (default 1)) (slot s))"
@@ -39,7 +39,7 @@ constexpr const char* kProgram =
 TEST_P(Streaming, AnEngineComesBackWithItsSettingsAndKnowledge) {
   TInferenceEngine source;
   source.SetName("engine");
-  source.Parse(kProgram, true);
+  source.Parse(kStreamedProgram, true);
   source.SetStrategy(ssBreadthFirst);
   source.SetTypeChecks({tcStatic, tcDynamic});
   source.SetFactDuplication(true);
