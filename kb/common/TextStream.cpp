@@ -115,7 +115,7 @@ void TGTextStream::OpenForReading(TTextReadMode mode) {
   }
   text_ = encoding_->Decode(std::move(bytes));
   if (!writable_) return;
-  // Asked for now, not when the text is saved: append mode opens for writing without touching the content.
+  // Opened at once, not when the text is saved: append mode opens for writing without touching the content.
   errno = 0;
   if (!std::ofstream(path_, std::ios::binary | std::ios::app)) Fail("Cannot open file");
 }
