@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <sstream>
@@ -11,6 +10,7 @@
 #include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
 #include "kb/platform/FileReplacement.h"
+#include "tests/TempDirectory.h"
 
 namespace kb {
 namespace {
@@ -281,13 +281,13 @@ TEST(Persistence, AFailingLoadLeavesWhatItHadReadAndAWorkingParser) {
 }
 
 TEST(Persistence, EveryEncodingWithItsMark) {
-  const std::string folder = testing::TempDir();
+  const kbtest::TTempDirectory directory;
   TInferenceEngine source;
   source.Parse("(assert (a \"\xC3\xA4\xC3\xB6 \xC2\xA7\"))", true);
   const std::string facts = SavedFacts(source, "a");
   for (const TEncoding* encoding : {TEncoding::UTF8(), TEncoding::UTF8WithMark(), TEncoding::UTF16LE(),
                                     TEncoding::UTF16BE(), TEncoding::Latin1()}) {
-    const std::string name = folder + "kb-persistence-" + std::string(encoding->Name());
+    const std::string name = "saved-" + std::string(encoding->Name());
     source.SaveToFile(name, encoding);
     source.SaveFacts(name + ".facts", "a", encoding);
     std::ifstream file(name, std::ios::binary);
@@ -299,8 +299,6 @@ TEST(Persistence, EveryEncodingWithItsMark) {
     TInferenceEngine only;
     only.LoadFacts(name + ".facts", encoding);
     EXPECT_EQ(SavedFacts(only, "a"), facts) << encoding->Name();
-    std::filesystem::remove(name);
-    std::filesystem::remove(name + ".facts");
   }
 }
 

@@ -2,11 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 
 #include "kb/platform/Exceptions.h"
 #include "kb/platform/FileReplacement.h"
+#include "tests/TempDirectory.h"
 
 namespace {
 
@@ -14,27 +14,16 @@ namespace fs = std::filesystem;
 
 class FileReplacement : public testing::Test {
  protected:
-  FileReplacement() : folder_(fs::path(testing::TempDir()) / "kb-file-replacement") {
-    fs::remove_all(folder_);
-    fs::create_directories(folder_);
-    std::ofstream(Path("old")) << "old";
-  }
-  ~FileReplacement() override { fs::remove_all(folder_); }
+  FileReplacement() { directory_.Write("old", "old"); }
 
-  [[nodiscard]] std::string Path(const char* name) const { return (folder_ / name).string(); }
-  [[nodiscard]] std::string Content(const char* name) const {
-    std::ifstream file(Path(name));
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-  [[nodiscard]] std::ptrdiff_t FileCount() const {
-    return std::distance(fs::directory_iterator(folder_), fs::directory_iterator());
-  }
+  static std::string Content(const std::string& name) { return kbtest::TTempDirectory::Read(name); }
+  static std::ptrdiff_t FileCount() { return std::distance(fs::directory_iterator("."), fs::directory_iterator()); }
 
-  fs::path folder_;
+  kbtest::TTempDirectory directory_;
 };
 
 TEST_F(FileReplacement, TheOldFileStandsUntilTheNewOneIsComplete) {
-  kb::TFileReplacement file(Path("old"));
+  kb::TFileReplacement file("old");
   file.Stream() << "new" << std::flush;
   EXPECT_EQ(Content("old"), "old");
   file.Commit();
@@ -43,30 +32,30 @@ TEST_F(FileReplacement, TheOldFileStandsUntilTheNewOneIsComplete) {
 }
 
 TEST_F(FileReplacement, WhatIsNotCompletedLeavesNothing) {
-  { kb::TFileReplacement(Path("old")).Stream() << "new"; }
-  { kb::TFileReplacement(Path("other")).Stream() << "new"; }
+  { kb::TFileReplacement("old").Stream() << "new"; }
+  { kb::TFileReplacement("other").Stream() << "new"; }
   EXPECT_EQ(Content("old"), "old");
   EXPECT_EQ(FileCount(), 1);
 }
 
 TEST_F(FileReplacement, AStreamThatFailedIsNotCommitted) {
-  kb::TFileReplacement file(Path("old"));
+  kb::TFileReplacement file("old");
   file.Stream().setstate(std::ios::badbit);
   EXPECT_THROW(file.Commit(), kb::EStreamError);
   EXPECT_EQ(Content("old"), "old");
 }
 
 TEST_F(FileReplacement, ALinkStaysALink) {
-  fs::create_symlink("old", folder_ / "link");
-  kb::TFileReplacement file(Path("link"));
+  fs::create_symlink("old", "link");
+  kb::TFileReplacement file("link");
   file.Stream() << "new";
   file.Commit();
-  EXPECT_TRUE(fs::is_symlink(folder_ / "link"));
+  EXPECT_TRUE(fs::is_symlink("link"));
   EXPECT_EQ(Content("old"), "new");
 }
 
 TEST_F(FileReplacement, AFolderThatIsNotThereRaises) {
-  EXPECT_THROW(kb::TFileReplacement(Path("no/such")), kb::EStreamError);
+  EXPECT_THROW(kb::TFileReplacement("no/such"), kb::EStreamError);
 }
 
 }  // namespace
