@@ -39,6 +39,14 @@ IKBValue Chain(TFunctionCall& call, TKBContext& context, Compare compare) {
   return FCTrue;
 }
 
+/// A multifield equals a single value when it holds nothing else. So "=(+ 1 2)" in a multislot of a pattern, which
+/// stands for a run of fields, finds the field 3, as "=(create$ 1 2)" finds two.
+bool EqualInValue(const TKBValue& left, const TKBValue& right) {
+  const TValueVector* fields = left.ListOrNull();
+  if (fields == nullptr || right.Is(dtList)) return left.EqualsStar(&right);
+  return fields->GetValueCount() == 1 && fields->Get(0)->EqualsStar(&right);
+}
+
 }  // namespace
 
 IKBValue And(TFunctionCall& call, TKBContext& context) {
@@ -62,9 +70,7 @@ IKBValue Eq(TFunctionCall& call, TKBContext& context) {
   return FirstAgainstRest(call, context, [](const TKBValue& a, const TKBValue& b) { return a.Equals(&b); });
 }
 
-IKBValue EqStar(TFunctionCall& call, TKBContext& context) {
-  return FirstAgainstRest(call, context, [](const TKBValue& a, const TKBValue& b) { return a.EqualsStar(&b); });
-}
+IKBValue EqStar(TFunctionCall& call, TKBContext& context) { return FirstAgainstRest(call, context, EqualInValue); }
 
 IKBValue Neq(TFunctionCall& call, TKBContext& context) {
   return FirstAgainstRest(call, context, [](const TKBValue& a, const TKBValue& b) { return !a.Equals(&b); });

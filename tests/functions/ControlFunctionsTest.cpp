@@ -26,6 +26,8 @@ TEST(LogicFunctions, Comparison) {
       {"(eq* a \"a\")", "TRUE"},
       {"(eq* 1 1.9)", "TRUE"},  // converted to the type of the first
       {"(eq* 1.9 1)", "FALSE"},
+      {"(eq* (create$ 3) 3 \"3\" (create$ 3))", "TRUE"},  // nothing else in the multifield
+      {"(eq* (create$ 3 4) 3)", "FALSE"},
       {"(neq a b c)", "TRUE"},
       {"(neq a b a (throw x))", "FALSE"},
       {"(neq a)", "TRUE"},
