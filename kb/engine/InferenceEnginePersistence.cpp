@@ -3,8 +3,10 @@
 // The text of an engine is a program that makes it again. Most of it can stand in any order, since calls find what
 // they name when they run. Three things cannot: a fact in a call is bound to its template when it is read, the value
 // of a global variable is worked out when it is read, and the facts of a module set its rules to work. So a function
-// whose body holds facts follows the templates of the module that it was read in, and a global whose value calls a
-// function of the language follows the functions, with all globals behind it.
+// whose body holds facts follows the templates of the module that it was read in, and so does a global whose value
+// asserts. A global whose value calls a function of the language follows the functions. Behind either come all globals
+// that follow it. What a global asserts stands already when the facts are read, which then are dropped as equal, if
+// equal facts are; one that has been retracted comes back.
 //
 // Tested in tests/engine/PersistenceTest.cpp and RoundTripTest.cpp; measured in bench/Persistence.cpp.
 #include <algorithm>
@@ -75,26 +77,31 @@ class TDefinitions {
   }
 
  private:
+  using TTemplateSet = std::unordered_set<const TFactTemplate*>;
+
+  static auto CollectingIn(TTemplateSet& templates) {
+    return [&templates](const TFact& fact) { templates.insert(fact.GetTemplate().Get()); };
+  }
+
   void PlaceFunction(const TInterpretedFunction& function, bool bodyOnly) {
     const std::string text = function.ToString(engine_);
-    const TModule* module = HomeOf(function);
+    TTemplateSet templates;
+    for (int i = 0; i < function.GetStatementCount(); ++i) {
+      VisitParts(
+          function.GetStatement(i).Get(), [](const TFunctionCall&) {}, CollectingIn(templates));
+    }
+    const TModule* module = HomeOf(templates);
     if (module == nullptr && bodyOnly) module = engine_.GetModules().Get(0).Get();
     if (module == nullptr) {
       functions_.append(kLineEnd).append(text);
       return;
     }
     ofModule_[module] += text;
-    if (lastModule_ == nullptr || Position(module) > Position(lastModule_)) lastModule_ = module;
+    WaitFor(module);
   }
 
-  /// The first module that has all templates of the facts in the function; null when there are none.
-  [[nodiscard]] const TModule* HomeOf(const TInterpretedFunction& function) const {
-    std::unordered_set<const TFactTemplate*> templates;
-    const auto collect = [&templates](const TFact& fact) { templates.insert(fact.GetTemplate().Get()); };
-    for (int i = 0; i < function.GetStatementCount(); ++i) {
-      VisitParts(
-          function.GetStatement(i).Get(), [](const TFunctionCall&) {}, collect);
-    }
+  /// The first module that has all the templates; null when there are none.
+  [[nodiscard]] const TModule* HomeOf(const TTemplateSet& templates) const {
     if (templates.empty()) return nullptr;
     for (int i = 0; i < engine_.GetModules().GetCount(); ++i) {
       const TModule* module = engine_.GetModules().Get(i).Get();
@@ -106,17 +113,21 @@ class TDefinitions {
     }
     return nullptr;
   }
+  void WaitFor(const TModule* module) {
+    if (lastModule_ == nullptr || Position(module) > Position(lastModule_)) lastModule_ = module;
+  }
 
   void PlaceGlobals() {
     const TGlobalVariables& globals = engine_.GetGlobalVariables();
-    const auto isLate = [this](const TKBValue* value) {
+    firstLateGlobal_ = globals.GetCount();
+    for (int i = 0; i < globals.GetCount(); ++i) {
       bool late = false;
+      TTemplateSet templates;
       const auto look = [&](const TFunctionCall& call) { late = late || IsInterpreted(call.GetName().View()); };
-      VisitParts(value, look, [](const TFact&) {});
-      return late;
-    };
-    while (firstLateGlobal_ < globals.GetCount() && !isLate(globals.GetValue(firstLateGlobal_).Get())) {
-      ++firstLateGlobal_;
+      VisitParts(globals.GetValue(i).Get(), look, CollectingIn(templates));
+      const TModule* module = HomeOf(templates);
+      if (module != nullptr) WaitFor(module);
+      if (late || module != nullptr) firstLateGlobal_ = std::min(firstLateGlobal_, i);
     }
   }
   [[nodiscard]] bool IsInterpreted(std::string_view name) const {
@@ -141,7 +152,7 @@ class TDefinitions {
   TInferenceEngine& engine_;
   std::string functions_;
   std::unordered_map<const TModule*, std::string> ofModule_;
-  const TModule* lastModule_ = nullptr;  // the last one with functions behind its templates
+  const TModule* lastModule_ = nullptr;  // the last one behind whose templates something stands
   int firstLateGlobal_ = 0;
 };
 

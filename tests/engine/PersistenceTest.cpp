@@ -170,6 +170,22 @@ TEST(Persistence, WhateverRefersToWhatever) {
   EXPECT_EQ(target.FindModule("MAIN")->GetFactTemplates()->FindTemplate("note"), nullptr);
 }
 
+TEST(Persistence, AGlobalThatAssertsFollowsTheTemplateOfItsFact) {
+  TInferenceEngine source;
+  source.Parse(
+      "(deftemplate note (slot text)) (defglobal ?*a* = 1 ?*note* = (assert (note (text hi))) ?*b* = 2)"
+      "(deffacts d (n ?*b*))",
+      true);
+  TInferenceEngine target;
+  Load(target, source.GetExpertSystem());
+  EXPECT_EQ(SavedFacts(target, "note"), "(note (text hi))\r\n") << "the saved fact and that of the variable are equal";
+  Load(target, "(retract ?*note*)");
+  EXPECT_EQ(SavedFacts(target, "note"), "") << "the variable tells the fact";
+  source.Reset();
+  target.Reset();
+  EXPECT_EQ(TextOf(target), TextOf(source));
+}
+
 TEST(Persistence, TheMarkOfBackwardChainingIsSaved) {
   TInferenceEngine source;
   source.Parse(
