@@ -169,6 +169,8 @@ void TEngineVariables::Assign(const TValueHashTable& source) {
 
 void TGlobalVariables::Assign(const TValueHashTable& source) {
   const auto* other = dynamic_cast<const TGlobalVariables*>(&source);
+  // A table of another kind has no values of variables to copy: putting its entries in makes them.
+  // NOLINTNEXTLINE(bugprone-parent-virtual-call)
   if (other == nullptr) return TValueHashTable::Assign(source);
   if (other == this) return;
   TEngineVariables::Assign(source);

@@ -226,26 +226,21 @@ IKBValue GetUUnits(TFunctionCall& call, TKBContext& context) {
 
 // ---- Settings
 
+// Gives the setting as it was. The argument is worked out first, since a call in it may change the setting.
+template <IKBValue (*Get)(TFunctionCall&, TKBContext&), void (TInferenceEngine::*Set)(float)>
+IKBValue SetThreshold(TFunctionCall& call, TKBContext& context) {
+  const auto value = static_cast<float>(NumericArgument(call, 0, context));
+  const IKBValue previous = Get(call, context);
+  (EngineOf(context).*Set)(value);
+  return previous;
+}
+
 IKBValue GetActivationThreshold(TFunctionCall& /*call*/, TKBContext& context) {
   return MakeFloat(static_cast<double>(EngineOf(context).GetMinActivationStrength()));
 }
 
-IKBValue SetActivationThreshold(TFunctionCall& call, TKBContext& context) {
-  const auto value = static_cast<float>(NumericArgument(call, 0, context));
-  const IKBValue previous = GetActivationThreshold(call, context);
-  EngineOf(context).SetMinActivationStrength(value);
-  return previous;
-}
-
 IKBValue GetFuzzyThreshold(TFunctionCall& /*call*/, TKBContext& context) {
   return MakeFloat(static_cast<double>(EngineOf(context).GetFuzzyEqualsThreshold()));
-}
-
-IKBValue SetFuzzyThreshold(TFunctionCall& call, TKBContext& context) {
-  const auto value = static_cast<float>(NumericArgument(call, 0, context));
-  const IKBValue previous = GetFuzzyThreshold(call, context);
-  EngineOf(context).SetFuzzyEqualsThreshold(value);
-  return previous;
 }
 
 IKBValue GetAutoTerms(TFunctionCall& /*call*/, TKBContext& context) {
@@ -428,7 +423,7 @@ const TBuiltin kFuzzyFunctions[] = {
     {"set-activation-threshold", " <numeric-expression>", 1, 1,
      "Sets the least strength that a fuzzy match may leave to the activation of a rule, cut to 0 to 1. Returns the "
      "previous one",
-     SetActivationThreshold},
+     SetThreshold<GetActivationThreshold, &TInferenceEngine::SetMinActivationStrength>},
     {"get-fuzzy-auto-terms", "", 0, 0, "Returns TRUE if new fuzzy types get the terms low, medium and high",
      GetAutoTerms},
     {"set-fuzzy-auto-terms", " <boolean-expression>", 1, 1,
@@ -448,7 +443,7 @@ const TBuiltin kFuzzyFunctions[] = {
     {"get-fuzzy-threshold", "", 0, 0, "Returns the degree above which fuzzy values count as equal", GetFuzzyThreshold},
     {"set-fuzzy-threshold", " <numeric-expression>", 1, 1,
      "Sets the degree above which fuzzy values count as equal, cut to 0 to 1. Returns the previous one",
-     SetFuzzyThreshold},
+     SetThreshold<GetFuzzyThreshold, &TInferenceEngine::SetFuzzyEqualsThreshold>},
     {"plot-fuzzy-value", " <output-name> <characters> <low-expression> <high-expression> <fuzzy-expression>+", 5, kAny,
      "Prints a plot of fuzzy values, facts or fact ids, or of all terms of a fuzzy type, each with a character of its "
      "own. A limit that is no number is that of the universe. Returns TRUE",
