@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "bench/Measure.h"
+#include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
 
 namespace kb::bench {
@@ -20,10 +21,9 @@ class TJobs {
   explicit TJobs(TInferenceEngine& engine) : engine_(engine) {
     engine_.Parse("(deftemplate job (slot number) (slot kind))", false);
     for (size_t kind = 0; kind < kKinds; ++kind) {
-      const std::string name = std::to_string(kind);
-      engine_.Parse("(defrule work-" + name + " (declare (salience " + std::to_string(kind * 7 % 11) +
-                        ")) (job (number ?n) (kind " + name + ")) =>)",
-                    false);
+      std::string rule = "(defrule work-#kind (declare (salience #salience)) (job (number ?n) (kind #kind)) =>)";
+      rule = ReplaceAll(rule, "#salience", std::to_string(kind * 7 % 11));
+      engine_.Parse(ReplaceAll(rule, "#kind", std::to_string(kind)), false);
     }
     engine_.Reset();
     job_ = engine_.FindFactTemplate("job");

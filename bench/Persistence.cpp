@@ -4,23 +4,29 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bench/Measure.h"
+#include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
 
 namespace kb::bench {
 namespace {
 
 constexpr size_t kFactsPerRule = 100;
+// What each sensor has; "#" is its number.
+constexpr std::string_view kSensor = R"(
+(deftemplate reading# (slot sensor) (slot value) (multislot tags))
+(defrule r# "of sensor #"
+  (reading# (sensor s#) (value ?v&:(> ?v 1e9)) (tags $?t))
+  =>
+  (assert (alarm s# ?v ?t)))
+)";
 
 void Fill(TInferenceEngine& engine, size_t size) {
   for (size_t i = 0; i < size / kFactsPerRule; ++i) {
-    const std::string name = std::to_string(i);
-    engine.Parse("(deftemplate reading" + name + " (slot sensor) (slot value) (multislot tags))" + "(defrule r" + name +
-                     " \"of sensor " + name + "\" (reading" + name + " (sensor s" + name +
-                     ") (value ?v&:(> ?v 1e9)) (tags $?t)) => (assert (alarm s" + name + " ?v ?t)))",
-                 true);
+    engine.Parse(ReplaceAll(kSensor, "#", std::to_string(i)), true);
   }
   for (size_t i = 0; i < size; ++i) {
     const std::string name = std::to_string(i / kFactsPerRule);

@@ -85,7 +85,7 @@ void AppendSCurve(TFuzzyPolygon& polygon, int depth, bool falling, TFzyFloat lef
 
 /// A name as an operand: what holds operators gets brackets, but for a chain of the `same` one whose grouping does not
 /// matter.
-[[nodiscard]] std::string Operand(std::string name, std::string_view same = {}) {
+[[nodiscard]] std::string Operand(const std::string& name, std::string_view same = {}) {
   const std::vector<std::string_view> words = InfixWords(name);
   const bool chain = std::all_of(words.begin(), words.end(), [same](std::string_view word) { return word == same; });
   return chain ? name : "[ " + name + " ]";

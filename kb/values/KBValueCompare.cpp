@@ -6,9 +6,9 @@
 // every case. What descends into nested values checks the stack first.
 //
 // Tested in tests/values/KBValueTest.cpp.
+#include <bit>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 
 #include "kb/common/Helpers.h"
 #include "kb/functions/KBPackages.h"
@@ -419,7 +419,7 @@ bool TKBValue::PrintsLike(const TKBValue& other) const {
       case dtFactId:
         return content_.integer == other.content_.integer;
       case dtFloat: {
-        if (std::memcmp(&content_.number, &other.content_.number, sizeof(double)) == 0) return true;
+        if (std::bit_cast<uint64_t>(content_.number) == std::bit_cast<uint64_t>(other.content_.number)) return true;
         char mine[kFloatBuffer];
         char others[kFloatBuffer];
         return FloatText(content_.number, mine) == FloatText(other.content_.number, others);
