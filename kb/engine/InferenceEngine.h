@@ -684,7 +684,7 @@ class TInferenceEngine : public TComponent,
   [[nodiscard]] TTemplatePairs TemplatesWithType(const TKBDefinedType& oldType, const IKBDefinedType& newType);
   void ReplaceIn(const IFactTemplate& former, const IFactTemplate& replaced);
   int32_t AssertHere(const IFact& asserted, bool unconditional);
-  void PrepareFuzzyFact(const IFact& fact, bool unconditional);
+  bool PrepareFuzzyFact(const IFact& fact, bool unconditional);
   [[nodiscard]] IKBValue MergeFuzzy(const IKBValue& value, const IKBValue& other, bool isUnion,
                                     TFuzzyOperation operation) const;
   [[nodiscard]] bool IsAtHome(const TFact& fact) const;

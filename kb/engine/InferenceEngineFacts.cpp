@@ -3,6 +3,7 @@
 #include "kb/engine/EngineScopes.h"
 #include "kb/engine/InferenceEngine.h"
 #include "kb/matching/ReteNetwork.h"
+#include "kb/platform/StackGuard.h"
 #include "kb/values/KBConsts.h"
 
 namespace kb {
@@ -47,10 +48,11 @@ void TInferenceEngine::AdoptTemplate(TFact& fact) {
 }
 
 int32_t TInferenceEngine::AssertHere(const IFact& fact, bool unconditional) {
+  CheckStack();  // a fact may bring goals, and a goal others
   const bool isFuzzy = fact->GetTemplate()->IsFuzzy();
   const uint32_t hash = factDuplication_ ? 0 : TFacts::CacheHashOf(*fact);
   if (isFuzzy) {
-    PrepareFuzzyFact(fact, unconditional);
+    if (!PrepareFuzzyFact(fact, unconditional)) return -1;
   } else if (!factDuplication_ && facts_->FindDuplicate(*fact, hash) != nullptr) {
     return -1;
   }

@@ -4,6 +4,7 @@
 #include "kb/engine/InferenceEngine.h"
 #include "kb/fuzzy/FuzzyExpression.h"
 #include "kb/fuzzy/FuzzyPlot.h"
+#include "kb/fuzzy/FuzzyPolygon.h"
 #include "kb/fuzzy/FuzzyWords.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBDefinedType.h"
@@ -49,6 +50,25 @@ namespace {
   auto result = MakeRef<TValueVector>();
   for (const IKBValue& element : *list) result->Add(element ? Correlated(element, base, strength) : element);
   return MakeRef<TKBValue>(result);
+}
+
+[[nodiscard]] bool HaveSameSets(const IKBValue& value, const IKBValue& other) {
+  const Ref<IFuzzySet> set = FuzzyOrNull(value);
+  const Ref<IFuzzySet> present = FuzzyOrNull(other);
+  if (set && present) return set->Polygon() == present->Polygon();
+  const TValueVector* list = value ? value->ListOrNull() : nullptr;
+  const TValueVector* others = other ? other->ListOrNull() : nullptr;
+  if (list == nullptr || others == nullptr) return true;
+  return std::equal(list->begin(), list->end(), others->begin(), others->end(),
+                    [](const IKBValue& a, const IKBValue& b) { return HaveSameSets(a, b); });
+}
+
+/// Of facts that are equal.
+[[nodiscard]] bool HaveSameSets(const TFact& fact, const TFact& other) {
+  const auto values = fact.GetSlotValues();
+  const auto others = other.GetSlotValues();
+  return std::equal(values.begin(), values.end(), others.begin(), others.end(),
+                    [](const IKBValue& a, const IKBValue& b) { return HaveSameSets(a, b); });
 }
 
 /// Calls `change` with the name of each fuzzy slot.
@@ -136,12 +156,19 @@ void TInferenceEngine::AddDefaultFuzzyTerms(const Ref<IFuzzyVariable>& variable)
 // ---- Correlation and merging
 
 /// What makes a fuzzy fact ready to be asserted. An equal one that stands goes into it and is retracted.
-void TInferenceEngine::PrepareFuzzyFact(const IFact& fact, bool unconditional) {
+/// False when the fact adds nothing to a goal that stands. Its coming anew would wake the joins that asked for it, and
+/// they would ask again for ever.
+bool TInferenceEngine::PrepareFuzzyFact(const IFact& fact, bool unconditional) {
   if (currentAgendaItem_) FuzzyCorrelation(fact, currentAgendaItem_->GetStrength());
   const IFact present(facts_->FindDuplicate(*fact));
-  if (!present) return;
-  if (present != fact) FuzzyOperation(fact, present, !unconditional);
+  if (!present) return true;
+  if (present != fact) {
+    FuzzyOperation(fact, present, !unconditional);
+    if (fact->GetTemplate()->GetTemplateName().View().starts_with(SBackChainPrefix) && HaveSameSets(*fact, *present))
+      return false;
+  }
   RetractFact(present);
+  return true;
 }
 
 void TInferenceEngine::FuzzyCorrelation(const IFact& fact, float strength) {

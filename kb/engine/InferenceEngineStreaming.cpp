@@ -117,7 +117,7 @@ class TSavedTextFunctions {
   explicit TSavedTextFunctions(TInferenceEngine& engine) : engine_(engine) {
     const TStandardPackage& standard = Package(standard_);
     const TStringPackage& strings = Package(strings_);
-    for (const std::string_view name : {"assert", "focus", "do-backward-chaining"}) Lend(standard, name);
+    for (const std::string_view name : {"assert", "focus", "do-backward-chaining", "create$"}) Lend(standard, name);
     for (const std::string_view name : {"sym-cat", "str-cat"}) Lend(strings, name);
     Lend(Package(math_), "+");
   }

@@ -15,6 +15,7 @@ namespace kb {
 
 using printing::AppendIndented;
 using printing::CloseConstruct;
+using printing::FieldText;
 using printing::FullName;
 using printing::Quoted;
 
@@ -99,9 +100,10 @@ std::string CallText(const TKBValue& value) {
 
 // A fact may hold what its slot would not let through in a text, such as nil in a goal; what a call gives passes.
 std::string PassingText(const TFactSlot& slot, const TKBValue& value) {
-  const bool isNil = value.Is(dtAtom) && value.TextView().empty();  // the shared nil itself is always valid
-  if (isNil ? slot.IsValid(MakeAtom(TKBText()).Get()) : slot.IsValid(&value)) return value.ToString();
   const TValueVector* list = value.ListOrNull();
+  if (list != nullptr && !slot.IsMultiSlot()) return CloseConstruct("(create$ " + value.ToString());
+  const bool isNil = value.Is(dtAtom) && value.TextView().empty();  // the shared nil itself is always valid
+  if (isNil ? slot.IsValid(MakeAtom(TKBText()).Get()) : slot.IsValid(&value)) return FieldText(slot, value);
   if (list == nullptr) return CallText(value);
   std::string text;
   for (const IKBValue& element : *list) text += (element ? CallText(*element) : "nil") + " ";
@@ -190,20 +192,24 @@ std::string PrettyPrint(const TFunctionCall& funCall) {
 
 namespace {
 
-void AppendTest(std::string& text, const TKBPatternMatchTest& test, bool isTest) {
+void AppendTest(std::string& text, const TKBPatternMatchTest& test, const TFactSlot* slot, bool isTest) {
   if (!isTest && test.GetSlotTestType() == sttNotEquals) text += '~';
   const IKBValue& value = test.GetSlotValue();
   if (!isTest && value && value->Is(dtFunCall)) text += ':';
   if (value && value->Is(dtAtom) && TLosslessText::IsOn() && AtomNeedsCall(value->TextView())) text += '=';
-  text += ValueText(value);
+  text += slot != nullptr && value ? FieldText(*slot, *value) : ValueText(value);
 }
 
 // Tests of one field are joined by "&". There is no "|": alternatives have become a call of `or` by now.
-std::string SlotTestsText(const TSlotTests& tests, bool isTest) {
+std::string SlotTestsText(const TKBPattern& pattern, int index) {
+  const TSlotTests& tests = pattern.GetSlotTests(index);
+  const bool isTest = pattern.IsTest();
+  const IFactTemplate& factTemplate = pattern.GetFactTemplate();
+  const TFactSlot* slot = factTemplate ? factTemplate->FindSlot(pattern.GetSlotName(index).View()) : nullptr;
   std::string text;
   for (size_t i = 0; i < tests.size(); ++i) {
     if (i > 0) text += tests[i]->GetMultiSlotSubIndex() == tests[i - 1]->GetMultiSlotSubIndex() ? '&' : ' ';
-    AppendTest(text, *tests[i], isTest);
+    AppendTest(text, *tests[i], slot, isTest);
   }
   return text;
 }
@@ -222,14 +228,14 @@ std::string SlotsText(const TKBPattern& pattern) {
   if (data >= 0) {
     const bool any = lossless && pattern.GetSlotTestCount(data) == 0 && pattern.GetSlotLength(data) < 0 &&
                      pattern.GetName() != SInitialFactPattern;
-    return any ? "$?" : SlotTestsText(pattern.GetSlotTests(data), pattern.IsTest());
+    return any ? "$?" : SlotTestsText(pattern, data);
   }
   std::string text;
   for (int i = 0; i < pattern.GetSlotCount(); ++i) {
     const bool asksForNone = lossless && pattern.GetSlotLength(i) == 0;
     if (pattern.GetSlotTestCount(i) == 0 && !asksForNone) continue;
     text.append("(").append(pattern.GetSlotName(i).View()).append(" ");
-    text.append(SlotTestsText(pattern.GetSlotTests(i), false)).append(") ");
+    text.append(SlotTestsText(pattern, i)).append(") ");
   }
   return text;
 }
@@ -300,7 +306,9 @@ std::string PrettyPrint(const TKBPattern& pattern) {
   for (; count > 0; --count) element = Wrapped("not", element);
   std::string text;
   // Behind the arrow, where the reader finds the comment of the element again.
-  if (!pattern.GetBoundName().empty()) text += "?" + pattern.GetBoundName() + " <- ";
+  // The reader binds no negated element; a goal inside "not" was given its name, and gets one again.
+  const bool bound = !pattern.GetBoundName().empty() && pattern.GetNegatedCount() == 0;
+  if (bound) text += "?" + pattern.GetBoundName() + " <- ";
   AppendCommentLines(text, pattern.GetComment());
   return text + element;
 }

@@ -2,10 +2,14 @@
 #include <algorithm>
 
 #include "kb/common/Helpers.h"
+#include "kb/fuzzy/FuzzyPolygon.h"
+#include "kb/fuzzy/FuzzyWords.h"
 #include "kb/language/PrettyPrinter.h"
 #include "kb/language/PrettyPrinterParts.h"
+#include "kb/values/FactTemplate.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBFuzzyInterfaces.h"
+#include "kb/values/ValueVector.h"
 
 namespace kb {
 namespace {
@@ -63,12 +67,50 @@ std::string ShapeText(const IFuzzySet& set) {
   return PointsText(set);
 }
 
+/// Whether the name is an expression that gives the set: it may hold rounded numbers, or words that mean something else
+/// by now.
+bool NameGivesSet(const IFuzzySet& set) {
+  const Ref<IFuzzyVariable> variable(set.Variable());
+  if (!variable || variable->Parser() == nullptr || set.Name().empty()) return false;
+  const TPlainText plain;
+  try {
+    const Ref<IFuzzySet> again = variable->Parser()->EvalFuzzyExpression(variable, set.Name());
+    return again->Polygon() == set.Polygon() && again->Name() == set.Name();
+  } catch (const EException&) {
+    return false;
+  }
+}
+
+/// Behind another expression, one that begins with a bracket or a hedge would not begin a new one.
+std::string ExpressionText(const TKBValue& value, bool first) {
+  const Ref<IFuzzySet> set = value.Is(dtFuzzy) ? value.GetAsFuzzy() : nullptr;
+  if (!set || !NameGivesSet(*set)) return value.ToString();
+  const std::string word = set->Name().substr(0, set->Name().find(' '));
+  TFuzzyHedge hedge{};
+  return first || !(word == "[" || IsFuzzyHedge(word, hedge)) ? set->Name() : value.ToString();
+}
+
 }  // namespace
+
+namespace printing {
+
+std::string FieldText(const TFactSlot& slot, const TKBValue& value) {
+  if (!TLosslessText::IsOn() || !slot.IsFuzzy()) return value.ToString();
+  if (!slot.IsMultiSlot()) return ExpressionText(value, true);
+  const TValueVector* list = value.ListOrNull();
+  if (list == nullptr) return ExpressionText(value, false);
+  std::string text;
+  for (const IKBValue& element : *list) text += (element ? ExpressionText(*element, text.empty()) : "") + " ";
+  return text;
+}
+
+}  // namespace printing
 
 std::string PrettyPrint(const IFuzzySet& set, bool asTerm) {
   if (!asTerm) {
     // A name of a set's own making may stand for rounded numbers.
     const bool byPoints = set.Name().empty() || (TLosslessText::IsOn() && !set.IsTerm() && set.Name() != SEmptyFuzzy);
+    if (byPoints && set.PointCount() == 0) return std::string(SEmptyFuzzy);
     return byPoints ? set.GetValuesToString() : set.Name();
   }
   if (set.Name() == SEmptyFuzzy) return {};

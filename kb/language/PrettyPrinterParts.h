@@ -8,6 +8,11 @@
 #include "kb/values/KBConsts.h"
 #include "kb/values/LosslessText.h"
 
+namespace kb {
+class TFactSlot;
+class TKBValue;
+}  // namespace kb
+
 namespace kb::printing {
 
 /// The name, with its module in front when that is asked for and known.
@@ -31,6 +36,10 @@ inline void AppendIndented(std::string& text, std::string_view lines) {
   text += TLosslessText::IsOn() ? IndentSource(lines)
                                 : ReplaceAll(lines, kLineEnd, std::string(kLineEnd) + std::string(IndentString));
 }
+
+/// The text of what a slot holds or is compared with. A fuzzy value of a single slot is an expression there, and is
+/// saved as one wherever the expression gives the same set again.
+[[nodiscard]] std::string FieldText(const TFactSlot& slot, const TKBValue& value);
 
 /// The line of units, or nothing without any.
 [[nodiscard]] inline std::string UnitsText(const std::string& units) {

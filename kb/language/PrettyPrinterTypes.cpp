@@ -11,6 +11,7 @@ namespace kb {
 
 using printing::AppendIndented;
 using printing::CloseConstruct;
+using printing::FieldText;
 using printing::FullName;
 using printing::Quoted;
 
@@ -49,7 +50,7 @@ std::string DefaultText(const TFactSlot& slot) {
     const IKBValue chosen = slot.CreateValidDefault(slot.IsMultiSlot());
     if (chosen && chosen->Is(value->GetDType()) && chosen->Equals(value.Get())) return {};
   }
-  const std::string text = value->ToString();
+  const std::string text = FieldText(slot, *value);
   if (!lossless && Trim(text).empty()) return {};
   return std::string(slot.GetDefaultDynamic() ? "(default-dynamic " : "(default ") + text + ") ";
 }

@@ -12,6 +12,7 @@
 #include "kb/values/FactTemplate.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBDefinedType.h"
+#include "kb/values/KBFuzzyInterfaces.h"
 #include "kb/values/KBHelperFunctions.h"
 #include "kb/values/ValueVector.h"
 
@@ -197,12 +198,24 @@ void TFactSlot::Assign(const TPersistent& source) {
   if (owner_ != nullptr) owner_->NewSlotType();
 }
 
+namespace {
+
+bool IsEmptySet(const TKBValue& value) {
+  if (!value.Is(dtFuzzy)) return false;
+  const Ref<IFuzzySet> set = value.GetAsFuzzy();
+  return set && set->Name() == SEmptyFuzzy;
+}
+
+}  // namespace
+
 bool TFactSlot::Equals(const TFactSlot* other) const {
   if (other == this) return true;
   if (other == nullptr || !(name_ == other->name_) || !(slotType_ == other->slotType_)) return false;
   if (!(typeInfo_ == other->typeInfo_) && !(typeInfo_ && typeInfo_->Equals(other->typeInfo_.Get()))) return false;
   if (slotDefault_ == other->slotDefault_) return true;
   if (!slotDefault_ || !other->slotDefault_) return false;
+  // Fuzzy values are equal when they overlap, which the empty set does with none, not even itself.
+  if (IsEmptySet(*slotDefault_) && IsEmptySet(*other->slotDefault_)) return true;
   try {
     return slotDefault_->EqualsStar(other->slotDefault_.Get());
   } catch (const EKBException&) {

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 #include "kb/common/Helpers.h"
 
@@ -32,6 +33,8 @@ bool LooksLikeNumber(std::string_view text) noexcept {
 
 TLosslessText::TLosslessText() noexcept { ++losslessDepth; }
 TLosslessText::~TLosslessText() { --losslessDepth; }
+TPlainText::TPlainText() noexcept : depth_(std::exchange(losslessDepth, 0)) {}
+TPlainText::~TPlainText() { losslessDepth = depth_; }
 bool TLosslessText::IsOn() noexcept { return losslessDepth > 0; }
 
 std::string LosslessFloat(double value) {

@@ -21,6 +21,18 @@ class TLosslessText {
   [[nodiscard]] static bool IsOn() noexcept;
 };
 
+/// A scope of printing for people inside the other: what is evaluated there gets the names that it always has.
+class TPlainText {
+ public:
+  TPlainText() noexcept;
+  ~TPlainText();
+  TPlainText(const TPlainText&) = delete;
+  TPlainText& operator=(const TPlainText&) = delete;
+
+ private:
+  int depth_;
+};
+
 /// As many decimals as read back the same number, at least four, without exponent. Infinities and NaN, which the
 /// language has no numbers for, print as for people.
 [[nodiscard]] std::string LosslessFloat(double value);

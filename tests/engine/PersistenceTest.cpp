@@ -201,6 +201,22 @@ TEST(Persistence, TheMarkOfBackwardChainingIsSaved) {
   EXPECT_NE(target.GetFacts().GetToIDString().find("(bill tea 5 )"), std::string::npos);
 }
 
+TEST(Persistence, AGoalInsideNotIsSavedWithoutTheNameThatItWasGiven) {
+  TInferenceEngine source;
+  source.Parse("(do-backward-chaining price) (defrule idle (item ?x) (not (need-price ?x)) => )", true);
+  TInferenceEngine target;
+  ExpectCopies(source, target);
+}
+
+TEST(Persistence, AMultifieldInASingleSlotStaysOne) {
+  TInferenceEngine source;
+  source.Parse("(deftemplate p (slot n)) (assert (p (n (create$ 1 a))) (p (n (create$))))", true);
+  TInferenceEngine target;
+  ExpectCopies(source, target);
+  EXPECT_EQ(target.GetFacts().Get(1)->GetValue("n")->GetAsList()->GetValueCount(), 2);
+  EXPECT_EQ(target.GetFacts().Get(2)->GetValue("n")->GetAsList()->GetValueCount(), 0);
+}
+
 TEST(Persistence, NamesThatWereMadeForAnonymousVariablesAreNotMadeAgain) {
   TInferenceEngine source;
   source.Parse("(defrule r (a ? ?) (b ?) => )", true);

@@ -1,4 +1,5 @@
-// Random knowledge bases, printed, read by a fresh engine and printed again: the same text, and the same run.
+// Random knowledge bases, printed, read by a fresh engine and printed again: the same text, and the same run; and once
+// more when they have run.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -22,6 +23,8 @@ class TGenerator {
 
   int Number(int limit) { return static_cast<int>(random_() % static_cast<unsigned>(limit)); }
   bool Chance(int percent) { return Number(100) < percent; }
+  /// Whether the last knowledge base has goals.
+  [[nodiscard]] bool Chains() const { return !chained_.empty(); }
   template <class... Texts>
   std::string OneOf(Texts... texts) {
     const std::string all[] = {std::string(texts)...};
@@ -35,11 +38,12 @@ class TGenerator {
     types_ = 0;
     globals_ = 0;
     functions_ = 0;
-    lastFunction_.clear();
+    fuzzyType_.clear();
+    chained_.clear();
+    lastCall_.clear();
     texts.push_back("(defmodule MAIN " + Comment() + "(export ?ALL))");
     AddModule(texts, "");
-    // Goals depend on which of rules and facts came first, which with two modules is not the order of the text.
-    if (chained_ || !Chance(40)) return texts;
+    if (!Chance(40)) return texts;
     texts.push_back("(defmodule B " + Comment() + "(import MAIN ?ALL))");
     AddModule(texts, "b");
     return texts;
@@ -49,6 +53,7 @@ class TGenerator {
   struct TSlotInfo {
     std::string name;
     bool multi;
+    bool fuzzy = false;
   };
   struct TTemplateInfo {
     std::string name;
@@ -57,14 +62,20 @@ class TGenerator {
 
   void AddModule(std::vector<std::string>& texts, const std::string& prefix) {
     for (int i = Number(3); i > 0; --i) texts.push_back(DefType(prefix));
+    if (Chance(25)) texts.push_back(FuzzyType(prefix));
     for (int i = 1 + Number(3); i > 0; --i) texts.push_back(Template(prefix));
-    chained_ = prefix.empty() && Chance(15);
-    if (chained_) texts.push_back("(do-backward-chaining " + slots_[0].name + ")");
+    if (prefix.empty() && Chance(15)) {
+      texts.push_back("(do-backward-chaining " + slots_[0].name + ")");
+      chained_.push_back(slots_[0]);
+      chained_[0].name = "need-" + slots_[0].name;
+    }
     for (int i = Number(3); i > 0; --i) texts.push_back(Function(prefix));
     for (int i = Number(3); i > 0; --i) texts.push_back(Global());
     for (int i = 0; i < 1 + Number(4); ++i) texts.push_back(Rule(prefix + "r" + std::to_string(i)));
     for (int i = 0; i < Number(3); ++i) texts.push_back(FactSet(prefix + "d" + std::to_string(i)));
-    for (int i = Number(4); i > 0; --i) texts.push_back("(assert " + Fact(false) + ")");
+    // What is asked for depends on the order of facts, and a text keeps the order only within a module.
+    const int facts = chained_.empty() || prefix.empty() ? Number(4) : 0;
+    for (int i = facts; i > 0; --i) texts.push_back("(assert " + Fact(false) + ")");
   }
 
   std::string Comment() {
@@ -121,9 +132,9 @@ class TGenerator {
       text += OneOf("(allowed-symbols a b red)", "(allowed-values a \"text\" 1 2.5)", "(allowed-integers 1 2 3)",
                     "(allowed-strings \"text\" \"say \\\"so\\\"\")", "(allowed-lexemes a \"b\")",
                     "(allowed-floats 0.1 1e-7)");
-    if (Chance(10)) text += OneOf("(units cm)", "(units \"per \\\"day\\\"\")", "(units 12)");
-    return text;
+    return text + Units();
   }
+  std::string Units() { return Chance(10) ? OneOf("(units cm)", "(units \"per \\\"day\\\"\")", "(units 12)") : ""; }
   std::string BaseTypes() {
     return OneOf("SYMBOL", "STRING", "INTEGER", "FLOAT", "NUMBER", "LEXEME", "SYMBOL NUMBER", "INTEGER STRING",
                  "OBJECT", "?VARIABLE");
@@ -137,9 +148,28 @@ class TGenerator {
     return "(deftype " + name + " " + Comment() + "extends (type " + parent + BaseTypes() + ") " + Limits() +
            (Chance(10) ? "(cardinality 0 3)" : "") + ")";
   }
+  std::string FuzzyType(const std::string& prefix) {
+    const std::string parent = !fuzzyType_.empty() && Chance(40) ? fuzzyType_ : "FUZZY";
+    fuzzyType_ = "z" + prefix;
+    std::string text = "(deftype " + fuzzyType_ + " " + Comment() + "extends (type " + parent + ") ";
+    text += OneOf("(range 0 100)", "(range -7.5 62.25)", "(range 0.1 33.3)") + Units();
+    text += "(values (term low ((-10 1) (40 0)))(term high ((0.5 0) (99.5 1)))(term cold " +
+            OneOf("(z 5 12.5)", "((1 1) (20 0))", "(tri 0 7.1 30)") + ")";
+    text += "(term hot " + OneOf("(s 20 40)", "(pi 30 4)", "(pi 20 30 45)", "(beta 30 10)", "(beta 30 4 20 2)") + ")";
+    if (Chance(50)) text += "(term mild " + OneOf("not [ cold or hot ]", "((5 0) (12.3 0.1) (30 0))", "25") + ")";
+    return text + "))";
+  }
+  // Among others a set prints by its points if its name begins with a hedge.
+  std::string FuzzyValue(bool single) {
+    if (!single || Chance(30)) return OneOf("cold", "hot", "12.5", "((0 0) (10.1 0.7) (20 0))");
+    return OneOf("cold", "hot", "low", "high", "not hot", "very cold", "[ cold or very hot ] and not low", "12.5",
+                 "((0 0) (10.1 0.7) (20 0))", "hot limited-to 0.3", "cold shifted-by 2");
+  }
   std::string Slot(const TSlotInfo& slot) {
     std::string text = slot.multi ? "(multislot " : "(slot ";
     text += slot.name + " ";
+    if (slot.fuzzy)
+      return text + "(type " + fuzzyType_ + ")" + (Chance(30) ? "(default " + FuzzyValue(!slot.multi) + "))" : ")");
     if (Chance(15)) return text + TypedSlot();
     // Values that break the limits of their slot would be refused when they are read.
     if (Chance(40)) {
@@ -172,7 +202,8 @@ class TGenerator {
     }
     const int count = Number(4);
     for (int i = 0; i < count; ++i) {
-      const TSlotInfo slot{OneOf("n", "name", "Size", "list", "x") + std::to_string(i), Chance(30)};
+      const TSlotInfo slot{OneOf("n", "name", "Size", "list", "x") + std::to_string(i), Chance(30),
+                           !fuzzyType_.empty() && Chance(40)};
       const auto same = [&slot](const TSlotInfo& other) { return other.name == slot.name; };
       if (std::any_of(info.slots.begin(), info.slots.end(), same)) continue;
       info.slots.push_back(slot);
@@ -198,7 +229,8 @@ class TGenerator {
     for (const TSlotInfo& slot : info.slots) {
       if (Chance(30)) continue;
       text += " (" + slot.name;
-      for (int i = slot.multi ? Number(3) : 1; i > 0; --i) text += " " + value();
+      for (int i = slot.multi ? Number(3) : 1; i > 0; --i)
+        text += " " + (slot.fuzzy ? FuzzyValue(!slot.multi) : value());
       text += ")";
     }
     return text + ")";
@@ -210,18 +242,19 @@ class TGenerator {
   }
   std::string Function(const std::string& prefix) {
     const std::string name = "f" + prefix + std::to_string(functions_++);
-    std::string text = "(deffunction " + name + " (?x" + (Chance(30) ? " $?rest" : "") + ") " + Comment();
+    const bool more = Chance(30);
+    std::string text = "(deffunction " + name + " (?x" + (more ? " $?rest" : "") + ") " + Comment();
     if (Chance(30)) text += "; a remark\n(bind ?y 1.5)";
     // What a global variable calls must not assert: it is called again when the text is read.
     if (Chance(30)) {
       text += "(assert " + Fact(true, "?x") + ")";
     } else {
-      lastFunction_ = name;
+      lastCall_ = "(" + name + (more ? " 3 4)" : " 3)");
     }
     return text + OneOf("?x", "(str-cat ?x \"!\")", "(if (eq ?x nil) then 1 else ?x)", "(create$ ?x 0.1)") + ")";
   }
   std::string Global() {
-    const std::string value = !lastFunction_.empty() && Chance(30) ? "(" + lastFunction_ + " 3)" : Value(true);
+    const std::string value = !lastCall_.empty() && Chance(30) ? lastCall_ : Chance(20) ? "(+ 1 2)" : Constant();
     return "(defglobal ?*g" + std::to_string(globals_++) + "* = " + value + ")";
   }
 
@@ -237,9 +270,8 @@ class TGenerator {
         if (variables.empty()) return Constant();
         return ":(neq " + variables[0] + " " + Constant() + ")";
       case 3:
-        // In a multifield it asks for a run of elements, and a single value is an error of the match.
-        if (inMultifield) return Constant();
-        return "=" + OneOf("(+ 1 2)", "(sym-cat a)", "(- 5 4)");
+        // The result becomes what the field is, so a word or list would be an error where the field is a number.
+        return OneOf("=", "=", "~=") + OneOf("(+ 1 2)", "(sym-cat \"12\")", inMultifield ? "(create$ a 1)" : "(- 5 4)");
       case 4:
         return "?";
       case 5:
@@ -258,18 +290,25 @@ class TGenerator {
     }
   }
   std::string Fields(std::vector<std::string>& variables, bool mayBind, int count) {
+    const std::string run = chained_.empty() ? "$?m" : "$?";  // a goal would hold the run as one field
     std::string text;
-    for (int i = 0; i < count; ++i) text += " " + (Chance(20) ? OneOf("$?", "$?m") : Term(variables, mayBind, true));
+    for (int i = 0; i < count; ++i) text += " " + (Chance(20) ? OneOf("$?", run) : Term(variables, mayBind, true));
     return text;
   }
+  std::string FuzzyTerm(const std::vector<std::string>& variables, bool single) {
+    if (!variables.empty() && Chance(20)) return variables[0];
+    return (Chance(15) ? "~" : "") + FuzzyValue(single);
+  }
   std::string Pattern(std::vector<std::string>& variables, bool mayBind) {
-    const TTemplateInfo& info = AnyTemplate();
+    const TTemplateInfo& info = !chained_.empty() && Chance(20) ? chained_[0] : AnyTemplate();
     std::string text = "(" + info.name;
     if (info.slots.empty()) return text + Fields(variables, mayBind, Number(4)) + ")";
     for (const TSlotInfo& slot : info.slots) {
       if (Chance(50)) continue;
       text += " (" + slot.name;
-      text += slot.multi ? Fields(variables, mayBind, Number(3)) : " " + Term(variables, mayBind);
+      text += slot.fuzzy   ? " " + FuzzyTerm(variables, !slot.multi)
+              : slot.multi ? Fields(variables, mayBind, Number(3))
+                           : " " + Term(variables, mayBind);
       text += ")";
     }
     return text + ")";
@@ -287,7 +326,8 @@ class TGenerator {
       case 3:
         return text + "(unique " + Pattern(variables, true) + ")";
       case 4:
-        return "?f" + std::to_string(index) + " <- " + Pattern(variables, true);
+        bound_ = "?f" + std::to_string(index);
+        return bound_ + " <- " + Pattern(variables, true);
       default:
         return text + Pattern(variables, true);
     }
@@ -301,9 +341,11 @@ class TGenerator {
                     "(auto-focus TRUE)", "(salience 0) (oneshot FALSE)") +
               ")";
     }
+    bound_.clear();
     for (int i = Number(4); i > 0; --i) text += Element(variables, i);
     text += " => ";
     const std::string variable = variables.empty() ? "" : variables[0];
+    if (!bound_.empty() && Chance(40)) text += "(retract " + bound_ + ")";
     for (int i = Number(3); i > 0; --i) {
       switch (Number(4)) {
         case 0:
@@ -322,8 +364,10 @@ class TGenerator {
   std::mt19937 random_;
   std::vector<TTemplateInfo> slots_;
   std::string lastType_;
-  std::string lastFunction_;
-  bool chained_ = false;
+  std::string lastCall_;
+  std::string bound_;
+  std::string fuzzyType_;
+  std::vector<TTemplateInfo> chained_;  // the goal template
   int types_ = 0;
   int globals_ = 0;
   int functions_ = 0;
@@ -335,7 +379,7 @@ std::string SavedText(TInferenceEngine& engine) {
   return text.erase(begin, text.find(kLineEnd, begin) - begin);
 }
 
-/// What the engine prints for people. The order of functions and imports is not part of it.
+/// What the engine prints of its constructs for people. The order of functions and imports is not part of it.
 std::string PeopleText(TInferenceEngine& engine) {
   std::vector<std::string> functions;
   for (const IInterpretedFunction& function : engine.GetUserFunctionTable().GetInterpretedFunctions()) {
@@ -348,10 +392,12 @@ std::string PeopleText(TInferenceEngine& engine) {
     const IModule& module = engine.GetModules().Get(i);
     text += module->ToString() + module->GetDefinedTypes()->LocalsToString() +
             module->GetFactTemplates()->LocalsToString() + module->GetRules()->ToString() +
-            module->GetFactSets()->ToString() + module->GetFacts()->LocalsToString(false);
+            module->GetFactSets()->ToString();
   }
   return text;
 }
+
+constexpr std::string_view kRaised = "raised: ";
 
 /// What a run from the start tells.
 std::string TraceOf(TInferenceEngine& engine) {
@@ -359,7 +405,7 @@ std::string TraceOf(TInferenceEngine& engine) {
   try {
     engine.Reset();  // facts of before have ids of their own
   } catch (const std::exception& error) {
-    return error.what();
+    return std::string(kRaised) + error.what();
   }
   engine.OnPrintOut = [&trace](TInferenceEngine&, std::string_view, std::string_view text) { trace += text; };
   engine.SetWatch({cwFact, cwRule, cwActivation, cwFocus});
@@ -367,10 +413,21 @@ std::string TraceOf(TInferenceEngine& engine) {
     engine.Reset();
     engine.Run(30);
   } catch (const std::exception& error) {
-    trace += "!" + std::string(error.what());
+    trace += std::string(kRaised) + error.what();
   }
   engine.OnPrintOut = nullptr;
   return trace;
+}
+
+/// Reads into a fresh engine what the source saves; the engine must save the same.
+void ReadCopy(TInferenceEngine& source, TInferenceEngine& target) {
+  const std::string saved = SavedText(source);
+  try {
+    target.Parse(saved, true);
+  } catch (const EException& error) {
+    FAIL() << error.what() << "\nsaved as\n" << saved;
+  }
+  ASSERT_EQ(SavedText(target), saved);
 }
 
 class RoundTrip : public testing::TestWithParam<unsigned> {};
@@ -379,42 +436,36 @@ TEST_P(RoundTrip, PrintedKnowledgeReadsBackTheSame) {
   TGenerator generator(GetParam());
   int constructs = 0;
   int refused = 0;
-  int skipped = 0;
+  int raised = 0;
   size_t traced = 0;
   for (int round = 0; round < kRounds; ++round) {
     TInferenceEngine source;
     std::string program;
-    bool broken = false;
     for (const std::string& text : generator.KnowledgeBase()) {
       ++constructs;
       try {
         source.Parse(text, true);
         program += text + "\n";
-      } catch (const EKBParseException&) {
-        ++refused;
       } catch (const EException&) {
-        broken = true;
+        ++refused;  // and leaves nothing behind that could not be read
       }
     }
-    if (broken) {
-      // A test of a rule raises for a fact that stands: so it does when both are read.
-      ++skipped;
-      continue;
-    }
-    const std::string saved = SavedText(source);
+    SCOPED_TRACE("round " + std::to_string(round) + " of\n" + program);
     TInferenceEngine target;
-    try {
-      target.Parse(saved, true);
-    } catch (const EException& error) {
-      FAIL() << error.what() << "\nin round " << round << " of\n" << program << "saved as\n" << saved;
-    }
-    ASSERT_EQ(SavedText(target), saved) << "round " << round << " of\n" << program;
-    ASSERT_EQ(PeopleText(target), PeopleText(source)) << "round " << round << " of\n" << program;
+    ReadCopy(source, target);
+    if (HasFatalFailure()) return;
+    ASSERT_EQ(PeopleText(target), PeopleText(source));
     const std::string trace = TraceOf(source);
-    ASSERT_EQ(TraceOf(target), trace) << "round " << round << " of\n" << program << "saved as\n" << saved;
+    ASSERT_EQ(TraceOf(target), trace) << "saved as\n" << source.GetExpertSystem();
     traced += trace.size();
+    if (trace.find(kRaised) != std::string::npos) ++raised;
+    // A goal that is met and gone would be asked for again.
+    if (generator.Chains()) continue;
+    TInferenceEngine after;
+    ReadCopy(source, after);
+    if (HasFatalFailure()) return;
   }
-  EXPECT_LT(skipped, kRounds / 4);
+  EXPECT_LT(raised, kRounds / 20) << "runs that end in an error";
   EXPECT_LT(refused, constructs / 3) << "of " << constructs << " constructs";
   EXPECT_GT(traced, static_cast<size_t>(kRounds) * 100) << "the runs do something";
 }

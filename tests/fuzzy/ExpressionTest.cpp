@@ -227,6 +227,29 @@ TEST(FuzzyType, SavedKnowledgeReadsBackWithAllDigits) {
   EXPECT_NEAR(kb::GetFuzzySlot(*other.FindFact(0))->DegreeOfMembership(0.000015), 0.5, 1e-9);
 }
 
+TEST(FuzzyType, ExpressionsAreSavedAsTheyStandWhereTheyReadBackTheSame) {
+  TFuzzyProgram program;
+  program.Eval(
+      "(defrule r (room (temp very hot)) => ) (deftemplate d (slot t (type temperature) (default not cold)))"
+      "(deffacts f (series (temps hot limited-to 0.5 cold very hot)) (room (temp hot limited-to 0.123456))) (reset)");
+  const std::string saved = program.engine.GetExpertSystem();
+  EXPECT_NE(saved.find("(room (temp very hot) )"), std::string::npos);
+  EXPECT_NE(saved.find("(default not cold)"), std::string::npos);
+  kb::TInferenceEngine other;
+  other.Parse(saved, true);
+  for (int i = 0; i < other.GetFacts().GetCount(); ++i) {
+    const kb::IFact was = program.engine.GetFacts().Get(i);
+    const kb::IFact now = other.GetFacts().Get(i);
+    if (!was->GetTemplate()->IsFuzzy()) continue;
+    EXPECT_TRUE(kb::GetFuzzySlot(*now)->Polygon() == kb::GetFuzzySlot(*was)->Polygon());
+  }
+  std::string terms;  // of a row: behind another expression a hedge would not begin a new one
+  for (const kb::IKBValue& value : *other.GetFacts().Get(0)->GetValue("temps")->GetAsList()) {
+    terms += value->ToString().substr(0, 10) + "|";
+  }
+  EXPECT_EQ(terms, "hot limite|cold|((50 0) (5|");
+}
+
 TEST(FuzzyType, CopiesOfEnginesHaveTheirOwnVariables) {
   TFuzzyProgram program;
   program.Eval("(assert (room (name a) (temp hot)) (room (name b) (temp very cold)))");

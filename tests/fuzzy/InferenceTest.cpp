@@ -228,6 +228,15 @@ TEST(FuzzyMerging, AModifiedFactMeetsItsLike) {
   EXPECT_EQ(program.engine.GetFacts().GetCount(), 2);
 }
 
+TEST(FuzzyMerging, AGoalThatAsksForNothingNewIsNotAskedForAgain) {
+  TFuzzyEngine program;
+  program.Eval("(do-backward-chaining room) (defrule ask (need-room (temp hot)) =>)");
+  // Blocked by a room, the goal's own element asks for the goal again.
+  EXPECT_EQ(program.Eval("(assert (room (temp hot)))"), "<Fact-1>");
+  EXPECT_EQ(program.Eval("(assert (need-room (temp hot)))"), "<Fact-2>");
+  EXPECT_EQ(program.Eval("(assert (need-room (temp hot)))"), "FALSE");
+}
+
 TEST(FuzzyMerging, AHostMergesTwoFacts) {
   TFuzzyEngine program;
   program.Eval("(assert (room (name a) (temp cold)) (room (name b) (temp hot)) (fan) (plain))");
