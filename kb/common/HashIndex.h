@@ -58,6 +58,12 @@ class THashIndex {
     --size_;
     return true;
   }
+  /// Puts another object in the place of this one, which is there under that hash.
+  void Replace(uint32_t hash, const T* object, T* other) noexcept {
+    size_t i = hash & Mask();
+    while (slots_[i].object != object) i = (i + 1) & Mask();
+    slots_[i].object = other;
+  }
   /// Takes out the first object of that hash for which `accept(T&)` holds and gives it, or null.
   template <class F>
   T* Take(uint32_t hash, F&& accept) {

@@ -92,7 +92,7 @@ bool TJoinNode::CallNode(const IReteToken& token, TCallType callType) {
 }
 
 // A memory may hold the very token that goes on to the node's siblings, since chains never change. Only the
-// count of a negated join is written, so such a join stores a copy. What goes on is built on the stored
+// count of a negated join is written, so such a join stores a copy of a token that has siblings to go to. What goes on is built on the stored
 // token, also when it is removed: the memories below then find it by comparing a single link.
 void TJoinNode::LeftToken(const IReteToken& token) {
   const TMemoryKey key = left_->KeyFor(*token);
@@ -126,6 +126,7 @@ void TJoinNode::PassCombined(const IReteToken& left, const IReteToken& right, TT
   const auto combined = MakeRef<TKBToken>(left, right->GetFact());
   combined->SetTag(tag);
   combined->SetStrength(std::min(left->GetStrength(), right->GetStrength()));
+  if (right->IsExpanded()) combined->MarkExpanded();
   CallChildren(combined);
 }
 
@@ -151,8 +152,8 @@ void TJoinNode::RunTestsVaryRight(const IReteToken& token, const TMemoryKey& key
 
 // Counts the blockers of a new chain and passes it on when there are none.
 void TJoinNode::AddNegatedLeft(const IReteToken& token, const TMemoryKey& key) {
-  const auto copy = MakeRef<TKBToken>(token);
-  if (!left_->Add(copy, key)) return;
+  const IReteToken stored = token->IsShared() ? MakeRef<TKBToken>(token) : token;
+  if (!left_->Add(stored, key)) return;
   int blockers = 0;
   {
     TKBContext& context = GetContext();
@@ -162,9 +163,9 @@ void TJoinNode::AddNegatedLeft(const IReteToken& token, const TMemoryKey& key) {
       return true;
     });
   }
-  copy->SetNegatedCount(blockers);
+  stored->SetNegatedCount(blockers);
   passCount_ = blockers == 0 ? 1 : 0;
-  if (blockers == 0) PassNull(copy, token->GetTag(), token->GetStrength());
+  if (blockers == 0) PassNull(stored, token->GetTag(), token->GetStrength());
   if (pattern_ != nullptr && passCount_ == 0 && !IsDead()) AskForBackChain(token);
 }
 

@@ -32,7 +32,8 @@ TKBToken::TKBToken(const IReteToken& parent, const IFact& fact)
       parent_(parent),
       sortCode_(static_cast<int32_t>(static_cast<uint32_t>(parent->sortCode_) * 8 + IdOf(fact))),
       hash_(CombineHash(parent->hash_, IdOf(fact))),
-      tag_(parent->tag_) {
+      tag_(parent->tag_),
+      expanded_(parent->expanded_) {
   liveTokens.Add(1);
 }
 
@@ -43,7 +44,8 @@ TKBToken::TKBToken(const IReteToken& other)
       parent_(other->parent_),
       sortCode_(other->sortCode_),
       hash_(other->hash_),
-      tag_(other->tag_) {
+      tag_(other->tag_),
+      expanded_(other->expanded_) {
   liveTokens.Add(1);
 }
 

@@ -53,6 +53,14 @@ class TKBToken final : public RefCounted, public TPooled {
   /// "Invalid Token Action" for another tag than taClear on a token without fact.
   void SetTag(TTokenAction tag);
 
+  /// True when the chain holds an expansion of a fact: other chains of the same ids may differ in their slots.
+  [[nodiscard]] bool IsExpanded() const noexcept { return expanded_; }
+  void MarkExpanded() noexcept { expanded_ = true; }
+
+  /// True when several nodes may hold the token: what it counts for one of them must go into a copy.
+  [[nodiscard]] bool IsShared() const noexcept { return shared_; }
+  void MarkShared() noexcept { shared_ = true; }
+
   /// Linear in the chain only for chains that are equal but not shared.
   [[nodiscard]] bool Equals(const TKBToken& other) const noexcept;
   /// Tag, counts and the facts' texts, newest first.
@@ -71,6 +79,8 @@ class TKBToken final : public RefCounted, public TPooled {
   int32_t sortCode_ = 0;
   uint32_t hash_ = 0;
   TTokenAction tag_ = taClear;
+  bool expanded_ = false;
+  bool shared_ = false;
 };
 
 }  // namespace kb

@@ -8,26 +8,39 @@
 #include "kb/values/ValueVector.h"
 
 namespace kb {
+namespace {
+
+// Up to that length a list is searched from its front.
+constexpr uint32_t kShortList = 8;
+
+// Odd, its bits spread: neighbouring numbers and numbers in several places give sums far apart.
+constexpr uint32_t kSpread = 0x9E3779B1U;
+
+uint32_t Identity(const TKBToken& token, int bucket) noexcept {
+  return token.GetHash() ^ MixBits(static_cast<uint32_t>(bucket) + 1);
+}
+
+}  // namespace
 
 std::optional<uint32_t> RefiningHash(const TKBValue* value) {
   if (value == nullptr) return 0;
   const TKBType type = value->GetDType();
   if (type == dtFuzzy) return std::nullopt;
-  const uint32_t seed = MixBits(static_cast<uint32_t>(type) + 1);
+  const uint32_t seed = (static_cast<uint32_t>(type) + 1) * kSpread;
   // Others (floats within the tolerance, lists) may be equal without hashing alike: their type alone tells
   // something.
   const bool exact = KBStringTypes.Has(type) || type == dtInteger || type == dtFactId;
-  return exact ? CombineHash(seed, static_cast<uint32_t>(value->GetHashCode())) : seed;
+  return exact ? seed + static_cast<uint32_t>(value->GetHashCode()) : seed;
 }
 
-std::optional<uint32_t> RefinementOf(const TKBToken& token, const std::vector<TKeyPart>& parts) {
+std::optional<uint32_t> TKBTokenTree::RefinementOf(const TKBToken& token) const {
   uint32_t refinement = 0;
-  for (const TKeyPart& part : parts) {
+  for (const TKeyPart& part : parts_) {
     const TFact* fact = token.Facts(part.factIndex);
     if (fact == nullptr) return std::nullopt;
     const std::optional<uint32_t> hash = WithElement(*fact, part.slot, part.subIndex, RefiningHash);
     if (!hash) return std::nullopt;
-    refinement = CombineHash(refinement, *hash);
+    refinement = (refinement + *hash) * kSpread;
   }
   return refinement;
 }
@@ -65,40 +78,46 @@ int TKBTokenTree::BucketOf(int32_t key) const noexcept {
   return static_cast<int>(magnitude % size);
 }
 
-uint32_t TKBTokenTree::IdentityOf(const TKBToken& token, int bucket) const noexcept {
-  return token.GetHash() ^ MixBits(static_cast<uint32_t>(bucket) + 1);
+uint32_t TKBTokenTree::IdentityOf(const TEntry& entry) const noexcept {
+  return Identity(*entry.token, BucketOf(entry.key));
 }
 
-uint32_t TKBTokenTree::ChainHash(int32_t key, uint32_t refinement) noexcept {
-  return CombineHash(MixBits(static_cast<uint32_t>(key)), refinement);
-}
-
-const TKBTokenTree::TChain* TKBTokenTree::FindChain(int32_t key, uint32_t refinement) const {
-  if (!keyed_) return chains_.empty() ? nullptr : &chains_[static_cast<size_t>(BucketOf(key))];
-  return keyedChains_.Find(ChainHash(key, refinement),
-                           [&](TChain& c) { return c.key == key && c.refinement == refinement; });
-}
-
-TKBTokenTree::TChain& TKBTokenTree::ChainFor(int32_t key, uint32_t refinement) {
-  if (!keyed_) {
-    if (chains_.empty()) {
-      chains_.resize(static_cast<size_t>(size_));
-      occupied_.resize((chains_.size() + 63) / 64);
+void TKBTokenTree::SetFirst(TEntry* old, TEntry* first) {
+  const TEntry& either = old != nullptr ? *old : *first;
+  if (keyed_) {
+    if (old == nullptr) {
+      keyedLists_.Insert(either.list, first);
+    } else if (first == nullptr) {
+      keyedLists_.Erase(either.list, old);
+    } else {
+      keyedLists_.Replace(either.list, old, first);
     }
-    return chains_[static_cast<size_t>(BucketOf(key))];
+    return;
   }
-  if (const TChain* found = FindChain(key, refinement)) return const_cast<TChain&>(*found);
-  auto chain = std::make_unique<TChain>();
-  chain->key = key;
-  chain->refinement = refinement;
-  keyedChains_.Insert(ChainHash(key, refinement), chain.get());
-  return *chain.release();
+  if (buckets_.empty()) {
+    buckets_.resize(static_cast<size_t>(size_));
+    occupied_.resize((buckets_.size() + 63) / 64);
+  }
+  const auto bucket = static_cast<size_t>(BucketOf(either.key));
+  buckets_[bucket] = first;
+  const uint64_t bit = uint64_t{1} << (bucket % 64);
+  uint64_t& word = occupied_[bucket / 64];
+  word = first != nullptr ? word | bit : word & ~bit;
+}
+
+template <class F>
+void TKBTokenTree::ForAll(F&& visit) const {
+  const auto list = [&](TEntry* first) {
+    for (TEntry* entry = first; entry != nullptr; entry = entry->next) visit(*entry);
+  };
+  for (TEntry* first : buckets_) list(first);
+  keyedLists_.ForAll([&](TEntry& first) { list(&first); });
 }
 
 // The slow road past the refinement.
 std::vector<const TKBTokenTree::TEntry*> TKBTokenTree::EntriesOf(int32_t key) const {
   std::vector<const TEntry*> entries;
-  index_.ForAll([&](const TEntry& entry) {
+  ForAll([&](const TEntry& entry) {
     if (entry.key == key) entries.push_back(&entry);
   });
   std::sort(entries.begin(), entries.end(), [](const TEntry* a, const TEntry* b) { return a->arrival < b->arrival; });
@@ -107,76 +126,98 @@ std::vector<const TKBTokenTree::TEntry*> TKBTokenTree::EntriesOf(int32_t key) co
 
 size_t TKBTokenTree::NextOccupied(size_t bucket) const noexcept {
   size_t word = bucket / 64;
-  if (word >= occupied_.size()) return chains_.size();
+  if (word >= occupied_.size()) return buckets_.size();
   uint64_t bits = occupied_[word] & (~uint64_t{0} << (bucket % 64));
   while (bits == 0) {
-    if (++word == occupied_.size()) return chains_.size();
+    if (++word == occupied_.size()) return buckets_.size();
     bits = occupied_[word];
   }
   return word * 64 + static_cast<size_t>(std::countr_zero(bits));
 }
 
-void TKBTokenTree::MarkOccupied(const TChain& chain, bool value) noexcept {
-  if (keyed_) return;
-  const auto bucket = static_cast<size_t>(&chain - chains_.data());
-  const uint64_t bit = uint64_t{1} << (bucket % 64);
-  uint64_t& word = occupied_[bucket / 64];
-  word = value ? word | bit : word & ~bit;
+TKBTokenTree::TEntry* TKBTokenTree::FindEqual(const TKBToken& token, int32_t key, TEntry* first) const {
+  const bool anyList = keyed_ && token.IsExpanded();
+  if (!anyList && (first == nullptr || !first->isLong)) {
+    TEntry* entry = first;
+    while (entry != nullptr && !entry->token->Equals(token)) entry = entry->next;
+    return entry;
+  }
+  const int bucket = BucketOf(key);
+  return index_.Find(Identity(token, bucket),
+                     [&](const TEntry& e) { return e.token->Equals(token) && BucketOf(e.key) == bucket; });
+}
+
+void TKBTokenTree::Index(TEntry& entry) {
+  if (entry.indexed) return;
+  index_.Insert(IdentityOf(entry), &entry);
+  entry.indexed = true;
+}
+
+void TKBTokenTree::Append(TEntry& entry, TEntry* first) {
+  if (first == nullptr) {
+    entry.previous = &entry;
+    entry.count = 1;
+    SetFirst(nullptr, &entry);
+    return;
+  }
+  entry.previous = first->previous;
+  first->previous->next = &entry;
+  first->previous = &entry;
+  ++first->count;
+  if (first->isLong) return Index(entry);
+  if (first->count <= kShortList) return;
+  first->isLong = true;
+  for (TEntry* e = first; e != nullptr; e = e->next) Index(*e);
 }
 
 bool TKBTokenTree::Add(const IReteToken& token, const TMemoryKey& place) {
-  const int32_t key = place.key;
-  const int bucket = BucketOf(key);
-  const uint32_t identity = IdentityOf(*token, bucket);
-  if (index_.Find(identity, [&](const TEntry& entry) {
-        return entry.token->Equals(*token) && BucketOf(entry.key) == bucket;
-      }) != nullptr) {
-    return false;
-  }
+  TEntry* first = FirstOf(place.key, place.list);
+  if (FindEqual(*token, place.key, first) != nullptr) return false;
   auto entry = std::make_unique<TEntry>();
   entry->token = token;
-  entry->key = key;
   entry->arrival = ++arrivals_;
-  entry->unrefined = !place.refinement;
-  TChain& chain = ChainFor(key, place.refinement.value_or(0));
-  entry->chain = &chain;
-  entry->previous = chain.last;
-  index_.Insert(identity, entry.get());
-  if (!place.refinement) ++unrefined_;
-  if (chain.first == nullptr) MarkOccupied(chain, true);
-  (chain.last == nullptr ? chain.first : chain.last->next) = entry.get();
-  chain.last = entry.release();
+  entry->key = place.key;
+  entry->list = place.list;
+  entry->unrefined = !place.refined;
+  if (keyed_ && token->IsExpanded()) Index(*entry);
+  Append(*entry, first);
+  if (entry.release()->unrefined) ++unrefined_;
+  ++count_;
   empty_ = false;
   return true;
 }
 
 IReteToken TKBTokenTree::Remove(const TKBToken& token, const TMemoryKey& key) {
-  const int bucket = BucketOf(key.key);
-  TEntry* entry = index_.Take(IdentityOf(token, bucket),
-                              [&](const TEntry& e) { return e.token->Equals(token) && BucketOf(e.key) == bucket; });
+  TEntry* first = FirstOf(key.key, key.list);
+  TEntry* entry = FindEqual(token, key.key, first);
   if (entry == nullptr) return nullptr;
+  // An expansion may be found under the key of another one.
+  if (entry->list != key.list) first = FirstOf(entry->key, entry->list);
   IReteToken stored = entry->token;
-  Unlink(*entry);
+  Unlink(*entry, *first);
   Drop(entry);
   return stored;
 }
 
-// The entry keeps its own links, so that a scan that stands on it goes on.
-void TKBTokenTree::Unlink(TEntry& entry) {
-  TChain& chain = *entry.chain;
-  (entry.previous == nullptr ? chain.first : entry.previous->next) = entry.next;
-  (entry.next == nullptr ? chain.last : entry.next->previous) = entry.previous;
+// The entry keeps its own link to the next one, so that a scan that stands on it goes on.
+void TKBTokenTree::Unlink(TEntry& entry, TEntry& first) {
+  if (entry.indexed) index_.Erase(IdentityOf(entry), &entry);
+  TEntry* next = entry.next;
+  if (&entry != &first) {
+    entry.previous->next = next;
+    (next == nullptr ? first : *next).previous = entry.previous;
+    --first.count;
+  } else {
+    if (next != nullptr) {
+      next->previous = next->next == nullptr ? next : first.previous;
+      next->count = first.count - 1;
+      next->isLong = first.isLong;
+    }
+    SetFirst(&first, next);
+  }
   entry.removed = true;
   if (entry.unrefined) --unrefined_;
-  if (chain.first != nullptr) return;
-  MarkOccupied(chain, false);
-  if (!keyed_) return;
-  keyedChains_.Erase(ChainHash(chain.key, chain.refinement), &chain);
-  if (scans_ > 0) {
-    chainGraveyard_.push_back(&chain);
-  } else {
-    delete &chain;
-  }
+  --count_;
 }
 
 void TKBTokenTree::Drop(TEntry* entry) {
@@ -191,28 +232,28 @@ void TKBTokenTree::Bury() const {
   std::vector<TEntry*> entries;
   entries.swap(graveyard_);
   for (TEntry* entry : entries) delete entry;
-  std::vector<TChain*> chains;
-  chains.swap(chainGraveyard_);
-  for (TChain* chain : chains) delete chain;
 }
 
 void TKBTokenTree::Clear() {
   if (empty_) return;
   std::vector<TEntry*> entries;
-  entries.reserve(index_.Size());
-  index_.ForAll([&](TEntry& entry) { entries.push_back(&entry); });
+  entries.reserve(count_);
+  ForAll([&](TEntry& entry) { entries.push_back(&entry); });
+  buckets_.clear();
+  occupied_.clear();
+  keyedLists_.Clear();
   index_.Clear();
-  for (TEntry* entry : entries) {
-    Unlink(*entry);
-    Drop(entry);
-  }
+  count_ = 0;
+  unrefined_ = 0;
+  for (TEntry* entry : entries) entry->removed = true;
+  for (TEntry* entry : entries) Drop(entry);
   empty_ = true;
 }
 
 template <class F>
 std::string TKBTokenTree::BucketTexts(F&& text) const {
   std::vector<const TEntry*> entries;
-  index_.ForAll([&](const TEntry& entry) { entries.push_back(&entry); });
+  ForAll([&](const TEntry& entry) { entries.push_back(&entry); });
   std::sort(entries.begin(), entries.end(), [this](const TEntry* a, const TEntry* b) {
     const int one = BucketOf(a->key);
     const int two = BucketOf(b->key);

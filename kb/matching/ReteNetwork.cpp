@@ -146,6 +146,7 @@ TReteNetwork::TRoots TReteNetwork::RootsOf(const TFactTemplate& factTemplate) {
 }
 
 bool TReteNetwork::ProcessToken(const IReteToken& token) {
+  token->MarkShared();
   const TTokenAction tag = token->GetTag();
   if (!enabled_ && (tag == taAdd || tag == taUpdate)) return false;
   const TWalk walk(*this);
@@ -162,6 +163,7 @@ bool TReteNetwork::ProcessToken(const IReteToken& token) {
 }
 
 bool TReteNetwork::ProcessTokenOneNode(const IReteToken& token, TReteNode& node) {
+  token->MarkShared();
   const TWalk walk(*this);
   const bool passed = node.CallNode(token, ctSingle);
   RaiseClearError();
@@ -179,6 +181,7 @@ void TReteNetwork::UpdateNodes(const std::vector<TReteNode*>& nodes) {
     if (engine_->GetFacts().IndexOf(fact.Get()) < 0) continue;  // a handler retracted it
     for (const TTokenAction tag : {taRemove, taAdd}) {
       const auto token = MakeRef<TKBToken>(tag, fact);
+      token->MarkShared();
       for (TReteNode* node : nodes) node->CallNode(token, ctSingle);
     }
   }

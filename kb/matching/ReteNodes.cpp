@@ -77,6 +77,7 @@ TReteNode::TReteNode(TReteNetwork& network) : network_(network) {
 TReteNode::~TReteNode() = default;
 
 void TReteNode::CallChildren(const IReteToken& token) {
+  if (GetEdgeCount() > 1) token->MarkShared();
   for (int i = 0; i < GetEdgeCount() && !dead_; ++i) {
     const TReteEdge& edge = GetReteEdge(i);
     edge.GetToNode().CallNode(token, edge.GetCallType());
@@ -255,6 +256,7 @@ bool TPatternMatchNode::ExpandMultiField(const IReteToken& token) {
     const IFact clone = fact->ShallowClone(slot_, MakeRef<TKBValue>(rewritten));
     const auto expanded = MakeRef<TKBToken>(token->GetTag(), clone);
     expanded->SetStrength(token->GetStrength());
+    expanded->MarkExpanded();
     CallChildren(expanded);
   }
   return true;

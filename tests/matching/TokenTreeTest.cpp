@@ -38,6 +38,31 @@ TEST(TokenTree, StoresEqualTokensOfABucketOnceAndFindsThemForRemoval) {
   EXPECT_FALSE(tree.Remove(*removal));
 }
 
+TEST(TokenTree, FindsWhatAListHoldsWhileItGrowsAndShrinks) {
+  TInferenceEngine engine;
+  TKBTokenTree tree(101, 0, 0, "__Data", false);
+  std::vector<IReteToken> tokens;
+  const auto grow = [&](int count) {
+    for (int i = 0; i < count; ++i) {
+      tokens.push_back(MakeToken(engine, static_cast<int>(tokens.size()) + 1, 7));
+      EXPECT_TRUE(tree.Add(tokens.back()));
+      EXPECT_FALSE(tree.Add(MakeRef<TKBToken>(tokens.back())));
+    }
+  };
+  const auto shrink = [&](size_t first, size_t last) {
+    for (size_t i = first; i < last; ++i) EXPECT_EQ(tree.Remove(*tokens[i]), tokens[i].Get()) << i;
+  };
+  grow(30);
+  shrink(0, 28);
+  grow(5);
+  shrink(30, 35);
+  grow(1);
+  EXPECT_EQ(Ids(tree, 7), (std::vector<int>{29, 30, 36}));
+  shrink(28, 30);
+  shrink(35, 36);
+  EXPECT_EQ(tree.GetCount(), 0U);
+}
+
 TEST(TokenTree, ScansInOrderOfBucketsAndArrival) {
   TInferenceEngine engine;
   TKBTokenTree tree(10, 0, NoSubIndex, "", false);
