@@ -45,7 +45,7 @@ class TKBJoinTest final : public TKBSlotTest {
 };
 
 /// The value of a slot of a fact, or its element at `subIndex` unless that is -1; null when there is none.
-[[nodiscard]] inline TKBValue* SlotElement(const TFact& fact, const TSlotRef& slot, int subIndex) {
+[[nodiscard, gnu::always_inline]] inline TKBValue* SlotElement(const TFact& fact, const TSlotRef& slot, int subIndex) {
   TKBValue* value = fact.FindValue(slot);
   if (value == nullptr || subIndex == NoSubIndex) return value;
   const TValueVector* list = value->ListOrNull();

@@ -20,32 +20,32 @@ uint32_t IdOf(const IFact& fact) noexcept { return fact ? static_cast<uint32_t>(
 int64_t TKBToken::LiveCount() noexcept { return liveTokens.Get(); }
 
 TKBToken::TKBToken(TTokenAction tag, const IFact& fact)
-    : count_(1), fact_(fact), sortCode_(static_cast<int32_t>(IdOf(fact))), hash_(MixBits(IdOf(fact))), tag_(tag) {
+    : count_(1), tag_(tag), fact_(fact), sortCode_(static_cast<int32_t>(IdOf(fact))), hash_(MixBits(IdOf(fact))) {
   if (!fact) throw EKBException(TKBMessage::InvalidTokenAction);
   liveTokens.Add(1);
 }
 
 TKBToken::TKBToken(const IReteToken& parent, const IFact& fact)
-    : count_(parent->count_ + 1),
+    : count_((parent->count_ + 1) & kMaxCount),
+      tag_(parent->tag_),
+      expanded_(parent->expanded_),
       strength_(parent->strength_),
       fact_(fact),
       parent_(parent),
       sortCode_(static_cast<int32_t>(static_cast<uint32_t>(parent->sortCode_) * 8 + IdOf(fact))),
-      hash_(CombineHash(parent->hash_, IdOf(fact))),
-      tag_(parent->tag_),
-      expanded_(parent->expanded_) {
+      hash_(CombineHash(parent->hash_, IdOf(fact))) {
   liveTokens.Add(1);
 }
 
 TKBToken::TKBToken(const IReteToken& other)
     : count_(other->count_),
+      tag_(other->tag_),
+      expanded_(other->expanded_),
       strength_(other->strength_),
       fact_(other->fact_),
       parent_(other->parent_),
       sortCode_(other->sortCode_),
-      hash_(other->hash_),
-      tag_(other->tag_),
-      expanded_(other->expanded_) {
+      hash_(other->hash_) {
   liveTokens.Add(1);
 }
 
@@ -84,7 +84,7 @@ std::string TKBToken::ToString() const {
 
 std::string TKBToken::ToFactsString() const {
   std::string text;
-  for (int i = 0; i < count_; ++i) {
+  for (int i = 0; i < GetCount(); ++i) {
     if (i > 0) text += ", ";
     const TFact* fact = Facts(i);
     text += "f-" + std::to_string(fact == nullptr ? -1 : fact->GetID());

@@ -29,7 +29,7 @@ class TKBToken final : public RefCounted, public TPooled {
   explicit TKBToken(const IReteToken& other);
   ~TKBToken() override;
 
-  [[nodiscard]] int GetCount() const noexcept { return count_; }
+  [[nodiscard]] int GetCount() const noexcept { return static_cast<int>(count_); }
   /// Blocking tokens of a negated join; a negative value is stored as 0.
   [[nodiscard]] int GetNegatedCount() const noexcept { return negatedCount_; }
   void SetNegatedCount(int value) noexcept { negatedCount_ = value < 0 ? 0 : value; }
@@ -39,7 +39,7 @@ class TKBToken final : public RefCounted, public TPooled {
   /// from the end of the chain.
   [[nodiscard]] TFact* Facts(int index) const noexcept {
     const TKBToken* token = this;
-    while (token->count_ - index >= 2) token = token->parent_.Get();
+    while (token->GetCount() - index >= 2) token = token->parent_.Get();
     return token->fact_.Get();
   }
   /// Depends on the facts and their order: the parent's times 8 plus the fact's id, wrapping.
@@ -71,16 +71,19 @@ class TKBToken final : public RefCounted, public TPooled {
   [[nodiscard]] static int64_t LiveCount() noexcept;
 
  private:
-  int32_t count_ = 0;
+  static constexpr uint32_t kMaxCount = 0xFFFFFF;  // far more patterns than memory carries
+
+  // 48 bytes in all, the size of a memory's entry: the two come from one pool and lie side by side.
+  uint32_t count_ : 24 = 0;
+  TTokenAction tag_ : 6 = taClear;
+  bool expanded_ : 1 = false;
+  bool shared_ : 1 = false;
   int32_t negatedCount_ = 0;
   float strength_ = 1.0F;
   IFact fact_;
   IReteToken parent_;
   int32_t sortCode_ = 0;
   uint32_t hash_ = 0;
-  TTokenAction tag_ = taClear;
-  bool expanded_ = false;
-  bool shared_ = false;
 };
 
 }  // namespace kb

@@ -121,7 +121,10 @@ class TKBValue : public RefCounted, public TPooled {
   /// Loose equality: `other` is converted to this value's type; an impossible conversion raises.
   [[nodiscard]] virtual bool EqualsStar(const TKBValue* other) const;
   /// Equal values of equal hash meet in a bucket; a float hashes as its truncated integer.
-  [[nodiscard]] int32_t GetHashCode() const;
+  [[nodiscard]] int32_t GetHashCode() const {
+    if (KBStringTypes.Has(type_)) return TKBText::HashOf(content_.text);
+    return type_ == dtInteger ? content_.integer : GetOtherHashCode();
+  }
 
   /// The printed form. Nesting beyond the stack raises ERecursionError.
   [[nodiscard]] std::string ToString() const { return GetToString(); }
@@ -181,6 +184,7 @@ class TKBValue : public RefCounted, public TPooled {
   [[noreturn]] void RaiseNotA(std::string_view word) const;
   [[nodiscard]] TObject* ObjectOrNull() const noexcept;
   [[nodiscard]] const TClassInfo* ObjectClass() const noexcept;
+  [[nodiscard]] int32_t GetOtherHashCode() const;
   [[nodiscard]] IKBValue ResolveBinding(const TBindingInfo& binding, TKBContext& context) const;
   [[nodiscard]] IKBValue ResolveSingletons(TKBContext* context) const;
   TExtra& Extra();

@@ -272,7 +272,7 @@ bool TKBValue::EqualsStar(const TKBValue* other) const {
   }
 }
 
-int32_t TKBValue::GetHashCode() const {
+int32_t TKBValue::GetOtherHashCode() const {
   const auto hashOf = [](const auto& object) {
     CheckStack();
     return object ? object->GetHashCode() : 0;
@@ -280,7 +280,6 @@ int32_t TKBValue::GetHashCode() const {
   switch (type_) {
     case dtNone:
       return 0;
-    case dtInteger:
     case dtFactId:
     case dtDescriptor:
       return content_.integer;
@@ -300,7 +299,7 @@ int32_t TKBValue::GetHashCode() const {
     case dtClass:
       return AddressHash(content_.classInfo);
     default:
-      return KBStringTypes.Has(type_) ? TKBText::HashOf(content_.text) : GetAsString().Hash();
+      return GetAsString().Hash();
   }
 }
 
