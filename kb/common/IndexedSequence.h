@@ -124,6 +124,20 @@ class TIndexedSequence {
     return CountBefore(low) + static_cast<size_t>(found - items.begin());
   }
 
+  /// The same where the items can tell about how far on it lies: `estimate(front, back, count)` gives the expected place
+  /// in a run of `count` items, or of groups of items, from `front` to `back`. The search widens from there, which looks
+  /// at a few neighbours instead of items all over the sequence.
+  template <class F, class G>
+  [[nodiscard]] size_t PartitionPointNear(F&& isBefore, G&& estimate) const {
+    if (size_ == 0) return 0;
+    const size_t chunk = Widen(chunks_.size(), estimate(Front(), Back(), chunks_.size()),
+                               [&](size_t i) { return isBefore(chunks_[i]->items.back()); });
+    if (chunk == chunks_.size()) return size_;
+    const auto& items = chunks_[chunk]->items;
+    return CountBefore(chunk) + Widen(items.size(), estimate(items.front(), items.back(), items.size()),
+                                      [&](size_t i) { return isBefore(items[i]); });
+  }
+
   template <class F>
   void ForEach(F&& visit) const {
     for (const auto& chunk : chunks_) {
@@ -145,6 +159,43 @@ class TIndexedSequence {
     auto chunk = std::make_unique<Chunk>();
     chunk->ordinal = ordinal;
     return chunk;
+  }
+
+  /// First index below `count` for which `isBefore(index)` is false, or `count`: steps that double away from `guess`, then
+  /// halves what lies between the last two.
+  template <class F>
+  [[nodiscard]] static size_t Widen(size_t count, size_t guess, F&& isBefore) {
+    size_t low = std::min(guess, count - 1);
+    size_t high = low;
+    if (isBefore(low)) {
+      high = count;
+      ++low;
+      for (size_t step = 1; low + step <= high; step *= 2) {
+        if (!isBefore(low + step - 1)) {
+          high = low + step - 1;
+          break;
+        }
+        low += step;
+      }
+    } else {
+      low = 0;
+      for (size_t step = 1; step <= high; step *= 2) {
+        if (isBefore(high - step)) {
+          low = high - step + 1;
+          break;
+        }
+        high -= step;
+      }
+    }
+    while (low < high) {
+      const size_t middle = low + (high - low) / 2;
+      if (isBefore(middle)) {
+        low = middle + 1;
+      } else {
+        high = middle;
+      }
+    }
+    return low;
   }
 
   [[nodiscard]] Place Find(size_t index) const {

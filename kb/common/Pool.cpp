@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 namespace kb {
@@ -11,6 +12,7 @@ namespace kb {
 
 void* PoolAllocate(size_t size) { return ::operator new(size); }
 void PoolFree(void* memory, size_t /*size*/) noexcept { ::operator delete(memory); }
+size_t PoolFreeBytes() noexcept { return 0; }
 
 #else
 
@@ -27,7 +29,7 @@ struct FreeNode {
 // Lists of ended threads and the slabs themselves. Never destroyed: objects of static storage may outlive it.
 struct CommonStore {
   std::mutex mutex;
-  std::array<FreeNode*, kClasses> lists{};
+  std::array<std::vector<FreeNode*>, kClasses> lists;
   std::vector<void*> slabs;
 };
 
@@ -38,20 +40,19 @@ CommonStore& Store() {
 
 thread_local std::array<FreeNode*, kClasses> freeLists{};
 
-// Hands the free lists of an ending thread to the common store.
+// Hands the free lists of an ending thread to the common store, whole: they may be long.
 struct ThreadEnd {
   bool armed = false;
   ~ThreadEnd() {
     if (!armed) return;
     CommonStore& store = Store();
     const std::lock_guard lock(store.mutex);
-    for (size_t i = 0; i < kClasses; ++i) {
-      while (freeLists[i] != nullptr) {
-        FreeNode* node = freeLists[i];
-        freeLists[i] = node->next;
-        node->next = store.lists[i];
-        store.lists[i] = node;
+    try {
+      for (size_t i = 0; i < kClasses; ++i) {
+        if (freeLists[i] != nullptr) store.lists[i].push_back(std::exchange(freeLists[i], nullptr));
       }
+    } catch (const std::bad_alloc&) {
+      // The memory is not used again: nobody is left to tell.
     }
   }
 };
@@ -64,9 +65,9 @@ FreeNode* Refill(size_t index) {
   const size_t bytes = (index + 1) * kGrain;
   {
     const std::lock_guard lock(store.mutex);
-    if (store.lists[index] != nullptr) {
-      FreeNode* list = store.lists[index];
-      store.lists[index] = nullptr;
+    if (auto& lists = store.lists[index]; !lists.empty()) {
+      FreeNode* list = lists.back();
+      lists.pop_back();
       return list;
     }
     store.slabs.reserve(store.slabs.size() + 1);
@@ -96,6 +97,14 @@ void* PoolAllocate(size_t size) {
   if (node == nullptr) node = Refill(index);
   freeLists[index] = node->next;
   return node;
+}
+
+size_t PoolFreeBytes() noexcept {
+  size_t bytes = 0;
+  for (size_t i = 0; i < kClasses; ++i) {
+    for (const FreeNode* node = freeLists[i]; node != nullptr; node = node->next) bytes += (i + 1) * kGrain;
+  }
+  return bytes;
 }
 
 void PoolFree(void* memory, size_t size) noexcept {

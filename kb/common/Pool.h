@@ -22,6 +22,8 @@ namespace kb {
 inline constexpr size_t kMaxPooled = 256;
 [[nodiscard]] void* PoolAllocate(size_t size);
 void PoolFree(void* memory, size_t size) noexcept;
+/// Memory that this thread's free lists keep for reuse, in bytes. Linear; for measurements.
+[[nodiscard]] size_t PoolFreeBytes() noexcept;
 
 /// Base that gives a class its pool; a descendant of another size uses the pool of that size.
 class TPooled {

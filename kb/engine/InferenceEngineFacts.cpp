@@ -141,6 +141,7 @@ IFact TInferenceEngine::FindFact(int32_t id) const {
 
 void TInferenceEngine::Retract(int32_t id) {
   RequireFocus();
+  if (const int index = facts_->FindFact(id); index >= 0) return RetractFact(index);
   if (const IFact fact = FindFact(id)) RetractFact(fact);
 }
 

@@ -18,27 +18,52 @@ TFacts::~TFacts() { updating_ = true; }
 
 IFact TFacts::Get(int index) const {
   CheckListIndex(index, GetCount());
-  return items_.At(static_cast<size_t>(index));
+  return items_.At(static_cast<size_t>(index)).fact;
 }
 
 void TFacts::Put(int index, const IFact& fact) {
   CheckListIndex(index, GetCount());
   CheckFact(fact);
-  IFact& entry = items_.At(static_cast<size_t>(index));
+  TEntry& entry = items_.At(static_cast<size_t>(index));
   // The index of duplicates holds plain pointers.
-  RemoveFromCache(*entry);
-  entry = fact;
+  RemoveFromCache(*entry.fact);
+  entry = TEntry(fact);
 }
 
+namespace {
+
+// From this size on a list is searched by halving.
+constexpr int kSearchedBySize = 5;
+
+// About how far on from `first` to `last`, as a place among `count`: ids rise evenly but for gaps.
+size_t Estimate(int64_t id, int64_t first, int64_t last, size_t count) {
+  if (id <= first || last <= first) return 0;
+  const double share = static_cast<double>(id - first) / static_cast<double>(last - first);
+  return static_cast<size_t>(std::min(share, 1.0) * static_cast<double>(count));
+}
+
+}  // namespace
+
+// First by the ids that the facts had when they were entered. What that does not find may be a fact with another id by
+// now, or be among so few that their order does not count.
 int TFacts::FindFact(int32_t id) const {
-  const size_t place = items_.PartitionPoint([id](const IFact& fact) { return fact->GetID() < id; });
-  if (place >= items_.Size() || items_.At(place)->GetID() != id) return -1;
-  return static_cast<int>(place);
+  const auto isFound = [&](size_t place) { return place < items_.Size() && items_.At(place).fact->GetID() == id; };
+  size_t place = items_.PartitionPointNear(
+      [id](const TEntry& entry) { return entry.id < id; },
+      [id](const TEntry& first, const TEntry& last, size_t count) { return Estimate(id, first.id, last.id, count); });
+  if (isFound(place)) return static_cast<int>(place);
+  if (GetCount() < kSearchedBySize) {
+    place = 0;
+    while (place < items_.Size() && !isFound(place)) ++place;
+  } else {
+    place = items_.PartitionPoint([id](const TEntry& entry) { return entry.fact->GetID() < id; });
+  }
+  return isFound(place) ? static_cast<int>(place) : -1;
 }
 
 IFact TFacts::GetFactByID(int32_t id) const {
   const int index = FindFact(id);
-  return index < 0 ? IFact() : items_.At(static_cast<size_t>(index));
+  return index < 0 ? IFact() : items_.At(static_cast<size_t>(index)).fact;
 }
 
 uint32_t TFacts::CacheHashOf(const TFact& fact) {
@@ -51,8 +76,8 @@ TFact* TFacts::FindDuplicate(const TFact& fact, uint32_t cacheHash) const {
   if (!fact.GetTemplate()) return nullptr;
   if (!cacheHashCodes_) {
     TFact* found = nullptr;
-    items_.ForEach([&](const IFact& item) {
-      if (found == nullptr && item->Equals(&fact)) found = item.Get();
+    items_.ForEach([&](const TEntry& entry) {
+      if (found == nullptr && entry.fact->Equals(&fact)) found = entry.fact.Get();
     });
     return found;
   }
@@ -78,13 +103,13 @@ int TFacts::IndexOf(const TFact* fact) const {
   if (fact == nullptr) return -1;
   if (fact->GetID() != -1) {
     const int index = FindFact(fact->GetID());
-    if (index >= 0 && items_.At(static_cast<size_t>(index)) == fact) return index;
-    if (index < 0 && GetCount() >= 5) return -1;
+    if (index >= 0 && items_.At(static_cast<size_t>(index)).fact == fact) return index;
+    if (index < 0 && GetCount() >= kSearchedBySize) return -1;
   }
   int index = 0;
   int found = -1;
-  items_.ForEach([&](const IFact& item) {
-    if (found < 0 && item == fact) found = index;
+  items_.ForEach([&](const TEntry& entry) {
+    if (found < 0 && entry.fact == fact) found = index;
     ++index;
   });
   return found;
@@ -144,12 +169,12 @@ void TFacts::CheckFact(const IFact& fact) {
 /// before it came from another module.
 void TFacts::Enter(const IFact& fact) {
   if (idScope_ != nullptr) idScope_->End();
-  const bool last = items_.Empty() || items_.Back()->GetID() < fact->GetID();
+  const bool last = items_.Empty() || items_.Back().fact->GetID() < fact->GetID();
   if (last || engine_ == nullptr) {
     items_.Append(fact);
   } else {
     const int32_t id = fact->GetID();
-    items_.Insert(items_.PartitionPoint([id](const IFact& item) { return item->GetID() < id; }), fact);
+    items_.Insert(items_.PartitionPoint([id](const TEntry& entry) { return entry.fact->GetID() < id; }), fact);
   }
   AddToCache(*fact);
 }
@@ -193,7 +218,7 @@ void TFacts::Delete(int index) {
     engine_->RetractFact(index);
     return;
   }
-  const IFact fact = items_.Erase(static_cast<size_t>(index));
+  const IFact fact = items_.Erase(static_cast<size_t>(index)).fact;
   RemoveFromCache(*fact);
 }
 
@@ -248,19 +273,19 @@ void TFacts::SetCacheHashCodes(bool value) {
   cache_.Clear();
   fuzzyCache_.clear();
   cacheHashCodes_ = value;
-  if (value) items_.ForEach([this](const IFact& fact) { AddToCache(*fact); });
+  if (value) ForEach([this](TFact& fact) { AddToCache(fact); });
 }
 
 int TFacts::GetImportCount() const {
   int count = 0;
-  items_.ForEach([&](const IFact& fact) { count += fact->GetTemplate()->GetModule() != module_ ? 1 : 0; });
+  ForEach([&](const TFact& fact) { count += fact.GetTemplate()->GetModule() != module_ ? 1 : 0; });
   return count;
 }
 
 std::vector<IFact> TFacts::Snapshot() const {
   std::vector<IFact> facts;
   facts.reserve(items_.Size());
-  items_.ForEach([&](const IFact& fact) { facts.push_back(fact); });
+  items_.ForEach([&](const TEntry& entry) { facts.push_back(entry.fact); });
   return facts;
 }
 
@@ -317,23 +342,22 @@ void TFacts::AddLocals(const TFacts& source) {
 
 std::string TFacts::ToString() const {
   std::string text;
-  items_.ForEach([&](const IFact& fact) { text += (text.empty() ? "" : std::string(kLineEnd)) + fact->ToString(); });
+  ForEach([&](const TFact& fact) { text += (text.empty() ? "" : std::string(kLineEnd)) + fact.ToString(); });
   return text;
 }
 
 std::string TFacts::GetToIDString() const {
   std::string text;
-  items_.ForEach(
-      [&](const IFact& fact) { text += (text.empty() ? "" : std::string(kLineEnd)) + fact->GetToIDString(); });
+  ForEach([&](const TFact& fact) { text += (text.empty() ? "" : std::string(kLineEnd)) + fact.GetToIDString(); });
   return text;
 }
 
 std::string TFacts::LocalsToString(bool withIds) const {
   std::string text;
-  items_.ForEach([&](const IFact& fact) {
-    if (fact->GetTemplate()->GetModule() != module_) return;
+  ForEach([&](const TFact& fact) {
+    if (fact.GetTemplate()->GetModule() != module_) return;
     text += IndentString;
-    text += withIds ? fact->GetToIDString() : fact->ToString();
+    text += withIds ? fact.GetToIDString() : fact.ToString();
     text += kLineEnd;
   });
   return text;

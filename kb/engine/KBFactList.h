@@ -81,7 +81,7 @@ class TFacts : public TPersistent {
   /// Calls `visit(TFact&)` for each fact in order. The list must not change meanwhile.
   template <class F>
   void ForEach(F&& visit) const {
-    items_.ForEach([&](const IFact& fact) { visit(*fact); });
+    items_.ForEach([&](const TEntry& entry) { visit(*entry.fact); });
   }
 
   [[nodiscard]] TModule* GetModule() const noexcept { return module_; }
@@ -103,6 +103,13 @@ class TFacts : public TPersistent {
 
  private:
   class TIdScope;
+  // The id that the fact had when it was entered stands beside it: a search looks at neighbours in a chunk, not at facts
+  // all over the memory.
+  struct TEntry {
+    TEntry(IFact f) noexcept : fact(std::move(f)), id(fact->GetID()) {}
+    IFact fact;
+    int32_t id;
+  };
 
   void AssignTo(TPersistent& target) const override;
   static void CheckFact(const IFact& fact);
@@ -120,7 +127,7 @@ class TFacts : public TPersistent {
   int32_t maxId_ = 0;
   TIdScope* idScope_ = nullptr;  // of the fact that is to keep its id and is not yet in the list
   bool cacheHashCodes_ = true;
-  TIndexedSequence<IFact> items_;
+  TIndexedSequence<TEntry> items_;
   THashIndex<TFact> cache_;         // facts of plain templates by the hash of their printed form
   std::vector<TFact*> fuzzyCache_;  // facts of fuzzy templates, in order of arrival
   TModule* module_;

@@ -65,21 +65,12 @@ int TFact::RequirePosition(std::string_view name) const {
 
 /// The place of a value; the slots of the template may have become more since the fact was made.
 IKBValue& TFact::Entry(int position) const {
-  if (position >= capacity_) {
-    const int count = template_->GetPositionCount();
-    auto values = std::make_unique<IKBValue[]>(static_cast<size_t>(count));
-    for (int i = 0; i < capacity_; ++i) {
-      values[static_cast<size_t>(i)].Swap(values_[static_cast<size_t>(i)]);
-    }
+  if (position >= values_.Size()) {
+    TPooledArray<IKBValue> values(template_->GetPositionCount());
+    for (int i = 0; i < values_.Size(); ++i) values[i].Swap(values_[i]);
     values_ = std::move(values);
-    capacity_ = count;
   }
-  return values_[static_cast<size_t>(position)];
-}
-
-void TFact::ClearValues() noexcept {
-  capacity_ = 0;
-  values_.reset();
+  return values_[position];
 }
 
 /// The value at a position that has a slot.
@@ -98,7 +89,7 @@ TKBValue* TFact::ValueAt(int position) const {
 const IKBValue& TFact::GetValue(std::string_view name) const {
   const int position = RequirePosition(name);
   [[maybe_unused]] const TKBValue* value = ReadAt(position);
-  return values_[static_cast<size_t>(position)];
+  return values_[position];
 }
 
 /// Makes the value fit the slot where that can be done without loss of meaning; changes the caller's value itself.
@@ -174,22 +165,20 @@ std::vector<IKBValue> TFact::GetSlotValues() const {
 void TFact::SetTemplate(const IFactTemplate& factTemplate) {
   if (factTemplate == template_) return;
   if (!factTemplate) {
-    ClearValues();
+    values_ = {};
     template_ = nullptr;
     return;
   }
-  const auto count = static_cast<size_t>(factTemplate->GetPositionCount());
-  auto values = std::make_unique<IKBValue[]>(count);
+  TPooledArray<IKBValue> values(factTemplate->GetPositionCount());
   for (const TKBText& name : GetSlotNames()) {
     const int position = factTemplate->GetSlotPosition(name);
-    if (position >= 0) values[static_cast<size_t>(position)] = GetValue(name);
+    if (position >= 0) values[position] = GetValue(name);
   }
   for (const TFactTemplate::TPlacedSlot& placed : factTemplate->GetSortedSlots()) {
-    IKBValue& value = values[static_cast<size_t>(placed.position)];
+    IKBValue& value = values[placed.position];
     if (!value) value = CloneOfDefault(*placed.slot);
   }
   values_ = std::move(values);
-  capacity_ = static_cast<int32_t>(count);
   template_ = factTemplate;
 }
 
@@ -206,24 +195,20 @@ void TFact::RequireSameTemplate(const TFact& other) const {
 void TFact::AssignValues(const TFact& other) {
   RequireSameTemplate(other);
   if (&other == this) return;
-  const int count = other.capacity_;
-  auto values = std::make_unique<IKBValue[]>(static_cast<size_t>(count));
-  for (int i = 0; i < count; ++i) {
-    if (other.HasValueAt(i)) values[static_cast<size_t>(i)] = other.values_[static_cast<size_t>(i)]->Clone();
+  TPooledArray<IKBValue> values(other.values_.Size());
+  for (int i = 0; i < values.Size(); ++i) {
+    if (other.HasValueAt(i)) values[i] = other.values_[i]->Clone();
   }
   values_ = std::move(values);
-  capacity_ = count;
 }
 
 void TFact::SetValues(const TFact& other) {
   if (&other == this) return;
   const std::vector<TKBText> names = other.GetSlotNames();
-  const int32_t formerCapacity = std::exchange(capacity_, 0);
-  std::unique_ptr<IKBValue[]> former = std::move(values_);
+  TPooledArray<IKBValue> former = std::move(values_);
   try {
     for (const TKBText& name : names) SetValue(name, other.GetValue(name)->Clone());
   } catch (...) {
-    capacity_ = formerCapacity;
     values_ = std::move(former);
     throw;
   }
@@ -232,8 +217,8 @@ void TFact::SetValues(const TFact& other) {
 IFact TFact::ShallowClone(const TSlotRef& slot, const IKBValue& value) const {
   auto copy = MakeRef<TFact>(template_);
   copy->id_ = id_;
-  for (int i = 0; i < capacity_; ++i) {
-    if (values_[static_cast<size_t>(i)]) copy->Entry(i) = values_[static_cast<size_t>(i)];
+  for (int i = 0; i < values_.Size(); ++i) {
+    if (values_[i]) copy->Entry(i) = values_[i];
   }
   if (const int position = slot.Position(*template_); position >= 0) copy->Entry(position) = value;
   return copy;
@@ -264,7 +249,7 @@ void TFact::AssignFrom(const TFact& other, bool checked) {
   } else {
     SetTemplate(other.template_);
     if (!other.template_) {
-      ClearValues();
+      values_ = {};
     } else if (checked) {
       SetValues(other);
     } else {

@@ -1,12 +1,12 @@
 // One fact: a template, an id, and a value for each slot.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "kb/common/Pool.h"
+#include "kb/common/PooledArray.h"
 #include "kb/platform/Object.h"
 #include "kb/values/FactTemplate.h"
 #include "kb/values/KBTypes.h"
@@ -92,14 +92,13 @@ class TFact : public TPersistent, public RefCounted, public TPooled {
   [[nodiscard]] TFactTemplate& RequireTemplate() const;
   [[nodiscard]] int RequirePosition(std::string_view name) const;
   [[nodiscard]] bool HasValueAt(int position) const noexcept {
-    return position >= 0 && position < capacity_ && values_[static_cast<size_t>(position)];
+    return position >= 0 && position < values_.Size() && values_[position];
   }
   [[nodiscard]] TKBValue* ReadAt(int position) const {
-    return HasValueAt(position) ? values_[static_cast<size_t>(position)].Get() : MakeDefaultAt(position);
+    return HasValueAt(position) ? values_[position].Get() : MakeDefaultAt(position);
   }
   [[nodiscard]] TKBValue* MakeDefaultAt(int position) const;
   void RequireSameTemplate(const TFact& other) const;
-  void ClearValues() noexcept;
   void AssignFrom(const TFact& other, bool checked);
   [[nodiscard]] bool MovesBetweenEngines(const TFact& other) const noexcept;
   void AssignThroughText(const TFact& other);
@@ -107,8 +106,7 @@ class TFact : public TPersistent, public RefCounted, public TPooled {
 
   int32_t id_ = -1;
   uint32_t cacheHash_ = 0;
-  mutable int32_t capacity_ = 0;
-  mutable std::unique_ptr<IKBValue[]> values_;  // by position; null where not yet set or read
+  mutable TPooledArray<IKBValue> values_;  // by position; null where not yet set or read
   intptr_t tag_ = 0;
   IFactTemplate template_;
 };

@@ -178,6 +178,20 @@ TEST(Token, OrderOfFactsCountsAndTagsDoNot) {
   EXPECT_THROW(MakeRef<TKBToken>()->SetTag(taAdd), EKBException);
 }
 
+TEST(IndexedSequence, FindsAPlaceHoweverFarTheEstimateIsOff) {
+  TIndexedSequence<size_t> sequence;
+  for (size_t i = 0; i < 700; ++i) sequence.Append(i * 2);
+  const auto find = [&](size_t value, size_t percent) {
+    return sequence.PartitionPointNear([&](size_t item) { return item < value; },
+                                       [&](size_t, size_t, size_t count) { return count * percent / 100; });
+  };
+  for (size_t value = 0; value <= 1400; ++value) {
+    for (const size_t percent : {0U, 40U, 100U, 900U}) ASSERT_EQ(find(value, percent), (value + 1) / 2) << percent;
+  }
+  sequence.Clear();
+  EXPECT_EQ(find(1, 50), 0U);
+}
+
 TEST(IndexedSequence, BehavesAsAVector) {
   TIndexedSequence<int> sequence;
   std::vector<int> model;
