@@ -52,16 +52,16 @@ TOutcome AssertFacts(size_t size, TStopWatch& watch) {
   return {static_cast<double>(size), MemoryInUse() - before, {}};
 }
 
-TOutcome RetractFacts(size_t size, TStopWatch& watch) {
+TOutcome RetractFacts(size_t size, bool shuffled, TStopWatch& watch) {
   TInferenceEngine engine;
   TOrders orders(engine);
   std::vector<int32_t> ids;
   for (size_t i = 0; i < size; ++i) ids.push_back(orders.Assert(i));
-  std::shuffle(ids.begin(), ids.end(), std::mt19937(1));
+  if (shuffled) std::shuffle(ids.begin(), ids.end(), std::mt19937(1));
   watch.Start();
   for (const int32_t id : ids) engine.Retract(id);
   watch.Stop();
-  return {static_cast<double>(size), 0, "in random order"};
+  return {static_cast<double>(size), 0, {}};
 }
 
 void Expect(bool holds, std::string_view what) {
@@ -151,7 +151,10 @@ void AddProgramMeasurements(std::vector<TMeasurement>& list) {
   const std::vector<size_t> large = {125'000, 250'000, 500'000, 1'000'000};
   const std::vector<size_t> middle = {12'500, 25'000, 50'000, 100'000};
   list.push_back({"assert four-slot facts", "facts", large, AssertFacts});
-  list.push_back({"retract four-slot facts", "facts", large, RetractFacts});
+  for (const bool shuffled : {false, true}) {
+    list.push_back({std::string("retract four-slot facts, ") + (shuffled ? "in random order" : "oldest first"), "facts",
+                    large, [shuffled](size_t size, TStopWatch& watch) { return RetractFacts(size, shuffled, watch); }});
+  }
   list.push_back({"equality join of N by N", "pairs", middle, EqualityJoin});
   list.push_back({"negated join of N by N", "facts", middle, NegatedJoin});
   list.push_back({"modify one fact", "firings", {37'500, 75'000, 150'000, 300'000}, ModifyOneFact});

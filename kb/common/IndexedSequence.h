@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <iterator>
 #include <memory>
-#include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -20,8 +20,8 @@ struct TNoTracker {
 };
 
 /// Items in chunks of at most kChunk, with a tree of partial counts over the chunks. Finding an index is logarithmic in
-/// the number of chunks; inserting and erasing move at most one chunk, and the tree is rebuilt only when a chunk comes
-/// or goes, once in some hundred changes. Append is constant on average. Iteration runs over plain arrays.
+/// the number of chunks; inserting and erasing move at most one chunk (the first item goes without moving any), and the
+/// tree is rebuilt only when a chunk comes or goes, once in some hundred changes. Append is constant on average. Iteration runs over plain arrays.
 ///
 /// A Tracker with `Placed(item, chunk)` lets items remember their chunk, and IndexOf then finds an item in logarithmic
 /// time plus a walk over one chunk.
@@ -35,19 +35,19 @@ class TIndexedSequence {
 
   [[nodiscard]] const T& At(size_t index) const {
     const Place place = Find(index);
-    return chunks_[place.chunk]->items[place.offset];
+    return chunks_[place.chunk]->At(place.offset);
   }
   [[nodiscard]] T& At(size_t index) {
     const Place place = Find(index);
-    return chunks_[place.chunk]->items[place.offset];
+    return chunks_[place.chunk]->At(place.offset);
   }
-  [[nodiscard]] const T& Front() const { return chunks_.front()->items.front(); }
-  [[nodiscard]] const T& Back() const { return chunks_.back()->items.back(); }
+  [[nodiscard]] const T& Front() const { return chunks_[first_]->At(0); }
+  [[nodiscard]] const T& Back() const { return chunks_.back()->Back(); }
   /// Index of an item whose chunk the tracker was told.
   [[nodiscard]] size_t IndexOf(const T& item, const void* chunk) const {
     const auto& home = *static_cast<const Chunk*>(chunk);
-    const auto found = std::find(home.items.begin(), home.items.end(), item);
-    return CountBefore(home.ordinal) + static_cast<size_t>(found - home.items.begin());
+    const auto found = std::find(home.Begin(), home.items.end(), item);
+    return CountBefore(home.ordinal) + static_cast<size_t>(found - home.Begin());
   }
 
   void Append(T item) {
@@ -60,7 +60,7 @@ class TIndexedSequence {
     if (isNew) {
       AppendToTree();
     } else {
-      AddToTree(chunk.ordinal, 1);
+      AddToTree(chunks_.size() - 1, 1);
     }
   }
 
@@ -71,13 +71,13 @@ class TIndexedSequence {
       return;
     }
     Place place = Find(index);
-    if (chunks_[place.chunk]->items.size() >= kChunk) {
+    if (chunks_[place.chunk]->Count() >= kChunk) {
       Split(place.chunk);
       place = Find(index);
     }
     Chunk& chunk = *chunks_[place.chunk];
     Tracker::Placed(item, &chunk);
-    chunk.items.insert(chunk.items.begin() + static_cast<std::ptrdiff_t>(place.offset), std::move(item));
+    chunk.items.insert(chunk.Begin() + static_cast<std::ptrdiff_t>(place.offset), std::move(item));
     ++size_;
     AddToTree(place.chunk, 1);
   }
@@ -85,16 +85,11 @@ class TIndexedSequence {
   /// Takes the item out and gives it.
   T Erase(size_t index) {
     const Place place = Find(index);
-    auto& items = chunks_[place.chunk]->items;
-    T item = std::move(items[place.offset]);
-    items.erase(items.begin() + static_cast<std::ptrdiff_t>(place.offset));
+    Chunk& chunk = *chunks_[place.chunk];
+    T item = chunk.Erase(place.offset);
     --size_;
-    if (items.empty()) {
-      chunks_.erase(chunks_.begin() + static_cast<std::ptrdiff_t>(place.chunk));
-      RebuildTree();
-    } else {
-      AddToTree(place.chunk, -1);
-    }
+    AddToTree(place.chunk, -1);
+    if (chunk.Count() == 0) DropChunk(place.chunk);
     return item;
   }
 
@@ -102,26 +97,27 @@ class TIndexedSequence {
     std::vector<std::unique_ptr<Chunk>> old;
     old.swap(chunks_);
     tree_.clear();
+    first_ = 0;
     size_ = 0;
   }
 
   /// First index for which `isBefore(item)` is false, in a sequence where it is true and then false.
   template <class F>
   [[nodiscard]] size_t PartitionPoint(F&& isBefore) const {
-    size_t low = 0;
+    size_t low = first_;
     size_t high = chunks_.size();
     while (low < high) {
       const size_t middle = (low + high) / 2;
-      if (isBefore(chunks_[middle]->items.back())) {
+      if (isBefore(chunks_[middle]->Back())) {
         low = middle + 1;
       } else {
         high = middle;
       }
     }
     if (low == chunks_.size()) return size_;
-    const auto& items = chunks_[low]->items;
-    const auto found = std::partition_point(items.begin(), items.end(), isBefore);
-    return CountBefore(low) + static_cast<size_t>(found - items.begin());
+    const Chunk& chunk = *chunks_[low];
+    const auto found = std::partition_point(chunk.Begin(), chunk.items.end(), isBefore);
+    return CountBefore(low) + static_cast<size_t>(found - chunk.Begin());
   }
 
   /// The same where the items can tell about how far on it lies: `estimate(front, back, count)` gives the expected place
@@ -130,26 +126,50 @@ class TIndexedSequence {
   template <class F, class G>
   [[nodiscard]] size_t PartitionPointNear(F&& isBefore, G&& estimate) const {
     if (size_ == 0) return 0;
-    const size_t chunk = Widen(chunks_.size(), estimate(Front(), Back(), chunks_.size()),
-                               [&](size_t i) { return isBefore(chunks_[i]->items.back()); });
-    if (chunk == chunks_.size()) return size_;
-    const auto& items = chunks_[chunk]->items;
-    return CountBefore(chunk) + Widen(items.size(), estimate(items.front(), items.back(), items.size()),
-                                      [&](size_t i) { return isBefore(items[i]); });
+    const size_t count = chunks_.size() - first_;
+    const size_t home = first_ + Widen(count, estimate(Front(), Back(), count),
+                                       [&](size_t i) { return isBefore(chunks_[first_ + i]->Back()); });
+    if (home == chunks_.size()) return size_;
+    const Chunk& chunk = *chunks_[home];
+    return CountBefore(home) + Widen(chunk.Count(), estimate(chunk.At(0), chunk.Back(), chunk.Count()),
+                                     [&](size_t i) { return isBefore(chunk.At(i)); });
   }
 
   template <class F>
   void ForEach(F&& visit) const {
-    for (const auto& chunk : chunks_) {
-      for (const T& item : chunk->items) visit(item);
+    for (size_t c = first_; c < chunks_.size(); ++c) {
+      const Chunk* chunk = chunks_[c].get();
+      for (size_t i = chunk->begin; i < chunk->items.size(); ++i) visit(chunk->items[i]);
     }
   }
 
  private:
+  // Items from `begin` on; the places before it are free. Erasing moves the smaller half, so that a queue moves nothing.
   struct Chunk {
-    size_t ordinal = 0;  // place among the chunks
+    size_t ordinal = 0;  // place among the chunks; kept for a tracker
+    size_t begin = 0;
     std::vector<T> items;
+
+    [[nodiscard]] size_t Count() const noexcept { return items.size() - begin; }
+    [[nodiscard]] auto Begin() noexcept { return items.begin() + static_cast<std::ptrdiff_t>(begin); }
+    [[nodiscard]] auto Begin() const noexcept { return items.begin() + static_cast<std::ptrdiff_t>(begin); }
+    [[nodiscard]] T& At(size_t offset) noexcept { return items[begin + offset]; }
+    [[nodiscard]] const T& At(size_t offset) const noexcept { return items[begin + offset]; }
+    [[nodiscard]] const T& Back() const noexcept { return items.back(); }
+    T Erase(size_t offset) {
+      const auto place = Begin() + static_cast<std::ptrdiff_t>(offset);
+      T item = std::move(*place);
+      if (offset < Count() / 2) {
+        std::move_backward(Begin(), place, place + 1);
+        ++begin;
+      } else {
+        items.erase(place);
+      }
+      return item;
+    }
   };
+  static constexpr bool kTracks = !std::is_same_v<Tracker, TNoTracker>;
+
   struct Place {
     size_t chunk;
     size_t offset;
@@ -200,8 +220,8 @@ class TIndexedSequence {
 
   [[nodiscard]] Place Find(size_t index) const {
     if (index >= size_) RaiseListIndex(static_cast<long long>(index));
-    if (index < chunks_.front()->items.size()) return {0, index};
-    const size_t inLast = chunks_.back()->items.size();
+    if (index < chunks_[first_]->Count()) return {first_, index};
+    const size_t inLast = chunks_.back()->Count();
     if (const size_t tail = size_ - index; tail <= inLast) return {chunks_.size() - 1, inLast - tail};
     size_t chunk = 0;
     for (size_t step = HighBit(); step > 0; step /= 2) {
@@ -230,32 +250,69 @@ class TIndexedSequence {
   }
   void AppendToTree() {
     const size_t place = chunks_.size();
-    size_t count = chunks_.back()->items.size();
+    size_t count = chunks_.back()->Count();
     const size_t span = place & (~place + 1);
     for (size_t i = place - 1; i > place - span; i &= i - 1) count += tree_[i - 1];
     tree_.push_back(count);
   }
-  void RebuildTree() {
-    tree_.assign(chunks_.size(), 0);
-    for (size_t i = 1; i <= chunks_.size(); ++i) {
-      chunks_[i - 1]->ordinal = i - 1;
-      tree_[i - 1] += chunks_[i - 1]->items.size();
-      const size_t parent = i + (i & (~i + 1));
-      if (parent <= chunks_.size()) tree_[parent - 1] += tree_[i - 1];
+  // Both walk over the tree alone: looking at thousands of chunks costs more than the rest of what a change does.
+  void TreeToCounts() noexcept {
+    for (size_t i = tree_.size(); i > 0; --i) {
+      if (const size_t parent = i + (i & (~i + 1)); parent <= tree_.size()) tree_[parent - 1] -= tree_[i - 1];
     }
+  }
+  void CountsToTree() noexcept {
+    for (size_t i = 1; i <= tree_.size(); ++i) {
+      if (const size_t parent = i + (i & (~i + 1)); parent <= tree_.size()) tree_[parent - 1] += tree_[i - 1];
+    }
+  }
+  void Renumber(size_t from) noexcept {
+    if constexpr (kTracks) {
+      for (size_t i = from; i < chunks_.size(); ++i) chunks_[i]->ordinal = i;
+    }
+  }
+  void DropChunk(size_t place) noexcept {
+    if (size_ == 0) return Clear();
+    if (place == first_) return DropFirstChunk();
+    if (place + 1 == chunks_.size()) {
+      chunks_.pop_back();
+      tree_.pop_back();
+      return;
+    }
+    TreeToCounts();
+    chunks_.erase(chunks_.begin() + static_cast<std::ptrdiff_t>(place));
+    tree_.erase(tree_.begin() + static_cast<std::ptrdiff_t>(place));
+    CountsToTree();
+    Renumber(place);
+  }
+  // Its place stays, counting none, until half of the places do: a queue of a million loses a chunk in constant time.
+  void DropFirstChunk() noexcept {
+    chunks_[first_++].reset();
+    if (first_ * 2 <= chunks_.size()) return;
+    TreeToCounts();
+    chunks_.erase(chunks_.begin(), chunks_.begin() + static_cast<std::ptrdiff_t>(first_));
+    tree_.erase(tree_.begin(), tree_.begin() + static_cast<std::ptrdiff_t>(first_));
+    first_ = 0;
+    CountsToTree();
+    Renumber(0);
   }
   void Split(size_t place) {
     auto second = NewChunk(place + 1);
-    auto& first = chunks_[place]->items;
-    const auto middle = first.begin() + static_cast<std::ptrdiff_t>(first.size() / 2);
+    Chunk& first = *chunks_[place];
+    const auto middle = first.Begin() + static_cast<std::ptrdiff_t>(first.Count() / 2);
     second->items.reserve(kChunk);
-    std::move(middle, first.end(), std::back_inserter(second->items));
-    first.erase(middle, first.end());
+    std::move(middle, first.items.end(), std::back_inserter(second->items));
+    first.items.erase(middle, first.items.end());
     for (const T& item : second->items) Tracker::Placed(item, second.get());
+    TreeToCounts();
+    tree_[place] = first.Count();
+    tree_.insert(tree_.begin() + static_cast<std::ptrdiff_t>(place) + 1, second->Count());
     chunks_.insert(chunks_.begin() + static_cast<std::ptrdiff_t>(place) + 1, std::move(second));
-    RebuildTree();
+    CountsToTree();
+    Renumber(place + 1);
   }
 
+  size_t first_ = 0;  // places before it hold no chunk any more
   std::vector<std::unique_ptr<Chunk>> chunks_;
   std::vector<size_t> tree_;
   size_t size_ = 0;

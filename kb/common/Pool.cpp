@@ -6,6 +6,10 @@
 #include <utility>
 #include <vector>
 
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
 namespace kb {
 
 #if defined(KB_POOLS_OFF)
@@ -21,6 +25,10 @@ namespace {
 constexpr size_t kGrain = 8;
 constexpr size_t kClasses = kMaxPooled / kGrain;
 constexpr size_t kSlabBytes = size_t{64} * 1024;
+// A process that needs more than a few slabs gets them from regions of the size of a large page. With millions of objects
+// it is the look-up of small pages that costs most.
+constexpr size_t kRegionBytes = size_t{2} * 1024 * 1024;
+constexpr size_t kSlabsBeforeRegions = 32;
 
 struct FreeNode {
   FreeNode* next;
@@ -30,7 +38,9 @@ struct FreeNode {
 struct CommonStore {
   std::mutex mutex;
   std::array<std::vector<FreeNode*>, kClasses> lists;
-  std::vector<void*> slabs;
+  std::vector<void*> blocks;  // slabs and regions
+  unsigned char* region = nullptr;
+  size_t used = kRegionBytes;  // of the region
 };
 
 CommonStore& Store() {
@@ -59,25 +69,42 @@ struct ThreadEnd {
 
 thread_local ThreadEnd threadEnd;
 
+void AskForLargePages([[maybe_unused]] void* memory, [[maybe_unused]] size_t bytes) noexcept {
+#if defined(__linux__)
+  madvise(memory, bytes, MADV_HUGEPAGE);  // a wish: where it is refused nothing changes
+#endif
+}
+
+// The store is locked.
+unsigned char* NewSlab(CommonStore& store) {
+  if (store.blocks.size() < kSlabsBeforeRegions) {
+    void*& slab = store.blocks.emplace_back();
+    slab = ::operator new(kSlabBytes);
+    return static_cast<unsigned char*>(slab);
+  }
+  if (store.used == kRegionBytes) {
+    void*& region = store.blocks.emplace_back();
+    region = ::operator new(kRegionBytes, std::align_val_t(kRegionBytes));
+    store.region = static_cast<unsigned char*>(region);
+    store.used = 0;
+    AskForLargePages(store.region, kRegionBytes);
+  }
+  unsigned char* slab = store.region + store.used;
+  store.used += kSlabBytes;
+  return slab;
+}
+
 FreeNode* Refill(size_t index) {
   threadEnd.armed = true;
   CommonStore& store = Store();
   const size_t bytes = (index + 1) * kGrain;
-  {
-    const std::lock_guard lock(store.mutex);
-    if (auto& lists = store.lists[index]; !lists.empty()) {
-      FreeNode* list = lists.back();
-      lists.pop_back();
-      return list;
-    }
-    store.slabs.reserve(store.slabs.size() + 1);
+  const std::lock_guard lock(store.mutex);
+  if (auto& lists = store.lists[index]; !lists.empty()) {
+    FreeNode* list = lists.back();
+    lists.pop_back();
+    return list;
   }
-  void* slab = ::operator new(kSlabBytes);
-  {
-    const std::lock_guard lock(store.mutex);
-    store.slabs.push_back(slab);
-  }
-  auto* base = static_cast<unsigned char*>(slab);
+  unsigned char* base = NewSlab(store);
   FreeNode* list = nullptr;
   // Linked so that addresses are handed out in rising order.
   for (size_t i = kSlabBytes / bytes; i > 0; --i) {

@@ -201,12 +201,15 @@ TEST(IndexedSequence, BehavesAsAVector) {
     return static_cast<size_t>(state >> 8) % limit;
   };
   for (int step = 0; step < 20000; ++step) {
-    if (model.empty() || draw(5) < 3) {
-      const size_t place = draw(model.size() + 1);
+    // By turns it grows anywhere, shrinks, is a queue and a stack.
+    const size_t phase = static_cast<size_t>(step) / 2500 % 4;
+    const bool grows = draw(5) < (phase == 1 ? 2U : 3U);
+    if (model.empty() || grows) {
+      const size_t place = phase < 2 ? draw(model.size() + 1) : model.size();
       sequence.Insert(place, step);
       model.insert(model.begin() + static_cast<std::ptrdiff_t>(place), step);
     } else {
-      const size_t place = draw(model.size());
+      const size_t place = phase < 2 ? draw(model.size()) : phase == 2 ? 0 : model.size() - 1;
       ASSERT_EQ(sequence.Erase(place), model[place]);
       model.erase(model.begin() + static_cast<std::ptrdiff_t>(place));
     }
