@@ -156,6 +156,11 @@ class TKBClipsParser : public TKBParser {
   [[nodiscard]] bool NextIsOpen();
   void Expect(int dataType, std::string_view where);
   void CheckClose(const IStreamToken& token, std::string_view where);
+  struct TOpenAtom {
+    IStreamToken open;
+    IStreamToken atom;
+  };
+  [[nodiscard]] TOpenAtom ExpectOpenAtom(std::string_view where);
   [[nodiscard]] TKBContext& Context() const;
   [[nodiscard]] IKBValue ResolveNow(const IKBValue& value) const;
 
