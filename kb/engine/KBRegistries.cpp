@@ -12,6 +12,7 @@
 #include "kb/values/FactSet.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBModule.h"
+#include "kb/values/KBModuleConstruct.h"
 
 namespace kb {
 namespace {
@@ -220,7 +221,7 @@ std::string TemplatesText(const TFactTemplates& table, bool locals) {
 
 void TFactTemplates::Add(const IFactTemplate& factTemplate) {
   RequireObject(factTemplate, "fact template");
-  if (factTemplate->GetTemplateName().Empty()) throw EKBException(TKBMessage::MissingName);
+  CheckConstructName(factTemplate->GetTemplateName());
   Put(factTemplate->GetTemplateName(), factTemplate);
 }
 

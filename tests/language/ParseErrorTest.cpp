@@ -62,10 +62,12 @@ TEST_F(ParseError, Facts) {
       true);
   Check({
       {"(assert (\"a\"))", Framed("Expected \"( <atom>\"", "ParseFact", R"( ( assert ( \"a"\ )")},
+      {"(assert-string \"a 1)\")", Framed("Expected \"( <atom>\"", "ParseFact", "a ")},
       {"(assert (b = 3))", Framed("\"=\" cannot appear as an atom within a fact", "ParseList", " ( assert ( b = 3 ")},
       {"(assert (b & 3))", Framed("Bad Slot Value: &", "ParseList", " ( assert ( b & ")},
       {"(assert (b 1 2", Framed("Expected \")\"", "ParseFactSlot", " ( assert ( b 1 2 EOF ")},
       {"(assert (p x))", Framed("Expected \"(\"", "ParseFactSlot", " ( assert ( p x ")},
+      {"(assert (done? 1))", "\"done?\" contains unexpected character: \"?\""},
       {"(assert (p (1 x)))", Framed("Bad Slot Name: 1", "ParseFactSlot", " ( assert ( p ( 1 ")},
       {"(assert (p (q 1)))", "No such slot name: \"q\""},
       {"(assert (p (n 1 2)))", Framed("Expected \")\"", "ParseFactSlot", " ( assert ( p ( n 1 2 ")},
@@ -218,6 +220,7 @@ TEST_F(ParseError, Rules) {
       {"(defrule r ?x <- (not (a)) =>)",
        rule("\"not\" and \"test\" CEs cannot be bound to variables", "?x <- ( not ( a ) ) ", "ParseRulePatterns")},
       {"(defrule r (\"a\") =>)", rule("Expected \"( <atom>\"", R"(( \"a"\ )", "ParsePattern")},
+      {"(defrule r (not a)) =>)", rule("Expected \"( <atom>\"", "( not a ", "ParsePattern")},
       {"(defrule r (exists (a) (b)) =>)", rule("Expected \")\"", "( exists ( a ) ( ", "ParsePattern")},
       {"(defrule r (or (a) (b)) =>)", rule("Bad Slot Value: (", "( or ( ", "ParsePattern")},
       {"(defrule r (a 1 & ) =>)", rule("Bad Slot Value: )", "( a 1 & ) ", "ParsePattern")},
