@@ -174,8 +174,11 @@ std::string PrettyPrint(const TFunctionCall& funCall, bool slotForm) {
   AppendCommentLines(text, funCall.GetComment());
   text.append("(").append(funCall.GetName().View());
   for (int i = 0; i < funCall.GetArgumentCount(); ++i) {
-    const std::string argument = ValueText(funCall.GetArgument(i));
-    if (slotForm && i > 0) {
+    const IKBValue& value = funCall.GetArgument(i);
+    const std::string argument = ValueText(value);
+    // A pair that a variable or a call gives is written bare where it is to be read back.
+    const bool pair = slotForm && i > 0 && (!TLosslessText::IsOn() || (value && value->Is(dtList)));
+    if (pair) {
       text.append(" (").append(argument).append(")");
     } else {
       text.append(" ").append(argument);
