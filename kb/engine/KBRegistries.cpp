@@ -522,7 +522,8 @@ void TModules::CheckImports(const TModule& module, int index) const {
   const std::string own(module.IsMain() ? SMainModule : std::string_view(module.GetName()));
   for (int i = 0; i < module.GetImportModuleCount(); ++i) {
     const std::string& name = module.GetImportModule(i)->GetModuleName();
-    if (name != own && IndexOf(name) >= index) {
+    // One that takes the place of a module of its name cannot import what goes with that.
+    if (name == own || IndexOf(name) >= index) {
       throw EKBException(TKBMessage::InvalidModuleDependency, {own, name});
     }
   }
