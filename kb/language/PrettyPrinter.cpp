@@ -176,8 +176,8 @@ std::string PrettyPrint(const TFunctionCall& funCall, bool slotForm) {
   for (int i = 0; i < funCall.GetArgumentCount(); ++i) {
     const IKBValue& value = funCall.GetArgument(i);
     const std::string argument = ValueText(value);
-    // A pair that a variable or a call gives is written bare where it is to be read back.
-    const bool pair = slotForm && i > 0 && (!TLosslessText::IsOn() || (value && value->Is(dtList)));
+    // What is to be read back has parentheses where the reader had found some: a pair that a variable gives is bare.
+    const bool pair = slotForm && (TLosslessText::IsOn() ? value && value->Is(dtList) : i > 0);
     if (pair) {
       text.append(" (").append(argument).append(")");
     } else {
