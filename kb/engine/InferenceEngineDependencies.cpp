@@ -349,6 +349,26 @@ void TInferenceEngine::RelinkDescendants(const TKBDefinedType& oldType, const IK
 
 // ---- Reading back
 
+namespace {
+
+bool HasExpression(const TKBValue& value) {
+  if (value.Is(dtFunCall) || KBVariableTypes.Has(value.GetDType())) return true;
+  const TValueVector* list = value.ListOrNull();
+  return list != nullptr &&
+         std::any_of(list->begin(), list->end(), [](const IKBValue& item) { return item && HasExpression(*item); });
+}
+
+// The fact as its text says it now. The text may give a value by a call, which is worked out unless the fact itself
+// held such a thing.
+IFact ReadBack(TInferenceEngine& engine, const std::string& text, const TFact& former) {
+  IFact fact = engine.ParseFact(text);
+  const std::vector<IKBValue> values = former.GetSlotValues();
+  if (std::any_of(values.begin(), values.end(), [](const IKBValue& v) { return v && HasExpression(*v); })) return fact;
+  return engine.GetGlobalContext().Resolve(fact);
+}
+
+}  // namespace
+
 // What no longer fits is dropped without a word.
 void TInferenceEngine::UpdateDependencies(const TDependents& dependents) {
   const TErrorHandling saved = parser_->GetErrorHandling();
@@ -356,7 +376,7 @@ void TInferenceEngine::UpdateDependencies(const TDependents& dependents) {
   for (const TDependent& dependent : dependents) {
     try {
       if (dependent.fact) {
-        UpdateDependentFact(dependent.fact, GetGlobalContext().Resolve(ParseFact(dependent.text)));
+        UpdateDependentFact(dependent.fact, ReadBack(*this, dependent.text, *dependent.fact));
       } else {
         Parse(dependent.text, true);
       }
