@@ -184,9 +184,8 @@ IFactSlot TKBClipsParser::ParseFactTemplateSlot() {
   return draft.slot;
 }
 
-// qualifier = "(" ("default" | "default-dynamic") value* ")" | "(" "type" type-name* ")" | "(" "units" name
-// ")"
-//           | range | cardinality | allowed
+// qualifier = "(" ("default" | "default-dynamic") value* ")" | "(" "type" type-name* ")"
+//           | "(" "units" name ")" | range | cardinality | allowed
 //
 // The words count without regard to case. Qualifiers work in the order in which they stand: a type behind a
 // default does not convert that default any more, it only judges it at the end of the slot. `open` is the
