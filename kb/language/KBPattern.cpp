@@ -215,7 +215,7 @@ void TKBPattern::KeepBound(const Slot& slot, size_t begin, size_t end, TSlotTest
   const int subIndex = slot.tests[begin]->GetMultiSlotSubIndex();
   for (size_t i = begin; i < end; ++i) {
     const TKBPatternMatchTest& test = *slot.tests[i];
-    if (!test.IsVariable() || test.GetSlotTestType() != sttEquals) continue;
+    if (!test.IsVariable()) continue;
     const TKBText name = test.GetSlotValue()->GetAsString();
     const TBinding* binding = rule->GetBindingByName(name);
     const bool here = binding != nullptr && binding->GetFactIndex() == rule->GetLastFactPosition() &&

@@ -166,7 +166,8 @@ TEST_F(PrettyPrinter, RulesReadBack) {
         "?f <- (unique (a ?x)) (exists (b ?x)) (test (> ?x 1))", "(colour (c ?x&red|blue|~:(f ?x)))",
         "(colour (c red|blue))", "(colour (c =(f)))", "(colour (c red|=(f)))", "(person (likes tea|=(f) $?))",
         "(a ?x) (colour (c ~=(f ?x)&~?x))", "(not (a))", "(x) (not (test (> 1 2)))", "(x) (not (not (not (a ?))))",
-        "(x) (not (a ~?))", "(a ?x) (need-b ?x)", "(need-b ?x)", "; one\n(a)\n; two\n(explicit (b))"}) {
+        "(x) (not (a ~?))", "(x) (not (a b|~?))", "(a ?x) (need-b ?x)", "(need-b ?x)",
+        "; one\n(a)\n; two\n(explicit (b))"}) {
     const std::string first = Rule("(defrule r \"c\" (declare (salience 3)) " + left + " => (f 1) (modify 1 (a 2)))");
     const std::string second = Rule(first);
     EXPECT_EQ(second, first) << left;
