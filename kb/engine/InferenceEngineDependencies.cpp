@@ -6,6 +6,7 @@
 #include "kb/matching/ReteNetwork.h"
 #include "kb/platform/StackGuard.h"
 #include "kb/values/KBConsts.h"
+#include "kb/values/LosslessText.h"
 #include "kb/values/ValueVector.h"
 
 namespace kb {
@@ -55,6 +56,7 @@ void TInferenceEngine::RemoveTemplateFacts(const TFactTemplate& factTemplate, TD
   std::vector<IFact> facts = facts_->Snapshot();
   std::erase_if(facts, [&](const IFact& fact) { return fact->GetTemplate() != &factTemplate; });
   if (dependents != nullptr) {
+    const TLosslessText lossless;
     for (const IFact& fact : facts) dependents->push_back({fact->ToString(), fact});
   }
   for (auto fact = facts.rbegin(); fact != facts.rend(); ++fact) {
@@ -64,13 +66,14 @@ void TInferenceEngine::RemoveTemplateFacts(const TFactTemplate& factTemplate, TD
     TFactSet& factSet = factSets_->Get(i);
     for (int k = 0; k < factSet.GetFactCount(); ++k) {
       const IFact& fact = factSet.PeekFact(k);
-      if (fact && fact->GetTemplate() == &factTemplate) factSet.SetFact(k, nullptr);
+      if (fact && fact->GetTemplate() == &factTemplate) factSet.Unparse(k);
     }
   }
 }
 
 // With a list, rules whose actions depend go too and are recorded; without one, only those with such a pattern.
 void TInferenceEngine::RemoveTemplateRules(const TFactTemplate& factTemplate, TDependents* dependents) {
+  const TLosslessText lossless;
   std::vector<std::string> names;
   for (int i = 0; i < rules_->GetCount(); ++i) {
     const TRule& rule = *rules_->GetValue(i);
@@ -346,6 +349,26 @@ void TInferenceEngine::RelinkDescendants(const TKBDefinedType& oldType, const IK
 
 // ---- Reading back
 
+namespace {
+
+bool HasExpression(const TKBValue& value) {
+  if (value.Is(dtFunCall) || KBVariableTypes.Has(value.GetDType())) return true;
+  const TValueVector* list = value.ListOrNull();
+  return list != nullptr &&
+         std::any_of(list->begin(), list->end(), [](const IKBValue& item) { return item && HasExpression(*item); });
+}
+
+// The fact as its text says it now. The text may give a value by a call, which is worked out unless the fact itself
+// held such a thing.
+IFact ReadBack(TInferenceEngine& engine, const std::string& text, const TFact& former) {
+  IFact fact = engine.ParseFact(text);
+  const std::vector<IKBValue> values = former.GetSlotValues();
+  if (std::any_of(values.begin(), values.end(), [](const IKBValue& v) { return v && HasExpression(*v); })) return fact;
+  return engine.GetGlobalContext().Resolve(fact);
+}
+
+}  // namespace
+
 // What no longer fits is dropped without a word.
 void TInferenceEngine::UpdateDependencies(const TDependents& dependents) {
   const TErrorHandling saved = parser_->GetErrorHandling();
@@ -353,7 +376,7 @@ void TInferenceEngine::UpdateDependencies(const TDependents& dependents) {
   for (const TDependent& dependent : dependents) {
     try {
       if (dependent.fact) {
-        UpdateDependentFact(dependent.fact, ParseFact(dependent.text));
+        UpdateDependentFact(dependent.fact, ReadBack(*this, dependent.text, *dependent.fact));
       } else {
         Parse(dependent.text, true);
       }

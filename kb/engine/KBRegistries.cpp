@@ -12,6 +12,7 @@
 #include "kb/values/FactSet.h"
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBModule.h"
+#include "kb/values/KBModuleConstruct.h"
 
 namespace kb {
 namespace {
@@ -220,7 +221,7 @@ std::string TemplatesText(const TFactTemplates& table, bool locals) {
 
 void TFactTemplates::Add(const IFactTemplate& factTemplate) {
   RequireObject(factTemplate, "fact template");
-  if (factTemplate->GetTemplateName().Empty()) throw EKBException(TKBMessage::MissingName);
+  CheckConstructName(factTemplate->GetTemplateName());
   Put(factTemplate->GetTemplateName(), factTemplate);
 }
 
@@ -521,7 +522,8 @@ void TModules::CheckImports(const TModule& module, int index) const {
   const std::string own(module.IsMain() ? SMainModule : std::string_view(module.GetName()));
   for (int i = 0; i < module.GetImportModuleCount(); ++i) {
     const std::string& name = module.GetImportModule(i)->GetModuleName();
-    if (name != own && IndexOf(name) >= index) {
+    // One that takes the place of a module of its name cannot import what goes with that.
+    if (name == own || IndexOf(name) >= index) {
       throw EKBException(TKBMessage::InvalidModuleDependency, {own, name});
     }
   }

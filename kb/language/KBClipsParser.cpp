@@ -146,6 +146,15 @@ void TKBClipsParser::CheckClose(const IStreamToken& token, std::string_view wher
   if (!token->Is(kTokenClose)) ParseError(where, TKBMessage::ExpectedClose);
 }
 
+/// "(" and the atom behind it.
+TKBClipsParser::TOpenAtom TKBClipsParser::ExpectOpenAtom(std::string_view where) {
+  TOpenAtom result;
+  result.open = Next();
+  if (result.open->Is(kTokenOpen)) result.atom = Next();
+  if (!result.atom || !result.atom->Is(dtAtom)) ParseError(where, TKBMessage::ExpectedAtom);
+  return result;
+}
+
 TKBContext& TKBClipsParser::Context() const { return GetOwner().GetGlobalContext(); }
 
 IKBValue TKBClipsParser::ResolveNow(const IKBValue& value) const { return value->Resolve(&Context()); }

@@ -156,6 +156,11 @@ class TKBClipsParser : public TKBParser {
   [[nodiscard]] bool NextIsOpen();
   void Expect(int dataType, std::string_view where);
   void CheckClose(const IStreamToken& token, std::string_view where);
+  struct TOpenAtom {
+    IStreamToken open;
+    IStreamToken atom;
+  };
+  [[nodiscard]] TOpenAtom ExpectOpenAtom(std::string_view where);
   [[nodiscard]] TKBContext& Context() const;
   [[nodiscard]] IKBValue ResolveNow(const IKBValue& value) const;
 
@@ -204,6 +209,7 @@ class TKBClipsParser : public TKBParser {
   void ParseRangeEnd(bool isCardinality, bool allowVariable, IKBValue& end);
   [[nodiscard]] TKBTypes ParseTypeName(const IStreamToken& token, IKBDefinedType& definedType);
   void ParseTypeHead(TKBDefinedType& definedType, const THeader& header);
+  void CheckAncestors(const TKBDefinedType& parent, const std::string& name) const;
   void ParseTypeBody(TKBDefinedType& definedType);
 
   // Rules.
@@ -221,7 +227,6 @@ class TKBClipsParser : public TKBParser {
   void AddFuzzyTests(TConstraintPlace& place, const IKBValue& value, bool negated);
 
   // Modules.
-  void ParseExportItems(TModule& module);
   void ParseImport(TModule& module);
   void ParseShared(TModuleImportExport& record);
 

@@ -149,9 +149,7 @@ void TKBClipsParser::ParseRuleActions(TRule& rule, TRuleVariables& /*variables*/
 // Of the comments before nested parentheses the outermost is kept.
 std::unique_ptr<TKBPattern> TKBClipsParser::ParsePattern(int negated, TRuleVariables& variables) {
   CheckStack();
-  const IStreamToken open = Next();
-  const IStreamToken word = open->Is(kTokenOpen) ? Next() : open;
-  if (!word->Is(dtAtom)) ParseError(kPattern, TKBMessage::ExpectedAtom);
+  const auto [open, word] = ExpectOpenAtom(kPattern);
   const std::string_view head = word->GetText().View();
   std::unique_ptr<TKBPattern> pattern = ParseWrapped(head, negated, variables);
   if (!pattern) {

@@ -86,6 +86,12 @@ IKBValue ConvertAllowed(const IKBValue& value, TAllowedConversion conversion) {
   }
 }
 
+/// Whether a slot's own type has what a fuzzy slot cannot have, wherever it stands among the qualifiers.
+bool HasLimits(const TKBDefinedType& type) {
+  if (!type.GetImplicit()) return false;
+  return type.GetRangeLimited() || !type.GetUnits().empty() || !(type.GetConstraints() == TValueConstraints());
+}
+
 }  // namespace
 
 /// The text of a token that names something: units may be written as a number too.
@@ -178,9 +184,8 @@ IFactSlot TKBClipsParser::ParseFactTemplateSlot() {
   return draft.slot;
 }
 
-// qualifier = "(" ("default" | "default-dynamic") value* ")" | "(" "type" type-name* ")" | "(" "units" name
-// ")"
-//           | range | cardinality | allowed
+// qualifier = "(" ("default" | "default-dynamic") value* ")" | "(" "type" type-name* ")"
+//           | "(" "units" name ")" | range | cardinality | allowed
 //
 // The words count without regard to case. Qualifiers work in the order in which they stand: a type behind a
 // default does not convert that default any more, it only judges it at the end of the slot. `open` is the
@@ -223,6 +228,8 @@ void TKBClipsParser::ParseSlotDefault(TSlotDraft& draft, bool dynamic) {
 void TKBClipsParser::ParseSlotType(TSlotDraft& draft) {
   IKBDefinedType definedType;
   draft.types = ParseSlotTypes(definedType);
+  const bool limited = !definedType && draft.definedType && HasLimits(*draft.definedType);
+  if (draft.types.Has(dtFuzzy) && limited) ParseError(kSlot, TKBMessage::FuzzyTypeUnmodifiable);
   if (draft.multi) draft.types += KBMultiSlotTypes;
   Expect(kTokenClose, kSlot);
   if (!definedType) return;
@@ -414,6 +421,16 @@ IKBDefinedType TKBClipsParser::ParseDefinedType() {
   return definedType;
 }
 
+/// A type that takes the place of one of its name cannot be made of that: its text would name itself.
+void TKBClipsParser::CheckAncestors(const TKBDefinedType& parent, const std::string& name) const {
+  const TModule* module = GetOwner().GetCurrentModule().Get();
+  for (const TKBDefinedType* type = &parent; type != nullptr; type = type->GetAncestor().Get()) {
+    if (type->GetName() == name && type->GetModule() == module) {
+      throw EKBException(TKBMessage::TypeInheritanceLoop, {name});
+    }
+  }
+}
+
 /// "extends (type name+)", and what follows from it and the head for the type.
 void TKBClipsParser::ParseTypeHead(TKBDefinedType& definedType, const THeader& header) {
   if (header.token->GetText() != "extends") ParseError(kDefinedType, TKBMessage::MissingKeyword, {"extends"});
@@ -423,6 +440,7 @@ void TKBClipsParser::ParseTypeHead(TKBDefinedType& definedType, const THeader& h
   TKBTypes types = ParseSlotTypes(parent);
   Expect(kTokenClose, kDefinedType);
   if (parent) {
+    CheckAncestors(*parent, header.name);
     definedType.Assign(*parent);
     definedType.SetAncestor(parent);
     types += parent->GetBaseTypes();

@@ -212,9 +212,7 @@ IKBValue TKBClipsParser::ParseValue(const TFactSlot& slot) {
 
 IValueVector TKBClipsParser::ParseValuePair() {
   constexpr std::string_view kWhere = "ParseValuePair";
-  const IStreamToken open = Next();
-  const IStreamToken name = open->Is(kTokenOpen) ? Next() : open;
-  if (!name->Is(dtAtom)) ParseError(kWhere, TKBMessage::ExpectedAtom);
+  const IStreamToken name = ExpectOpenAtom(kWhere).atom;
   const IKBValue value = ParseValue();
   if (!value) ParseError(kWhere, TKBMessage::ExpectedValueMissing);
   Expect(kTokenClose, kWhere);
@@ -264,9 +262,7 @@ IKBValue TKBClipsParser::ParseCoordinate() {
 
 IFact TKBClipsParser::ParseFact() {
   constexpr std::string_view kWhere = "ParseFact";
-  const IStreamToken open = Next();
-  const IStreamToken name = open->Is(kTokenOpen) ? Next() : open;
-  if (!name->Is(dtAtom)) ParseError(kWhere, TKBMessage::ExpectedAtom);
+  const IStreamToken name = ExpectOpenAtom(kWhere).atom;
   IFactTemplate factTemplate;
   if (GetStrictFactTemplates()) {
     factTemplate = GetOwner().FindFactTemplate(name->GetText().View());

@@ -185,6 +185,7 @@ void TKBPattern::FixRun(const Slot& slot, size_t begin, size_t end, TSlotTests& 
   }
   result.push_back(std::make_unique<TKBPatternMatchTest>(sttEquals, subIndex, variable));
   if (begin == end) return;
+  KeepBound(slot, begin, end, result);
   IReasoner* reasoner = GetEngine();
   auto disjunction = MakeRef<TFunctionCall>(reasoner, "or");
   while (begin < end) {
@@ -204,6 +205,27 @@ void TKBPattern::FixRun(const Slot& slot, size_t begin, size_t end, TSlotTests& 
   }
   result.push_back(
       std::make_unique<TKBPatternMatchTest>(sttEquals, subIndex, MakeRef<TKBValue>(IFunCall(disjunction))));
+}
+
+// What an alternative binds first, such as the variable of "7|=(f)", is found by name in a call only. As a test of its
+// own it is bound in copies of the pattern as well, and where the printed rule is read.
+void TKBPattern::KeepBound(const Slot& slot, size_t begin, size_t end, TSlotTests& result) const {
+  const TRule* rule = GetRule();
+  if (rule == nullptr) return;
+  const int subIndex = slot.tests[begin]->GetMultiSlotSubIndex();
+  for (size_t i = begin; i < end; ++i) {
+    const TKBPatternMatchTest& test = *slot.tests[i];
+    if (!test.IsVariable()) continue;
+    const TKBText name = test.GetSlotValue()->GetAsString();
+    const TBinding* binding = rule->GetBindingByName(name);
+    const bool here = binding != nullptr && binding->GetFactIndex() == rule->GetLastFactPosition() &&
+                      binding->GetSlotIndex() == slot.name && binding->GetSubIndex() == subIndex;
+    const bool known = std::any_of(result.begin(), result.end(), [&](const auto& t) {
+      return t->IsVariable() && t->GetSlotValue()->TextView() == name;
+    });
+    if (!here || known) continue;
+    result.push_back(std::make_unique<TKBPatternMatchTest>(sttEquals, subIndex, MakeRef<TKBValue>(name, dtVariable)));
+  }
 }
 
 // ---- Owner and change

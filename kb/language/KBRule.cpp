@@ -38,6 +38,13 @@ void SubstFunCall(TFunctionCall& call, const TSubstitution& names) {
   }
 }
 
+// What an anonymous variable of a negated pattern is called: "_2__blank_7". A printed rule shows such names.
+bool IsPrivateBlank(std::string_view name) {
+  if (!name.starts_with('_')) return false;
+  name.remove_prefix(std::min(name.find_first_not_of("0123456789", 1), name.size()));
+  return name.starts_with('_') && name.substr(1).starts_with(SBlankPrefix);
+}
+
 }  // namespace
 
 const TClassInfo& TRule::StaticClass() noexcept {
@@ -276,7 +283,7 @@ void TRule::BindVariables(TKBPattern& pattern, int position) {
         renamed.emplace_back(name, fresh);
         test->SetSlotValue(MakeRef<TKBValue>(fresh, test->GetSlotValue()->GetDType()));
         name = fresh;
-      } else if (test->GetSlotTestType() == sttNotEquals) {
+      } else if (test->GetSlotTestType() == sttNotEquals && !(pattern.IsNegated() && IsPrivateBlank(name.View()))) {
         throw EKBException(TKBMessage::FirstUseNegated, {name.ToString()});
       }
       AddBinding(name, position, pattern.GetSlotName(slot), test->GetMultiSlotSubIndex());

@@ -109,6 +109,7 @@ class TKBPattern : public TPersistent {
   [[nodiscard]] Slot& FindSlot(std::string_view name);
   [[nodiscard]] TSlotTests FixSlot(Slot& slot);
   void FixRun(const Slot& slot, size_t begin, size_t end, TSlotTests& result);
+  void KeepBound(const Slot& slot, size_t begin, size_t end, TSlotTests& result) const;
 
   bool unique_ = false;
   bool explicit_ = false;

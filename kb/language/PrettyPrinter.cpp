@@ -174,8 +174,11 @@ std::string PrettyPrint(const TFunctionCall& funCall, bool slotForm) {
   AppendCommentLines(text, funCall.GetComment());
   text.append("(").append(funCall.GetName().View());
   for (int i = 0; i < funCall.GetArgumentCount(); ++i) {
-    const std::string argument = ValueText(funCall.GetArgument(i));
-    if (slotForm && i > 0) {
+    const IKBValue& value = funCall.GetArgument(i);
+    const std::string argument = ValueText(value);
+    // What is to be read back has parentheses where the reader had found some: a pair that a variable gives is bare.
+    const bool pair = slotForm && (TLosslessText::IsOn() ? value && value->Is(dtList) : i > 0);
+    if (pair) {
       text.append(" (").append(argument).append(")");
     } else {
       text.append(" ").append(argument);

@@ -51,7 +51,8 @@ std::string DefaultText(const TFactSlot& slot) {
     if (chosen && chosen->Is(value->GetDType()) && chosen->Equals(value.Get())) return {};
   }
   const std::string text = FieldText(slot, *value);
-  if (!lossless && Trim(text).empty()) return {};
+  // The default of a slot for facts alone is no fact, which has no text; the reader chooses it by itself.
+  if (Trim(text).empty() && !(lossless && slot.IsMultiSlot())) return {};
   return std::string(slot.GetDefaultDynamic() ? "(default-dynamic " : "(default ") + text + ") ";
 }
 
@@ -131,15 +132,16 @@ std::string PrettyPrint(const TFactTemplate& factTemplate, bool fullName) {
 namespace {
 
 // Ends are whole numbers in print, unless they are to be read back; the extreme ones stand for an open end.
-std::string RangeEnd(double value) {
-  const bool open = value == TKBDefinedType::kOpenMinRange || value == TKBDefinedType::kOpenMaxRange;
+std::string RangeEnd(double value, double openEnd) {
+  const bool open = value == openEnd;
   if (TLosslessText::IsOn() && !open && value != TruncateToInt32(value)) return LosslessFloat(value);
   return open ? std::string(kPrintedOpenEnd) : IntegerToString(TruncateToInt32(value));
 }
 
 std::string RangeText(const TKBDefinedType& type) {
   if (!type.GetRangeLimited()) return {};
-  const std::string ends = RangeEnd(type.GetMinRange()) + " " + RangeEnd(type.GetMaxRange());
+  const std::string ends = RangeEnd(type.GetMinRange(), TKBDefinedType::kOpenMinRange) + " " +
+                           RangeEnd(type.GetMaxRange(), TKBDefinedType::kOpenMaxRange);
   return std::string(IndentString) + "(range " + ends + ") " + std::string(kLineEnd);
 }
 
@@ -189,8 +191,9 @@ std::string TypeHead(const TKBDefinedType& type, bool fullName) {
 std::string PrettyPrint(const TKBDefinedType& definedType, bool fullName) {
   const Ref<IFuzzyVariable>& variable = definedType.GetFuzzyType();
   if (definedType.GetImplicit()) {
-    // A fuzzy slot with a cardinality of its own still shares the variable of the type that it was made of.
-    std::string text = "(type " + (variable ? variable->Name() : TypeNames(definedType.GetBaseTypes())) + ")";
+    // A fuzzy slot with a cardinality of its own still shares the variable of the type that it was made of, if any.
+    const bool named = variable && variable->Name() != SImplicitDefinedType;
+    std::string text = "(type " + (named ? variable->Name() : TypeNames(definedType.GetBaseTypes())) + ")";
     return text.append(kLineEnd).append(variable ? CardinalityText(definedType) : LimitsText(definedType));
   }
   return CloseConstruct(TypeHead(definedType, fullName) +

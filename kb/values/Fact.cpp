@@ -17,6 +17,7 @@
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBDefinedType.h"
 #include "kb/values/KBFuzzyInterfaces.h"
+#include "kb/values/LosslessText.h"
 #include "kb/values/ValueVector.h"
 
 namespace kb {
@@ -236,6 +237,7 @@ void TFact::AssignThroughText(const TFact& other) {
   if (engine.FindFactTemplate(name) == nullptr) {
     engine.CreateFactTemplate(name)->AssignInterface(*other.template_);
   }
+  const TLosslessText lossless;
   const IFact parsed = engine.ParseFact(other.ToString());
   SetTemplate(parsed->GetTemplate());
   AssignValues(*parsed);

@@ -180,8 +180,25 @@ void TFactSet::ParseEntries() {
   for (int i = 0; i < GetFactCount(); ++i) ParseEntry(i);
 }
 
+// The text stands for the fact from now on, so all that the fact holds must come back from it.
+void TFactSet::Unparse(int index) {
+  const IFact fact = PeekFact(index);
+  if (!fact) return;
+  if (GetFactText(index) == fact->ToString()) {
+    const TLosslessText lossless;
+    facts_.Put(index, fact->ToString());
+  }
+  facts_.PutData(index, nullptr);
+}
+
 void TFactSet::ClearParsed() {
-  for (int i = 0; i < GetFactCount(); ++i) facts_.PutData(i, nullptr);
+  for (int i = 0; i < GetFactCount(); ++i) {
+    if (IsDestroying()) {
+      facts_.PutData(i, nullptr);
+    } else {
+      Unparse(i);
+    }
+  }
 }
 
 IFact TFactSet::GetFact(int index) {

@@ -64,6 +64,8 @@ class TFactSet : public TComponent {
   [[nodiscard]] const IFact& PeekFact(int index) const { return facts_.GetData(index); }
   /// Writes the fact and leaves the text alone.
   void SetFact(int index, const IFact& fact) { facts_.PutData(index, fact); }
+  /// Drops the parsed fact; the text is read again when the fact is asked for, and gives the same values.
+  void Unparse(int index);
   virtual int AddFact(const IFact& fact);
   /// By identity of the fact, -1 if absent.
   [[nodiscard]] int IndexOf(const TFact* fact) const noexcept;

@@ -14,6 +14,7 @@
 #include "kb/values/KBDefinedType.h"
 #include "kb/values/KBFuzzyInterfaces.h"
 #include "kb/values/KBHelperFunctions.h"
+#include "kb/values/LosslessText.h"
 #include "kb/values/ValueVector.h"
 
 namespace kb {
@@ -175,6 +176,7 @@ void TFactSlot::Assign(const TPersistent& source) {
   }
   IKBValue newDefault = other->slotDefault_;
   if (!(type == other->typeInfo_) && newDefault && KBReparseTypes.Has(newDefault->GetDType())) {
+    const TLosslessText lossless;
     newDefault = engine->ParseValue(newDefault->ToString());
     if (other->slotDefault_->Is(dtFuzzy) && type) {
       newDefault = engine->EvalFuzzyExpression(type->GetFuzzyType(), newDefault, nullptr);

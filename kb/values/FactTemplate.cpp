@@ -20,6 +20,7 @@
 #include "kb/values/KBContext.h"
 #include "kb/values/KBDefinedType.h"
 #include "kb/values/KBModule.h"
+#include "kb/values/LosslessText.h"
 
 namespace kb {
 namespace {
@@ -321,6 +322,7 @@ void TFactTemplate::AssignSlots(const TFactTemplate& source) {
     return;
   }
   ClearSlots();
+  const TLosslessText lossless;
   for (int i = 0; i < source.GetSlotCount(); ++i) {
     const IFactSlot slot = GetEngine()->ParseFactTemplateSlot(source.GetSlotAt(i)->ToString());
     AddSlot(*slot);

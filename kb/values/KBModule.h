@@ -181,7 +181,6 @@ class TModule : public TPersistent, public RefCounted, public TWeakTarget<TModul
   [[nodiscard]] TFactsPending& GetFactsPending() noexcept { return factsPending_; }
   [[nodiscard]] const IFact& GetNullFact() const noexcept { return nullFact_; }
   [[nodiscard]] TKBPattern* GetInitialFactPattern() const noexcept { return objects_.initialFactPattern.get(); }
-  void SetNullFact(const IFact& fact) { nullFact_ = fact; }
   void SetInitialFactPattern(std::unique_ptr<TKBPattern> pattern);
 
   /// The defmodule construct.

@@ -203,6 +203,8 @@ TEST_F(Modules, ImportsNameEarlierModules) {
   EXPECT_EQ(MessageOf([&] { engine.AddModule(main); }),
             "Invalid module dependency.  Module \"MAIN\" imports module \"B\" which is later in the module list");
   EXPECT_TRUE(Module("MAIN") && Module("MAIN") != main) << "the old one has not been removed for nothing";
+  EXPECT_EQ(Do("(defmodule B (import B ?ALL))"),
+            "Invalid module dependency.  Module \"B\" imports module \"B\" which is later in the module list");
   const auto late = MakeRef<TModule>(&engine, false);
   late->SetName("late");
   late->AddImport(late->AddImport("B"));

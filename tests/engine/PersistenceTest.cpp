@@ -140,6 +140,13 @@ TEST(Persistence, NilIsWrittenWhereLeavingItOutWouldChangeTheFact) {
   EXPECT_EQ(SavedFacts(target, "p"), "(p (a nil) (m  ))\r\n");
 }
 
+TEST(Persistence, ASlotForFactsAloneHasADefaultWithoutText) {
+  TInferenceEngine source;
+  source.Parse("(deftemplate p (slot f (type FACT)) (slot n (type FACT) (units x)) (multislot m (type FACT)))", true);
+  TInferenceEngine target;
+  ExpectCopies(source, target);
+}
+
 TEST(Persistence, AConstraintWithoutFieldsStillAsksForTheEmptyList) {
   TInferenceEngine source;
   source.Parse("(deftemplate p (multislot m)) (defrule r (p (m)) => ) (assert (p (m 1)) (p (m)))", true);

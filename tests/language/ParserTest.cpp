@@ -364,7 +364,7 @@ TEST_F(Parser, OrConstraintsAndReturnValues) {
   EXPECT_EQ(LeftSide("(p (c =(+ 1 2)))"), "p/0 c[-1] -1:?_eq_100 -1:(eq* ?_eq_100 (+ 1 2))");
   EXPECT_EQ(LeftSide("(p (c ~=(f)))"), "p/0 c[-1] -1:?_eq_101 -1:~(eq* ?_eq_101 (f))");
   EXPECT_EQ(LeftSide("(p (c ?x&red|=(f)))"),
-            "p/0 c[-1] -1:?x -1:(or (eq red ?x) (and (eq ?_eq_102 ?x) (eq* ?_eq_102 (f))))");
+            "p/0 c[-1] -1:?x -1:?_eq_102 -1:(or (eq red ?x) (and (eq ?_eq_102 ?x) (eq* ?_eq_102 (f))))");
 }
 
 TEST_F(Parser, WrappersAndBoundNames) {

@@ -1,6 +1,7 @@
 // Objects back to text: exact forms, and texts that read back to what they came from.
 #include "kb/language/PrettyPrinter.h"
 #include "kb/values/FactSet.h"
+#include "kb/values/LosslessText.h"
 #include "tests/language/LanguageTest.h"
 
 namespace {
@@ -117,6 +118,8 @@ TEST_F(PrettyPrinter, Calls) {
   EXPECT_EQ(call("(modify ?f (a 1) (b 2 3))"), "(modify ?f (a 1 ) (b 2 3  ))");
   EXPECT_EQ(call("(assert (a 1) (b))"), "(assert (a 1 ) (b))");
   EXPECT_EQ(call("; one\n; two\n(f)"), "; one\r\n; two\r\n(f)");
+  const kb::TLosslessText lossless;
+  EXPECT_EQ(call("(modify ?f ?pair (a 1))"), "(modify ?f ?pair (a 1 ))") << "else the reader takes ?pair for a name";
 }
 
 TEST_F(PrettyPrinter, FunctionsAndVariables) {
@@ -161,8 +164,9 @@ TEST_F(PrettyPrinter, RulesReadBack) {
   for (const std::string left :
        {"(a)", "(a 1 ?x $?y \"s\" 2.5)", "(person (name ?n) (likes ?n $? tea)) (not (a ?n))",
         "?f <- (unique (a ?x)) (exists (b ?x)) (test (> ?x 1))", "(colour (c ?x&red|blue|~:(f ?x)))",
-        "(colour (c red|blue))", "(colour (c =(f)))", "(a ?x) (colour (c ~=(f ?x)&~?x))", "(not (a))",
-        "(x) (not (test (> 1 2)))", "(x) (not (not (not (a ?))))", "(a ?x) (need-b ?x)", "(need-b ?x)",
+        "(colour (c red|blue))", "(colour (c =(f)))", "(colour (c red|=(f)))", "(person (likes tea|=(f) $?))",
+        "(a ?x) (colour (c ~=(f ?x)&~?x))", "(not (a))", "(x) (not (test (> 1 2)))", "(x) (not (not (not (a ?))))",
+        "(x) (not (a ~?))", "(x) (not (a b|~?))", "(a ?x) (need-b ?x)", "(need-b ?x)",
         "; one\n(a)\n; two\n(explicit (b))"}) {
     const std::string first = Rule("(defrule r \"c\" (declare (salience 3)) " + left + " => (f 1) (modify 1 (a 2)))");
     const std::string second = Rule(first);
@@ -176,7 +180,8 @@ TEST_F(PrettyPrinter, TemplatesReadBack) {
        {"(slot a)", "(multislot a (default 1 2))", "(slot a (type INTEGER) (range 1 5) (default 3) (units cm))",
         "(slot a (type t))", "(slot a (type t) (range 1 2))", "(multislot a (type SYMBOL) (cardinality 0 4))",
         "(slot a (allowed-values a \"b\" 1 2.5))", "(slot a (allowed-numbers 1 2.5) (allowed-lexemes a \"b\"))",
-        "(slot a (default-dynamic (gensym))) (slot b (type FLOAT))"}) {
+        "(slot a (default-dynamic (gensym))) (slot b (type FLOAT))", "(multislot a (type FUZZY) (cardinality 1 2))",
+        "(slot a (type NUMBER) (range 2147483647 ?VARIABLE))"}) {
     engine.Parse("(deftemplate a \"c\" " + slots + ")", true);
     const std::string first = engine.FindFactTemplate("a")->ToString();
     engine.Parse(first, true);
