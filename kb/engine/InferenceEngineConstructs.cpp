@@ -21,6 +21,7 @@ TKBDefinedType* TInferenceEngine::FindDefinedType(std::string_view name) const {
 
 IFactTemplate TInferenceEngine::CreateFactTemplate(std::string_view name) {
   RequireFocus();
+  if (name.empty()) throw EKBException(TKBMessage::MissingName);
   if (TFactTemplate* found = FindFactTemplate(name)) return found;
   IFactTemplate result = MakeRef<TFactTemplate>(this, name, SImpliedComment, IFactTemplate());
   factTemplates_->Add(result);

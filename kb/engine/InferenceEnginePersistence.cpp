@@ -304,7 +304,10 @@ void TInferenceEngine::LoadFactTemplates(std::istream& stream, const TEncoding* 
 
 void TInferenceEngine::SaveFactTemplates(std::ostream& stream, const TEncoding* encoding) {
   TConstructWriter writer(stream, encoding);
-  for (int i = 0; i < GetFactTemplates().GetCount(); ++i) writer.Write(GetFactTemplates().GetValue(i)->ToString());
+  for (int i = 0; i < GetFactTemplates().GetCount(); ++i) {
+    const TFactTemplate& factTemplate = *GetFactTemplates().GetValue(i);
+    if (IsConstructName(factTemplate.GetTemplateName())) writer.Write(factTemplate.ToString());
+  }
 }
 
 void TInferenceEngine::LoadRules(std::istream& stream, const TEncoding* encoding) {

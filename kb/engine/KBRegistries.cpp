@@ -13,6 +13,7 @@
 #include "kb/values/KBConsts.h"
 #include "kb/values/KBModule.h"
 #include "kb/values/KBModuleConstruct.h"
+#include "kb/values/LosslessText.h"
 
 namespace kb {
 namespace {
@@ -68,6 +69,7 @@ std::string InheritanceOrder(const Table& table, TKBMessage error, bool localsOn
   for (int i = 0; i < table.GetCount(); ++i) {
     const auto& construct = table.GetValue(i);
     if (localsOnly && !table.IsLocal(*construct)) continue;
+    if (TLosslessText::IsOn() && !IsConstructName(table.GetKey(i))) continue;
     places[construct.Get()] = i;
     names[table.GetKey(i).ToString()] = i;
     if (parentOf(*construct) == nullptr) {
@@ -221,7 +223,7 @@ std::string TemplatesText(const TFactTemplates& table, bool locals) {
 
 void TFactTemplates::Add(const IFactTemplate& factTemplate) {
   RequireObject(factTemplate, "fact template");
-  CheckConstructName(factTemplate->GetTemplateName());
+  if (factTemplate->GetTemplateName().Empty()) throw EKBException(TKBMessage::MissingName);
   Put(factTemplate->GetTemplateName(), factTemplate);
 }
 

@@ -120,8 +120,7 @@ class TSharedTable : public TQDStringHashTable<Ref<T>> {
 class TFactTemplates final : public TSharedTable<TFactTemplate> {
  public:
   using TSharedTable::TSharedTable;
-  /// A template without slots gets the multislot "__Data". Raises for a name that a deftemplate could not have, so
-  /// that each template can be written and read back. In a system of several modules "Fact Template,
+  /// A template without slots gets the multislot "__Data". In a system of several modules "Fact Template,
   /// "%s", depends on non-imported Defined Type: "%s"".
   void Add(const IFactTemplate& factTemplate);
   /// Removes with all that depends on it, in every module that shares it. `removed` is null when there was none.

@@ -20,6 +20,10 @@ void CheckConstructName(std::string_view name) {
   throw EKBException(TKBMessage::UnexpectedCharacter, {std::string(name), std::string(1, name[bad])});
 }
 
+bool IsConstructName(std::string_view name) noexcept {
+  return !name.empty() && name.find_first_of(kForbiddenNameCharacters) == std::string_view::npos;
+}
+
 TModuleConstruct::TModuleConstruct() = default;
 TModuleConstruct::~TModuleConstruct() = default;
 

@@ -16,6 +16,9 @@ namespace kb {
 /// Raises "Missing name" for an empty name and ""%s" contains unexpected character: "%s"" for one that holds
 /// a character that no name may hold.
 void CheckConstructName(std::string_view name);
+/// Whether that passes. A template that a fact or a pattern implies may have another name, and is implied again when
+/// they are read: it has no text of its own.
+[[nodiscard]] bool IsConstructName(std::string_view name) noexcept;
 
 /// A construct with a home module and the list of modules in whose registries it stands, its own included.
 /// Modules are back references. A module that goes takes itself out of the lists; as a home it becomes null.

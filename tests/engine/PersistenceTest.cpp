@@ -147,6 +147,14 @@ TEST(Persistence, ASlotForFactsAloneHasADefaultWithoutText) {
   ExpectCopies(source, target);
 }
 
+TEST(Persistence, ATemplateThatFactsImplyUnderAnyNameIsImpliedAgain) {
+  TInferenceEngine source;
+  source.Parse("(assert (done? 1)) (defrule r (ready? ?x) => )", true);
+  TInferenceEngine target;
+  ExpectCopies(source, target);
+  EXPECT_NE(target.FindFactTemplate("ready?"), nullptr);
+}
+
 TEST(Persistence, AConstraintWithoutFieldsStillAsksForTheEmptyList) {
   TInferenceEngine source;
   source.Parse("(deftemplate p (multislot m)) (defrule r (p (m)) => ) (assert (p (m 1)) (p (m)))", true);
