@@ -41,7 +41,9 @@ const TBuiltin kStandardFunctions[] = {
     {"eq", " <expression> <expression>+", 1, kAny,
      "Returns TRUE if the first argument equals each of the others in type and value", standard::Eq},
     {"eq*", " <expression> <expression>+", 1, kAny,
-     "Returns TRUE if the first argument equals each of the others in value; the types may differ", standard::EqStar},
+     "Returns TRUE if the first argument equals each of the others in value; the types may differ, and a multifield of "
+     "one field in front equals that field",
+     standard::EqStar},
     {"=", " <numeric-expression> <numeric-expression>+", 1, kAny,
      "Returns TRUE if the first number equals each of the others exactly", standard::NumericEquals},
     {"exit", "", 0, 0, "Ends the evaluation; no try stops it", standard::Exit},
