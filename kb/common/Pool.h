@@ -25,6 +25,13 @@ void PoolFree(void* memory, size_t size) noexcept;
 /// Memory that this thread's free lists keep for reuse, in bytes. Linear; for measurements.
 [[nodiscard]] size_t PoolFreeBytes() noexcept;
 
+/// Has memory that will be read soon brought near, for walks over pooled objects. Any address will do.
+inline void Prefetch([[maybe_unused]] const void* memory) noexcept {
+#if defined(__GNUC__)
+  __builtin_prefetch(memory);
+#endif
+}
+
 /// Base that gives a class its pool; a descendant of another size uses the pool of that size.
 class TPooled {
  public:

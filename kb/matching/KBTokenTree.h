@@ -147,6 +147,7 @@ class TKBTokenTree {
   template <class F>
   static bool ScanList(const TEntry* first, F& visit) {
     for (const TEntry* entry = first; entry != nullptr; entry = entry->next) {
+      if (entry->next != nullptr) Prefetch(entry->next->token.Get());
       if (!entry->removed && !visit(entry->token)) return false;
     }
     return true;
