@@ -5,14 +5,13 @@
 #include "kb/platform/Action.h"
 #include "kb/platform/Reflection.h"
 #include "kb/values/ValueVector.h"
-#include "tests/functions/Program.h"
+#include "tests/Program.h"
 
 namespace {
 
 using kb::Property;
 using kb::RegisterClass;
 using kb::TComponent;
-using kbtest::TCase;
 using kbtest::TProgram;
 
 enum class TState { Idle, Running, Stopped };
@@ -110,8 +109,8 @@ class ObjectPackage : public testing::Test {
     while (!output.empty() && (output.back() == '\n' || output.back() == '\r')) output.pop_back();
     return kb::ReplaceAll(output, "\r\n", "\n");
   }
-  void ExpectAll(std::span<const TCase> cases) {
-    for (const TCase& entry : cases) EXPECT_EQ(Eval(entry.text), entry.expected) << entry.text;
+  void Expect(std::string_view table) {
+    kbtest::ExpectAnswers([this](const std::string& text) { return Eval(text); }, table);
   }
 
   TComponent form{nullptr};
@@ -123,35 +122,32 @@ class ObjectPackage : public testing::Test {
 
 TEST_F(ObjectPackage, PropertiesOfEveryKindAreReadAndSet) {
   lathe->next = press;
-  const TCase cases[] = {
-      {"(get-property ?*l* Temperature) (set-property ?*l* Temperature 30) (get-property ?*l* temperature)",
-       "20.5000\nTRUE\n30.0000"},
-      {"(set-property ?*l* Load 250) (get-property ?*l* Load) (get-property ?*l* Busy)", "TRUE\n100\nTRUE"},
-      {"(set-property ?*l* Parts 12) (get-property ?*l* Parts)", "TRUE\n12"},
-      {"(set-property ?*l* Level 255) (get-property ?*l* Level)", "TRUE\n255"},
-      {"(set-property ?*l* Level 256)", "!Invalid value of property Level: 256"},
-      {"(set-property ?*l* Mark \"\xE2\x82\xAC\") (get-property ?*l* Mark)", "TRUE\n\"\xE2\x82\xAC\""},
-      {"(set-property ?*l* Mark ab)", "!Invalid value of property Mark: ab"},
-      {"(set-property ?*l* Place \"hall 2\") (get-property ?*l* Place)", "TRUE\n\"hall 2\""},
-      {"(set-property ?*l* State Running) (get-property ?*l* State) (get-type (get-property ?*l* State))",
-       "TRUE\nrunning\ndtAtom"},
-      {"(set-property ?*l* State flying)", "!Invalid value of property State: flying"},
-      {"(set-property ?*l* Faults \"[hot, worn]\") (get-property ?*l* Faults)", "TRUE\n\"[hot,worn]\""},
-      {"(set-property ?*l* Faults \"\") (get-property ?*l* Faults)", "TRUE\n\"[]\""},
-      {"(set-property ?*l* Guarded FALSE) (get-property ?*l* Guarded)", "TRUE\nFALSE"},
-      {"(get-property ?*l* Serial)", "4711"},
-      {"(set-property ?*l* Serial 1)", "!Property Serial is read-only"},
-      {"(get-property (get-property ?*l* Next) Name)", "\"press\""},
-      {"(set-property ?*p* Next ?*l*) (eq (get-property ?*p* Next) ?*l*)", "TRUE\nTRUE"},
-      {"(set-property ?*p* Next nil) (get-property (get-property ?*p* Next) Name)", "TRUE\nFALSE"},
-      {"(set-property ?*l* Next ?*r*)", "!Invalid class typecast: property Next does not take a TReading"},
-      {"(set-property ?*l* OnStop 5)", "TRUE"},
-      {"(get-property ?*l* OnStop)", "!Invalid property type: tkMethod"},
-      {"(set-property ?*l* Temperature warm)", "!Not a numeric type.  Value (warm) is a dtAtom type"},
-      {"(eq (get-property ?*l* Colour) nil) (set-property ?*l* Colour (throw x))", "TRUE\nFALSE"},
-      {"(get-property ?*l* Heat)", "303.0000"},
-  };
-  ExpectAll(cases);
+  Expect(R"(
+    (get-property ?*l* Temperature) (set-property ?*l* Temperature 30) (get-property ?*l* temperature)
+      --> 20.5000\nTRUE\n30.0000
+    (set-property ?*l* Load 250) (get-property ?*l* Load) (get-property ?*l* Busy) --> TRUE\n100\nTRUE
+    (set-property ?*l* Parts 12) (get-property ?*l* Parts) --> TRUE\n12
+    (set-property ?*l* Level 255) (get-property ?*l* Level) --> TRUE\n255
+    (set-property ?*l* Level 256) --> !Invalid value of property Level: 256
+    (set-property ?*l* Mark "€") (get-property ?*l* Mark) --> TRUE\n"€"
+    (set-property ?*l* Mark ab) --> !Invalid value of property Mark: ab
+    (set-property ?*l* Place "hall 2") (get-property ?*l* Place) --> TRUE\n"hall 2"
+    (set-property ?*l* State Running) (get-property ?*l* State) (get-type (get-property ?*l* State))
+      --> TRUE\nrunning\ndtAtom
+    (set-property ?*l* State flying) --> !Invalid value of property State: flying
+    (set-property ?*l* Faults "[hot, worn]") (get-property ?*l* Faults) --> TRUE\n"[hot,worn]"
+    (set-property ?*l* Faults "") (get-property ?*l* Faults) --> TRUE\n"[]"
+    (set-property ?*l* Guarded FALSE) (get-property ?*l* Guarded) --> TRUE\nFALSE ;; (get-property ?*l* Serial) --> 4711
+    (set-property ?*l* Serial 1) --> !Property Serial is read-only
+    (get-property (get-property ?*l* Next) Name) --> "press"
+    (set-property ?*p* Next ?*l*) (eq (get-property ?*p* Next) ?*l*) --> TRUE\nTRUE
+    (set-property ?*p* Next nil) (get-property (get-property ?*p* Next) Name) --> TRUE\nFALSE
+    (set-property ?*l* Next ?*r*) --> !Invalid class typecast: property Next does not take a TReading
+    (set-property ?*l* OnStop 5) --> TRUE ;; (get-property ?*l* OnStop) --> !Invalid property type: tkMethod
+    (set-property ?*l* Temperature warm) --> !Not a numeric type.  Value (warm) is a dtAtom type
+    (eq (get-property ?*l* Colour) nil) (set-property ?*l* Colour (throw x)) --> TRUE\nFALSE
+    (get-property ?*l* Heat) --> 303.0000
+  )");
   EXPECT_EQ(lathe->state, TState::Running);
   EXPECT_EQ(lathe->mark, U'\u20AC');
   lathe->parts = int64_t{1} << 40;
@@ -162,31 +158,29 @@ TEST_F(ObjectPackage, PropertiesOfEveryKindAreReadAndSet) {
 }
 
 TEST_F(ObjectPackage, ADescendantHasWhatItsAncestorsHave) {
-  const TCase cases[] = {
-      {"(implode$ (get-properties ?*p*))",
-       "\"Name Temperature Load Parts Level Mark Place State Faults Guarded Serial Next OnStop Busy Heat Force\""},
-      {"(set-property ?*p* Force 2.5) (get-property ?*p* Force)", "TRUE\n2.5000"},
-      {"(eq (get-property ?*l* Force) nil)", "TRUE"},
-      {"(is-class ?*p* (get-class TPress)) (is-class ?*p* (get-class TMachine))", "TRUE\nTRUE"},
-      {"(is-class ?*p* (get-class tcomponent)) (is-class ?*l* (get-class TPress))", "TRUE\nFALSE"},
-      {"(printout t (get-class TPress) \" \" ?*p*)", "TPress <Object: TPress>"},
-      {"(get-class TNothing)", "!Class TNothing not found"},
-  };
-  ExpectAll(cases);
+  Expect(R"(
+    (implode$ (get-properties ?*p*))
+      --> "Name Temperature Load Parts Level Mark Place State Faults Guarded Serial Next OnStop Busy Heat Force"
+    (set-property ?*p* Force 2.5) (get-property ?*p* Force) --> TRUE\n2.5000
+    (eq (get-property ?*l* Force) nil) --> TRUE
+    (is-class ?*p* (get-class TPress)) (is-class ?*p* (get-class TMachine)) --> TRUE\nTRUE
+    (is-class ?*p* (get-class tcomponent)) (is-class ?*l* (get-class TPress)) --> TRUE\nFALSE
+    (printout t (get-class TPress) " " ?*p*) --> TPress <Object: TPress>
+    (get-class TNothing) --> !Class TNothing not found
+  )");
 }
 
 TEST_F(ObjectPackage, ComponentsAreFoundAndListed) {
   auto* spindle = new TComponent(lathe);
   spindle->SetName("spindle");
-  const TCase cases[] = {
-      {"(eq (get-component) (get-component)) (get-type (get-component))", "TRUE\ndtObject"},
-      {"(get-property (get-component LATHE) Name)", "\"lathe\""},
-      {"(get-component spindle) (get-property (get-component ?*l* spindle) Name)", "FALSE\n\"spindle\""},
-      {"(length$ (get-components)) (length$ (get-components ?*l*))", "3\n1"},
-      {"(get-property (nth$ 2 (get-components)) Name)", "\"press\""},
-      {"(get-component ?*r* x)", "!Invalid class typecast: TReading is no TComponent"},
-  };
-  ExpectAll(cases);
+  Expect(R"(
+    (eq (get-component) (get-component)) (get-type (get-component)) --> TRUE\ndtObject
+    (get-property (get-component LATHE) Name) --> "lathe"
+    (get-component spindle) (get-property (get-component ?*l* spindle) Name) --> FALSE\n"spindle"
+    (length$ (get-components)) (length$ (get-components ?*l*)) --> 3\n1
+    (get-property (nth$ 2 (get-components)) Name) --> "press"
+    (get-component ?*r* x) --> !Invalid class typecast: TReading is no TComponent
+  )");
   TProgram alone;  // an engine without owner
   EXPECT_EQ(alone.Eval("(get-component)"), "FALSE");
   EXPECT_EQ(alone.Eval("(get-component x)"), "!Expected component argument to get-component function call");

@@ -6,7 +6,7 @@
 #include <array>
 #include <cmath>
 
-#include "tests/functions/Program.h"
+#include "tests/Program.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "tests/functions/Program.h"
+#include "tests/Program.h"
 
 namespace {
 

@@ -69,31 +69,29 @@ TEST(FuzzySet, CurvesStayWithinAThousandthOfTheirFormulas) {
 
 TEST(FuzzySet, ShapesWithoutWidthAreStepsAndSpikes) {
   const Ref<IFuzzySet> set = NewSet();
+  const auto expect = [&set](double below, double at, double above) {
+    EXPECT_EQ(set->DegreeOfMembership(4.999), below);
+    EXPECT_EQ(set->DegreeOfMembership(5), at);
+    EXPECT_EQ(set->DegreeOfMembership(5.001), above);
+  };
   set->Triangle(5, 5, 5);
-  EXPECT_EQ(set->DegreeOfMembership(5), 1);
-  EXPECT_EQ(set->DegreeOfMembership(5.001), 0);
+  expect(0, 1, 0);
   EXPECT_EQ(set->Crisp(), 5);
   set->SCurve(7, true, 5, 5, 5);
-  EXPECT_EQ(set->DegreeOfMembership(4.999), 0);
-  EXPECT_EQ(set->DegreeOfMembership(5.001), 1);
+  expect(0, 1, 1);
   set->PiCurve(7, 5, 5, 5);
-  EXPECT_EQ(set->DegreeOfMembership(5), 1);
-  EXPECT_EQ(set->DegreeOfMembership(5.001), 0);
-  EXPECT_EQ(set->DegreeOfMembership(4.999), 0);
+  expect(0, 1, 0);
   set->BetaCurve(7, 5, 5, 4);
-  EXPECT_EQ(set->DegreeOfMembership(5), 1);
-  EXPECT_EQ(set->DegreeOfMembership(4.999), 0);
+  expect(0, 1, 0);
 }
 
 TEST(FuzzySet, ShapesRefuseWhatMakesNoSet) {
   const Ref<IFuzzySet> set = NewSet();
   set->Triangle(1, 2, 3);
-  EXPECT_EQ(FaultOf([&] { set->Triangle(3, 2, 1); }), TKBMessage::InvalidFuzzyShape);
-  EXPECT_EQ(FaultOf([&] { set->SCurve(7, true, 3, 1, 2); }), TKBMessage::InvalidFuzzyShape);
-  EXPECT_EQ(FaultOf([&] { set->PiCurve(7, 1, 3, 4); }), TKBMessage::InvalidFuzzyShape);
-  EXPECT_EQ(FaultOf([&] { set->PiCurveByRange(7, -1, 3); }), TKBMessage::InvalidFuzzyShape);
-  EXPECT_EQ(FaultOf([&] { set->BetaCurve(7, 1, 3, 3); }), TKBMessage::InvalidFuzzyShape);
-  EXPECT_EQ(FaultOf([&] { set->Triangle(1, NAN, 3); }), TKBMessage::InvalidFuzzyShape);
+  const std::function<void()> shapes[] = {[&] { set->Triangle(3, 2, 1); },     [&] { set->SCurve(7, true, 3, 1, 2); },
+                                          [&] { set->PiCurve(7, 1, 3, 4); },   [&] { set->PiCurveByRange(7, -1, 3); },
+                                          [&] { set->BetaCurve(7, 1, 3, 3); }, [&] { set->Triangle(1, NAN, 3); }};
+  for (size_t i = 0; i < std::size(shapes); ++i) EXPECT_EQ(FaultOf(shapes[i]), TKBMessage::InvalidFuzzyShape) << i;
   EXPECT_EQ(FaultOf([&] { set->AddPoint(1, 2); }), TKBMessage::InvalidFuzzyPoint);
   EXPECT_EQ(set->SetType(), fstTriangle);
   EXPECT_EQ(set->DegreeOfMembership(2), 1);

@@ -1,14 +1,13 @@
-// What the tests of this folder share: an engine that is spoken to in its language.
+// An engine that is spoken to in its language.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <span>
 #include <string>
 #include <string_view>
 
-#include "kb/common/Helpers.h"
 #include "kb/engine/InferenceEngine.h"
+#include "tests/Dialogue.h"
 
 namespace kbtest {
 
@@ -36,21 +35,32 @@ class TProgram {
   /// The text of the value of one expression, as printout shows it.
   std::string Show(std::string_view expression) { return Eval("(printout t " + std::string(expression) + ")"); }
 
+  /// Says the inputs of a table one after the other.
+  void Expect(std::string_view table) {
+    ExpectAnswers([this](const std::string& text) { return Eval(text); }, table);
+  }
+  void ExpectShown(std::string_view table) {
+    ExpectAnswers([this](const std::string& text) { return Show(text); }, table);
+  }
+
   kb::TInferenceEngine engine;
   std::string output;
 };
 
-struct TCase {
-  const char* text;
-  const char* expected;
-};
+/// Says each input of a table to an engine of its own.
+inline void ExpectEach(std::string_view table) {
+  ExpectAnswers([](const std::string& text) { return TProgram().Eval(text); }, table);
+}
 
-/// Each text on its own engine.
-inline void ExpectEach(std::span<const TCase> cases) {
-  for (const TCase& entry : cases) {
-    TProgram program;
-    EXPECT_EQ(program.Eval(entry.text), entry.expected) << entry.text;
+/// The message of the exception that `work` raises, or nothing.
+template <class Work>
+std::string MessageOf(Work&& work) {
+  try {
+    work();
+  } catch (const std::exception& error) {
+    return error.what();
   }
+  return {};
 }
 
 }  // namespace kbtest
