@@ -12,12 +12,12 @@
 namespace kbtest {
 
 /// Calls `check` with the input and the text of each entry "input --> text". Entries end with the line or with ";;"; an
-/// input may go on over several lines. "\n" stands for a line end, "\s" for a blank at an end, and a line that begins
+/// input may go on over several lines. "\n" and "\r" stand for line ends, "\s" for a blank at an end; a line that begins
 /// with "//" is a remark.
 template <class Check>
 void ForEachAnswer(std::string_view table, const Check& check) {
   const auto plain = [](std::string_view text) {
-    return kb::ReplaceAll(kb::ReplaceAll(kb::Trim(text), "\\n", "\n"), "\\s", " ");
+    return kb::ReplaceAll(kb::ReplaceAll(kb::ReplaceAll(kb::Trim(text), "\\n", "\n"), "\\r", "\r"), "\\s", " ");
   };
   std::string entry;
   for (std::string_view line : kb::SplitLines(table)) {

@@ -3,18 +3,35 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <memory>
+#include <sstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kb/engine/InferenceEngine.h"
+#include "kb/matching/ReteNetwork.h"
+#include "kb/platform/Exceptions.h"
+#include "kb/values/KBConsts.h"
+#include "kb/values/ValueVector.h"
 #include "tests/Dialogue.h"
 
 namespace kbtest {
 
+/// An engine that has been told a text.
+class TEngine : public kb::TInferenceEngine {
+ public:
+  explicit TEngine(std::string_view text = {}) { Do(text); }
+  /// Parses and executes.
+  void Do(std::string_view text) { Parse(text, true); }
+};
+
 class TProgram {
  public:
-  TProgram() {
-    engine.OnPrintOut = [this](kb::TInferenceEngine&, std::string_view, std::string_view text) { output += text; };
+  explicit TProgram(std::string_view text = {}) {
+    engine.OnPrintOut = [this](kb::TInferenceEngine&, std::string_view, std::string_view part) { output += part; };
+    engine.Parse(text, true);
   }
 
   /// Parses and runs the text. Gives what it printed, with LF as line end and none behind the last line;
@@ -43,7 +60,7 @@ class TProgram {
     ExpectAnswers([this](const std::string& text) { return Show(text); }, table);
   }
 
-  kb::TInferenceEngine engine;
+  TEngine engine;
   std::string output;
 };
 

@@ -1,29 +1,25 @@
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "kb/engine/InferenceEngine.h"
-#include "kb/matching/ReteNetwork.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
 
+using kbtest::TEngine;
+
 using TLines = std::vector<std::string>;
 
 TEST(Constructs, ASecondRuleOfANameFollowsTheSetting) {
-  TInferenceEngine engine;
+  TEngine engine;
   TLines events;
   engine.OnAddRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("+" + rule.GetComment()); };
   engine.OnRemoveRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("-" + rule.GetComment()); };
-  engine.Parse("(defrule r \"1\" (a) =>) (defrule r \"2\" (a) =>)", true);
+  engine.Do("(defrule r \"1\" (a) =>) (defrule r \"2\" (a) =>)");
   EXPECT_EQ(events, TLines({"+1", "-1", "+2"}));
   engine.SetDuplicateConstructs(dcIgnore);
-  engine.Parse("(defrule r \"3\" (b) =>)", true);
+  engine.Do("(defrule r \"3\" (b) =>)");
   EXPECT_EQ(engine.GetRules().FindRule("r")->GetComment(), "2");
   engine.SetDuplicateConstructs(dcError);
   try {
-    engine.Parse("(defrule r \"4\" (b) =>)", true);
+    engine.Do("(defrule r \"4\" (b) =>)");
     FAIL();
   } catch (const EKBException& error) {
     EXPECT_STREQ(error.what(), "Duplicate Rules defined with same name: \"r\"");
@@ -36,13 +32,12 @@ TEST(Constructs, ASecondRuleOfANameFollowsTheSetting) {
 }
 
 TEST(Constructs, ARedefinitionThatFailsLeavesTheOldRule) {
-  TInferenceEngine engine;
-  engine.Parse("(assert (a word)) (defrule q (a ?) =>) (defrule r \"old\" (a ?) =>) (defrule s (a ?) =>)", true);
+  TEngine engine("(assert (a word)) (defrule q (a ?) =>) (defrule r \"old\" (a ?) =>) (defrule s (a ?) =>)");
   TLines events;
   engine.OnAddRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("+" + rule.GetComment()); };
   engine.OnRemoveRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("-" + rule.GetComment()); };
-  EXPECT_THROW(engine.Parse("(defrule r \"unbound\" (a ?x) (test (> ?y 1)) =>)", true), EKBException);
-  EXPECT_THROW(engine.Parse("(defrule r \"fails on a fact\" (a ?x&:(> ?x 3)) =>)", true), EKBException);
+  EXPECT_THROW(engine.Do("(defrule r \"unbound\" (a ?x) (test (> ?y 1)) =>)"), EKBException);
+  EXPECT_THROW(engine.Do("(defrule r \"fails on a fact\" (a ?x&:(> ?x 3)) =>)"), EKBException);
   EXPECT_EQ(events, TLines({"-old", "+old", "-old", "+old"}));
   ASSERT_EQ(engine.GetRules().GetCount(), 3);
   EXPECT_EQ(engine.GetRules().GetValue(1)->GetComment(), "old");
@@ -52,17 +47,16 @@ TEST(Constructs, ARedefinitionThatFailsLeavesTheOldRule) {
 }
 
 TEST(Constructs, ARedefinedFunctionKeepsItsPlace) {
-  TInferenceEngine engine;
+  TEngine engine;
   engine.SetPackages({});
-  engine.Parse("(deffunction a () 1) (deffunction b () 1) (deffunction c () 1) (deffunction b () 2)", true);
+  engine.Do("(deffunction a () 1) (deffunction b () 1) (deffunction c () 1) (deffunction b () 2)");
   EXPECT_EQ(engine.GetUserFunctionTable().GetNamesToString(), "a\r\nb\r\nc");
   EXPECT_EQ(engine.GetUserFunctionTable().GetNumInterpreted(), 3);
   EXPECT_EQ(engine.ParseNExecuteFunCall("(b)")->GetAsInteger(), 2);
 }
 
 TEST(Constructs, RulesAreListedInTheOrderOfTheirTextsWithoutCase) {
-  TInferenceEngine engine;
-  engine.Parse("(defrule c =>) (defrule B =>) (defrule a =>)", true);
+  TEngine engine("(defrule c =>) (defrule B =>) (defrule a =>)");
   const std::string text = engine.GetRules().ToString();
   EXPECT_LT(text.find("::a"), text.find("::B"));
   EXPECT_LT(text.find("::B"), text.find("::c"));
@@ -78,12 +72,10 @@ TEST(Constructs, SlotsAndTemplatesNeedNames) {
 }
 
 TEST(Constructs, ARedefinedTemplateKeepsWhatStillFits) {
-  TInferenceEngine engine;
-  engine.Parse(
+  TEngine engine(
       "(deftemplate p (slot a) (slot b)) (defrule keep (p (a ?x)) =>) (defrule drop (p (b ?x)) =>)"
-      "(assert (p (a 1))) (assert (p (a 2) (b 3)))",
-      true);
-  engine.Parse("(deftemplate p (slot a (type INTEGER)))", true);
+      "(assert (p (a 1))) (assert (p (a 2) (b 3)))");
+  engine.Do("(deftemplate p (slot a (type INTEGER)))");
   EXPECT_TRUE(engine.GetRules().ContainsKey("keep"));
   EXPECT_FALSE(engine.GetRules().ContainsKey("drop"));
   // Facts print every slot, so each names the slot that is gone, unless it is empty.
@@ -96,8 +88,7 @@ TEST(Constructs, ARedefinedTemplateKeepsWhatStillFits) {
 }
 
 TEST(Constructs, RenamingARuleKeepsItInTheNetwork) {
-  TInferenceEngine engine;
-  engine.Parse("(defrule r (a) =>) (defrule s (a) =>)", true);
+  TEngine engine("(defrule r (a) =>) (defrule s (a) =>)");
   EXPECT_THROW(engine.RenameRule("r", "s"), EKBException);
   EXPECT_TRUE(engine.GetRules().ContainsKey("r"));
   engine.RenameRule("r", "t");
@@ -109,8 +100,7 @@ TEST(Constructs, RenamingARuleKeepsItInTheNetwork) {
 }
 
 TEST(Constructs, RenamingATemplateToATakenNameChangesNothing) {
-  TInferenceEngine engine;
-  engine.Parse("(deftemplate a (slot x)) (deftemplate b (slot x))", true);
+  TEngine engine("(deftemplate a (slot x)) (deftemplate b (slot x))");
   const IFactTemplate a = engine.FindFactTemplate("a");
   EXPECT_THROW(a->SetTemplateName("b"), EKBException);
   EXPECT_EQ(a->GetTemplateName(), "a");
@@ -120,8 +110,7 @@ TEST(Constructs, RenamingATemplateToATakenNameChangesNothing) {
 }
 
 TEST(Constructs, RemovingATemplateTakesFactsAndRulesWithIt) {
-  TInferenceEngine engine;
-  engine.Parse("(deftemplate p (slot a)) (defrule r (p (a ?x)) =>) (defrule other (q) =>) (assert (p (a 1)))", true);
+  TEngine engine("(deftemplate p (slot a)) (defrule r (p (a ?x)) =>) (defrule other (q) =>) (assert (p (a 1)))");
   IFactTemplate removed;
   engine.GetFactTemplates().Remove("p", removed);
   ASSERT_TRUE(removed);
@@ -132,8 +121,7 @@ TEST(Constructs, RemovingATemplateTakesFactsAndRulesWithIt) {
 }
 
 TEST(Constructs, ARuleBuiltByAHostBehavesLikeAParsedOne) {
-  TInferenceEngine engine;
-  engine.Parse("(deftemplate p (slot a))", true);
+  TEngine engine("(deftemplate p (slot a))");
   TRule rule(nullptr, "host", "");
   rule.BeginUpdate();
   rule.SetEngine(&engine);
@@ -149,8 +137,7 @@ TEST(Constructs, ARuleBuiltByAHostBehavesLikeAParsedOne) {
 }
 
 TEST(Constructs, AnonymousVariablesOfANegatedPatternStayPrivate) {
-  TInferenceEngine engine;
-  engine.Parse("(defrule r (a ?) (not (b ? ?)) => )", true);
+  TEngine engine("(defrule r (a ?) (not (b ? ?)) => )");
   const TRule& rule = *engine.GetRules().FindRule("r");
   EXPECT_TRUE(rule.GetPattern(1).GetSlotTest(0, 0).GetSlotValue()->TextView().starts_with("_2__blank_"));
   EXPECT_EQ(rule.GetBindingCount(), 3);

@@ -1,15 +1,11 @@
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "kb/engine/InferenceEngine.h"
-#include "kb/matching/ReteNetwork.h"
 #include "kb/platform/Strings.h"
 #include "kb/values/KBContext.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 /// A persistent object that takes nothing.
 class TNoTarget : public TPersistent {};
@@ -32,8 +28,7 @@ TEST(FactBase, AnEqualFactIsRefusedWithoutATrace) {
 }
 
 TEST(FactBase, FactsThatOnlyReadAlikeWhenJoinedAreDifferent) {
-  TInferenceEngine engine;
-  engine.Parse("(deftemplate p (slot x) (slot y))", true);
+  TEngine engine("(deftemplate p (slot x) (slot y))");
   EXPECT_GE(engine.Assert("(p (x 1) (y 12))"), 0);
   EXPECT_GE(engine.Assert("(p (x 11) (y 2))"), 0);
   EXPECT_EQ(engine.Assert("(p (x 11) (y 2))"), -1);
@@ -72,8 +67,7 @@ TEST(FactBase, MissingAndForeignFactsAreRefusedAndNothingChanges) {
 }
 
 TEST(FactBase, AnObjectStandsInTheListOnce) {
-  TInferenceEngine engine;
-  engine.Parse("(defrule r (a ?) =>)", true);
+  TEngine engine("(defrule r (a ?) =>)");
   engine.SetFactDuplication(true);
   const IFact fact = engine.ParseFact("(a 1)");
   EXPECT_EQ(engine.Assert(fact), 1);
@@ -87,19 +81,17 @@ TEST(FactBase, AnObjectStandsInTheListOnce) {
 }
 
 TEST(FactBase, TheModifyFlagStandsThroughTheEventsOfTheModification) {
-  TInferenceEngine engine;
-  engine.Parse("(deftemplate p (slot a)) (assert (p (a 1)))", true);
+  TEngine engine("(deftemplate p (slot a)) (assert (p (a 1)))");
   std::string flags;
   engine.OnRetraction = [&](TInferenceEngine& e, const IFact&) { flags += e.IsModifyingFact() ? 'r' : '-'; };
   engine.OnAssertion = [&](TInferenceEngine& e, const IFact&) { flags += e.IsModifyingFact() ? 'a' : '-'; };
-  engine.Parse("(modify 1 (a 2))", true);
+  engine.Do("(modify 1 (a 2))");
   EXPECT_EQ(flags, "ra");
   EXPECT_FALSE(engine.IsModifyingFact());
 }
 
 TEST(FactBase, AHandlerMayRetractTheFactThatIsBeingRetracted) {
-  TInferenceEngine engine;
-  engine.Parse("(defrule r (not (a)) =>)", true);
+  TEngine engine("(defrule r (not (a)) =>)");
   engine.Assert("(a)");
   engine.OnRetraction = [&](TInferenceEngine& e, const IFact& fact) {
     e.OnRetraction = nullptr;
@@ -137,8 +129,7 @@ TEST(FactBase, LocalFactsGoFromTheLastToTheFirst) {
 }
 
 TEST(FactBase, EventsComeInTheirOrderAndHandlersMayAssert) {
-  TInferenceEngine engine;
-  engine.Parse("(defrule r (a ?) =>)", true);
+  TEngine engine("(defrule r (a ?) =>)");
   std::vector<std::string> events;
   engine.OnAddActivation = [&](TInferenceEngine&, int, TActivation&) { events.emplace_back("activation"); };
   engine.OnAssertion = [&](TInferenceEngine& e, const IFact& fact) {
@@ -151,8 +142,7 @@ TEST(FactBase, EventsComeInTheirOrderAndHandlersMayAssert) {
 }
 
 TEST(FactBase, ClearingTheListWithdrawsActivationsWithoutRetractions) {
-  TInferenceEngine engine;
-  engine.Parse("(defrule r (a ?) =>)", true);
+  TEngine engine("(defrule r (a ?) =>)");
   engine.Assert("(a 1)");
   int cleared = 0;
   int retracted = 0;

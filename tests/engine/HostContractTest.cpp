@@ -1,19 +1,14 @@
 // What a host may do wrong: each such call raises, says why, and changes nothing. And what its handlers may
 // do in the middle of things.
-#include <gtest/gtest.h>
 
-#include <functional>
-#include <memory>
-#include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "kb/engine/InferenceEngine.h"
-#include "kb/matching/ReteNetwork.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 constexpr const char* kProgram =
     "(deftemplate p (slot a) (multislot m)) (deffacts s (p (a 1)) (q 1)) (defglobal ?*g* = 1)"
@@ -149,8 +144,7 @@ const std::vector<TWrongCall> kRuleCalls{
 TEST(HostContract, AWrongCallRaisesAndChangesNothing) {
   for (const auto* calls : {&kModuleCalls, &kFactCalls, &kAgendaCalls, &kConstructCalls, &kRuleCalls}) {
     for (size_t i = 0; i < calls->size(); ++i) {
-      TInferenceEngine engine;
-      engine.Parse(kProgram, true);
+      TEngine engine(kProgram);
       engine.Reset();
       const std::string before = Picture(engine);
       std::string message = "nothing raised";
@@ -167,7 +161,7 @@ TEST(HostContract, AWrongCallRaisesAndChangesNothing) {
 }
 
 TEST(HostContract, AnEngineWithoutModulesOnlyKnowsClear) {
-  TInferenceEngine engine;
+  TEngine engine;
   engine.RemoveModule(IModule(engine.GetModules().Get(0)));
   const auto raises = [&](const std::function<void()>& call) {
     try {
@@ -179,7 +173,7 @@ TEST(HostContract, AnEngineWithoutModulesOnlyKnowsClear) {
   };
   const std::string expected = "No such module with name=MAIN exists";
   EXPECT_EQ(raises([&] { engine.Assert("(a)"); }), expected);
-  EXPECT_EQ(raises([&] { engine.Parse("(defrule r (a) =>)", true); }), expected);
+  EXPECT_EQ(raises([&] { engine.Do("(defrule r (a) =>)"); }), expected);
   EXPECT_EQ(raises([&] { engine.Reset(); }), expected);
   EXPECT_EQ(raises([&] { engine.Run(); }), expected);
   EXPECT_EQ(raises([&] { engine.Retract(0); }), expected);
@@ -194,16 +188,16 @@ TEST(HostContract, AnEngineWithoutModulesOnlyKnowsClear) {
 }
 
 TEST(HostContract, WithoutACurrentModuleTextsStillParse) {
-  TInferenceEngine engine;
+  TEngine engine;
   engine.SetCurrentModule(nullptr);
-  engine.Parse("(defrule r (a) =>) (assert (a))", true);
+  engine.Do("(defrule r (a) =>) (assert (a))");
   EXPECT_EQ(engine.GetAgendaCount(), 1);
   engine.Reset();
   EXPECT_EQ(engine.GetCurrentModule()->GetName(), "MAIN");
 }
 
 TEST(HostContract, TheParserStaysWhileItIsAtWork) {
-  TInferenceEngine engine;
+  TEngine engine;
   int refused = 0;
   engine.RegisterFunction("swap", [&](TFunctionArguments& arguments) {
     TInferenceEngine& e = arguments.Engine();
@@ -217,17 +211,17 @@ TEST(HostContract, TheParserStaysWhileItIsAtWork) {
     });
     return FCTrue;
   });
-  engine.Parse("(swap) (assert (a)) (swap)", true);
+  engine.Do("(swap) (assert (a)) (swap)");
   EXPECT_EQ(refused, 2);
   EXPECT_EQ(engine.GetFacts().GetCount(), 2);
   engine.SetParserFactory([](TInferenceEngine&) { return std::unique_ptr<TKBParser>(); });
   engine.SetTokenizerFactory(
       [](TInferenceEngine&, std::istream&, const TEncoding*) { return std::unique_ptr<TKBTokenizerStream>(); });
-  EXPECT_THROW(engine.Parse("(assert (b))", true), EKBException);
+  EXPECT_THROW(engine.Do("(assert (b))"), EKBException);
 }
 
 TEST(HostContract, TheLockBelongsToItsThread) {
-  TInferenceEngine engine;
+  TEngine engine;
   engine.Lock();
   engine.Lock();
   std::thread([&] { EXPECT_THROW(engine.Unlock(), EKBException); }).join();
@@ -238,7 +232,7 @@ TEST(HostContract, TheLockBelongsToItsThread) {
     arguments.Engine().Unlock();
     return FCTrue;
   });
-  engine.Parse("(defrule r (a) => (unlock)) (assert (a))", true);
+  engine.Do("(defrule r (a) => (unlock)) (assert (a))");
   EXPECT_EQ(engine.Run(), 1);
   std::thread([&] {
     engine.Lock();
@@ -263,8 +257,7 @@ struct THostError : std::runtime_error {
 };
 
 TEST(Handlers, WhatTheyRaiseAtARemovalDoesNotKeepItBack) {
-  TInferenceEngine engine;
-  engine.Parse("(defrule r (a ?x) =>) (defrule s (a ?x) =>)", true);
+  TEngine engine("(defrule r (a ?x) =>) (defrule s (a ?x) =>)");
   engine.Assert("(a 1)");
   engine.OnRemoveActivation = [](TInferenceEngine&, int, TActivation&) { throw THostError(); };
   EXPECT_THROW(engine.GetFacts().Clear(), THostError);
@@ -282,62 +275,59 @@ TEST(Handlers, WhatTheyRaiseAtARemovalDoesNotKeepItBack) {
 }
 
 TEST(Handlers, ARuleThatCannotTakeTheOldOnesPlaceLeavesItThere) {
-  TInferenceEngine engine;
-  engine.Parse("(assert (a 1)) (defrule r \"old\" (a ?x) =>)", true);
+  TEngine engine("(assert (a 1)) (defrule r \"old\" (a ?x) =>)");
   // Priming evaluates the test.
-  EXPECT_THROW(engine.Parse("(defrule r \"new\" (a ?x&:(> abc 1)) =>)", true), EException);
+  EXPECT_THROW(engine.Do("(defrule r \"new\" (a ?x&:(> abc 1)) =>)"), EException);
   ASSERT_TRUE(engine.GetRules().ContainsKey("r"));
   EXPECT_EQ(engine.GetRules().FindRule("r")->GetComment(), "old");
   EXPECT_EQ(engine.GetAgendaCount(), 1);
   engine.OnAddRule = [](TInferenceEngine&, TRule& rule) {
     if (rule.GetComment() == "new") throw THostError();
   };
-  EXPECT_THROW(engine.Parse("(defrule r \"new\" (a ?x) =>)", true), THostError);
+  EXPECT_THROW(engine.Do("(defrule r \"new\" (a ?x) =>)"), THostError);
   EXPECT_EQ(engine.GetRules().FindRule("r")->GetComment(), "new");
   EXPECT_EQ(engine.Run(), 1);
 }
 
 TEST(Handlers, AFunctionWhoseRegistrationRaisesIsNotThere) {
-  TInferenceEngine engine;
+  TEngine engine;
   engine.OnAddUserFunction = [](TInferenceEngine&, const Ref<IUserFunction>& f) {
     if (f->GetComment() == "new") throw THostError();
   };
-  engine.Parse("(deffunction f () 1)", true);
-  EXPECT_THROW(engine.Parse("(deffunction f () \"new\" 2)", true), THostError);
+  engine.Do("(deffunction f () 1)");
+  EXPECT_THROW(engine.Do("(deffunction f () \"new\" 2)"), THostError);
   EXPECT_EQ(engine.ParseNExecuteFunCall("(f)")->GetAsInteger(), 1);
   EXPECT_EQ(engine.GetUserFunctionTable().GetNumInterpreted(), 1);
-  EXPECT_THROW(engine.Parse("(deffunction g () \"new\" 2)", true), THostError);
+  EXPECT_THROW(engine.Do("(deffunction g () \"new\" 2)"), THostError);
   EXPECT_FALSE(engine.ContainsUserFunction("g"));
 }
 
 TEST(Handlers, MayRemoveTheRuleThatIsBeingAddedOrChanged) {
-  TInferenceEngine engine;
-  engine.Parse("(assert (a 1))", true);
+  TEngine engine("(assert (a 1))");
   engine.OnAddRule = [](TInferenceEngine& e, TRule& rule) { e.GetRules().Remove(rule.GetRuleName()); };
   std::string seen;
   engine.GetParser().OnParse = [&](TKBParser&, TParsedType, TObject* object, const Ref<RefCounted>&) {
     if (auto* rule = dynamic_cast<TRule*>(object)) seen += rule->GetRuleName();
   };
-  engine.Parse("(defrule r (a ?x) =>)", true);
+  engine.Do("(defrule r (a ?x) =>)");
   EXPECT_EQ(engine.GetRules().GetCount(), 0);
   EXPECT_EQ(engine.GetComponentCount(), TInferenceEngine().GetComponentCount());
   engine.OnAddRule = nullptr;
-  engine.Parse("(defrule s (a ?x) =>)", true);
+  engine.Do("(defrule s (a ?x) =>)");
   EXPECT_EQ(seen, "s");
   engine.OnAddActivation = [](TInferenceEngine& e, int, TActivation&) { e.GetRules().Remove("s"); };
   engine.GetRules().FindRule("s")->ClearActions();
   EXPECT_EQ(engine.GetRules().GetCount(), 0);
   EXPECT_EQ(engine.GetAgendaCount(), 0);
   engine.OnAddActivation = nullptr;
-  engine.Parse("(defrule t (a ?x) => (printout t x)) (defrule u (a ?x) =>)", true);
+  engine.Do("(defrule t (a ?x) => (printout t x)) (defrule u (a ?x) =>)");
   engine.OnAddActivation = [](TInferenceEngine& e, int, TActivation&) { e.Clear(); };
   engine.GetRules().FindRule("t")->ClearActions();
   EXPECT_EQ(engine.GetRules().GetCount(), 0);
 }
 
 TEST(Handlers, MayRedefineTheFactSetThatIsBeingReset) {
-  TInferenceEngine engine;
-  engine.Parse("(deffacts s (a 1) (a 2)) (deffacts t (b 1))", true);
+  TEngine engine("(deffacts s (a 1) (a 2)) (deffacts t (b 1))");
   engine.OnAssertion = [](TInferenceEngine& e, const IFact& fact) {
     if (fact->ToString() == "(a 1 )") e.Parse("(deffacts s (c 1))", true);
     if (fact->ToString() == "(b 1 )") e.GetFactSets().Clear();
@@ -348,12 +338,11 @@ TEST(Handlers, MayRedefineTheFactSetThatIsBeingReset) {
 }
 
 TEST(Handlers, ARuleThatIsPrimedMissesFactsRetractedMeanwhile) {
-  TInferenceEngine engine;
-  engine.Parse("(assert (a 1)) (assert (a 2)) (assert (a 3))", true);
+  TEngine engine("(assert (a 1)) (assert (a 2)) (assert (a 3))");
   engine.OnAddActivation = [](TInferenceEngine& e, int, TActivation& activation) {
     if (activation.GetToken()->ToFactsString() == "f-1") e.Retract(2);
   };
-  engine.Parse("(defrule r (a ?x) =>)", true);
+  engine.Do("(defrule r (a ?x) =>)");
   EXPECT_EQ(engine.GetAgendaCount(), 2);
 }
 

@@ -1,17 +1,14 @@
 // The inference cycle as a host sees it: the order of everything that shows, and what is left when something
 // raises.
-#include <gtest/gtest.h>
 
 #include <stdexcept>
-#include <string>
-#include <vector>
 
-#include "kb/common/Helpers.h"
-#include "kb/engine/InferenceEngine.h"
-#include "kb/matching/ReteNetwork.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 using TLines = std::vector<std::string>;
 
@@ -39,12 +36,12 @@ class Inference : public testing::Test {
   void Log(std::string line) { log.push_back(std::move(line)); }
   TLines Taken() { return std::exchange(log, {}); }
 
-  TInferenceEngine engine;
+  TEngine engine;
   TLines log;
 };
 
 TEST_F(Inference, OneAssertAndOneFiringEndToEnd) {
-  engine.Parse("(defrule r (a ?x) => (printout t \"action\" crlf))", true);
+  engine.Do("(defrule r (a ?x) => (printout t \"action\" crlf))");
   LogEvents();
   engine.GetRules().FindRule("r")->OnFire = [this](TRule&, TKBContext&) { Log("fire"); };
   engine.SetWatch({cwActivation, cwFact, cwRule, cwFocus});
@@ -60,7 +57,7 @@ TEST_F(Inference, OneAssertAndOneFiringEndToEnd) {
 }
 
 TEST_F(Inference, LimitsLeaveFocusAndAgendaToTheNextRun) {
-  engine.Parse("(defrule r (a ?x) =>) (assert (a 1)) (assert (a 2))", true);
+  engine.Do("(defrule r (a ?x) =>) (assert (a 1)) (assert (a 2))");
   LogEvents();
   log.clear();
   EXPECT_EQ(engine.Run(0), 0);
@@ -74,7 +71,7 @@ TEST_F(Inference, LimitsLeaveFocusAndAgendaToTheNextRun) {
 }
 
 TEST_F(Inference, StatisticsAreCountedAfterEachFiringWhenWatched) {
-  engine.Parse("(defrule r (a ?x) => (assert (b ?x))) (assert (a 1)) (assert (a 2))", true);
+  engine.Do("(defrule r (a ?x) => (assert (b ?x))) (assert (a 1)) (assert (a 2))");
   engine.Run(1);
   EXPECT_EQ(engine.GetStatMeanFacts(), 0.0F);
   EXPECT_GT(engine.GetStatRunTime(), 1e9);
@@ -99,7 +96,7 @@ TEST_F(Inference, StatisticsAreCountedAfterEachFiringWhenWatched) {
 }
 
 TEST_F(Inference, AFailedFiringLeavesTheAgendaWithItsEvent) {
-  engine.Parse("(defrule r (a ?x) => (assert (b ?x)) (throw \"no\")) (assert (a 1))", true);
+  engine.Do("(defrule r (a ?x) => (assert (b ?x)) (throw \"no\")) (assert (a 1))");
   LogEvents();
   engine.SetWatch(cwActivation);
   log.clear();
@@ -113,7 +110,7 @@ TEST_F(Inference, AFailedFiringLeavesTheAgendaWithItsEvent) {
 }
 
 TEST_F(Inference, AHandlerThatRaisesEndsTheRunAndLosesNothing) {
-  engine.Parse("(defrule r (a ?x) => (printout t ?x)) (assert (a 1)) (assert (a 2))", true);
+  engine.Do("(defrule r (a ?x) => (printout t ?x)) (assert (a 1)) (assert (a 2))");
   log.clear();
   engine.OnRuleFired = [](TInferenceEngine&, TRule&) { throw std::runtime_error("host"); };
   EXPECT_THROW(engine.Run(), std::runtime_error);
@@ -131,7 +128,7 @@ TEST_F(Inference, AnActionMayChangeTheStrategyWithoutFiringAgain) {
     arguments.Engine().SetStrategy(ssBreadthFirst);
     return FCTrue;
   });
-  engine.Parse("(defrule r (a ?x) => (breadth) (printout t ?x)) (assert (a 1)) (assert (a 2)) (assert (a 3))", true);
+  engine.Do("(defrule r (a ?x) => (breadth) (printout t ?x)) (assert (a 1)) (assert (a 2)) (assert (a 3))");
   log.clear();
   EXPECT_EQ(engine.Run(), 3);
   // The agenda stood as 3 2 1, and the rebuild keeps that order under the other strategy.
@@ -140,16 +137,14 @@ TEST_F(Inference, AnActionMayChangeTheStrategyWithoutFiringAgain) {
 
 TEST_F(Inference, ARebuildThatRaisesKeepsEveryEntry) {
   engine.SetEvalSalience(sEveryTime);
-  engine.Parse(
+  engine.Do(
       "(defglobal ?*s* = 0) (deffunction s () (if (eq ?*s* bad) then (throw \"bad\") else ?*s*))"
       "(defrule up (declare (salience 100)) (go) => (bind ?*s* bad))"
-      "(defrule r (declare (salience (s))) (a ?x) => (printout t ?x))"
-      "(assert (a 1)) (assert (a 2)) (assert (go))",
-      true);
+      "(defrule r (declare (salience (s))) (a ?x) => (printout t ?x))(assert (a 1)) (assert (a 2)) (assert (go))");
   log.clear();
   EXPECT_THROW(engine.Run(), EException);
   EXPECT_EQ(engine.GetAgendaCount(), 2);
-  engine.Parse("(bind ?*s* 7)", true);
+  engine.Do("(bind ?*s* 7)");
   engine.Retract(1);
   log.clear();
   EXPECT_EQ(engine.Run(), 1);
@@ -157,7 +152,7 @@ TEST_F(Inference, ARebuildThatRaisesKeepsEveryEntry) {
 }
 
 TEST_F(Inference, ARebuildFollowsWhatItsHandlersRetract) {
-  engine.Parse("(defrule r (a ?x) => (printout t ?x)) (assert (a 1)) (assert (a 2)) (assert (a 3))", true);
+  engine.Do("(defrule r (a ?x) => (printout t ?x)) (assert (a 1)) (assert (a 2)) (assert (a 3))");
   engine.OnAddActivation = [](TInferenceEngine& e, int, TActivation&) { e.Retract(1); };
   engine.SetStrategy(ssBreadthFirst);
   engine.OnAddActivation = nullptr;
@@ -167,7 +162,7 @@ TEST_F(Inference, ARebuildFollowsWhatItsHandlersRetract) {
 }
 
 TEST_F(Inference, ActivationsOfAHostFireAndGoWithTheirFacts) {
-  engine.Parse("(defrule r (a ?x) => (printout t ?x)) (assert (a 1)) (assert (a 2))", true);
+  engine.Do("(defrule r (a ?x) => (printout t ?x)) (assert (a 1)) (assert (a 2))");
   const Ref<TActivation> copy = engine.GetActivation(1)->Clone();
   EXPECT_EQ(engine.Run(), 2);
   engine.PushFocus("MAIN");
@@ -181,7 +176,7 @@ TEST_F(Inference, ActivationsOfAHostFireAndGoWithTheirFacts) {
 }
 
 TEST_F(Inference, ExpertSystemTextReplacesEverything) {
-  engine.Parse("(defrule old (a) =>) (assert (a))", true);
+  engine.Do("(defrule old (a) =>) (assert (a))");
   engine.SetExpertSystem("(deffacts s (b 1)) (defrule new (b ?x) => (printout t ?x))");
   EXPECT_FALSE(engine.GetRules().ContainsKey("old"));
   EXPECT_EQ(engine.GetFacts().ToString(), "(b 1 )\r\n(Initial-Fact)");

@@ -1,12 +1,9 @@
-#include <gtest/gtest.h>
-
-#include <memory>
-
-#include "kb/engine/InferenceEngine.h"
-#include "kb/matching/ReteNetwork.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 TEST(Engine, ANewEngineHoldsTheMainModuleAndTheInitialFact) {
   const TInferenceEngine engine;
@@ -20,11 +17,9 @@ TEST(Engine, ANewEngineHoldsTheMainModuleAndTheInitialFact) {
 }
 
 TEST(Engine, ClearKeepsBuiltInsAndGlobalsAndResetBringsTheInitialFactBack) {
-  TInferenceEngine engine;
-  engine.Parse(
+  TEngine engine(
       "(defglobal ?*g* = 3) (deffunction f () 1) (deftemplate t (slot a)) (defrule r (t) =>) (assert (t (a 1)))"
-      "(deffacts s (x 1) (x 2))",
-      true);
+      "(deffacts s (x 1) (x 2))");
   engine.Clear();
   EXPECT_EQ(engine.GetFacts().GetCount(), 0);
   EXPECT_EQ(engine.GetRules().GetCount(), 0);
@@ -35,21 +30,20 @@ TEST(Engine, ClearKeepsBuiltInsAndGlobalsAndResetBringsTheInitialFactBack) {
   EXPECT_TRUE(engine.ContainsUserFunction("+"));
   EXPECT_TRUE(engine.GetGlobalVariables().ContainsKey("*g*"));
   EXPECT_EQ(engine.Assert("(t 1)"), 0);
-  engine.Parse("(deffacts s (x 1) (x 2))", true);
+  engine.Do("(deffacts s (x 1) (x 2))");
   engine.Reset();
   ASSERT_EQ(engine.GetFacts().GetCount(), 3);
   EXPECT_EQ(engine.GetFacts().Get(2)->ToString(), "(Initial-Fact)");
 }
 
 TEST(Engine, ResetEvaluatesFactSetsAndGlobalsAfresh) {
-  TInferenceEngine engine;
-  engine.Parse("(defglobal ?*n* = 1) (deffacts s (x (+ ?*n* 1)))", true);
-  engine.Parse("(bind ?*n* 10)", true);
+  TEngine engine("(defglobal ?*n* = 1) (deffacts s (x (+ ?*n* 1)))");
+  engine.Do("(bind ?*n* 10)");
   engine.Reset();
   EXPECT_EQ(engine.GetFacts().Get(0)->ToString(), "(x 11 )");
   EXPECT_EQ(engine.GetGlobalContext().GetVariable("*n*")->GetAsInteger(), 1);
   engine.SetResetGlobals(false);
-  engine.Parse("(bind ?*n* 10)", true);
+  engine.Do("(bind ?*n* 10)");
   engine.Reset();
   EXPECT_EQ(engine.GetGlobalContext().GetVariable("*n*")->GetAsInteger(), 10);
 }
@@ -75,14 +69,14 @@ TEST(Engine, SettingsAreClampedAndPackagesComeAndGo) {
 }
 
 TEST(Engine, AWrapperThatRaisesLeavesTheParserOnItsStream) {
-  TInferenceEngine engine;
+  TEngine engine;
   engine.RegisterFunction("inner", [](TFunctionArguments& arguments) -> IKBValue {
     EXPECT_THROW(arguments.Engine().Parse("(defrule", true), EKBParseException);
     return MakeInteger(arguments.Engine().ParseNExecuteFunCall("(+ 1 2)")->GetAsInteger());
   });
   std::string output;
   engine.OnPrintOut = [&](TInferenceEngine&, std::string_view, std::string_view text) { output += text; };
-  engine.Parse("(inner) (+ 2 2)", true);
+  engine.Do("(inner) (+ 2 2)");
   EXPECT_EQ(output, "3\r\n4\r\n");
 }
 
@@ -90,12 +84,10 @@ TEST(Engine, NothingIsAliveAfterDestruction) {
   const int64_t values = TKBValue::LiveCount();
   const int64_t facts = TFact::LiveCount();
   {
-    TInferenceEngine engine;
-    engine.Parse(
+    TEngine engine(
         "(deftemplate p (slot n) (multislot m)) (deffacts s (p (n 1) (m a b)) (q 1 2))"
         "(defrule r ?f <- (p (n ?x) (m $? ?y)) (not (z ?x)) => (assert (z ?x)) (modify ?f (n 5)))"
-        "(deffunction f (?a) (create$ ?a ?a)) (defglobal ?*g* = (f 1))",
-        true);
+        "(deffunction f (?a) (create$ ?a ?a)) (defglobal ?*g* = (f 1))");
     engine.Reset();
     engine.Run();
     engine.Clear();

@@ -1,24 +1,13 @@
 // Modules: what they share, how facts travel between them, names, order and removal.
-#include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
-#include "kb/engine/InferenceEngine.h"
-#include "kb/platform/Exceptions.h"
+#include "tests/Program.h"
 #include "tests/engine/EngineInvariants.h"
 
 namespace {
 
-using kb::IFact;
-using kb::IFactTemplate;
-using kb::IModule;
-using kb::IModuleImport;
-using kb::MakeRef;
-using kb::TInferenceEngine;
-using kb::TModule;
-using kb::TModuleImportExport;
-using kbtest::TEngineWalk;
+using kb::IFact, kb::IFactTemplate, kb::IModule, kb::IModuleImport, kb::MakeRef, kb::TInferenceEngine, kb::TModule,
+    kb::TModuleImportExport;
+using kbtest::TEngine, kbtest::TEngineWalk;
 using TNames = std::vector<std::string>;
 
 class Modules : public testing::Test {
@@ -31,7 +20,7 @@ class Modules : public testing::Test {
   /// Parses and executes a text; gives the message of the exception, or nothing.
   std::string Do(std::string_view text) {
     try {
-      engine.Parse(text, true);
+      engine.Do(text);
     } catch (const std::exception& error) {
       return error.what();
     }
@@ -61,7 +50,7 @@ class Modules : public testing::Test {
   TNames TypesOf(std::string_view module) { return NamesOf(*Module(module)->GetDefinedTypes()); }
   std::string FactsOf(std::string_view module) { return Module(module)->GetFacts()->GetToIDString(); }
 
-  TInferenceEngine engine;
+  TEngine engine;
   std::string printed;
 };
 
@@ -122,8 +111,7 @@ TEST_F(Modules, ListsDriveTheirModes) {
 
 TEST_F(Modules, FactsOfSharedTemplatesStandInAllModules) {
   Do("(defmodule M (export deftemplate a)) (deftemplate M::a (slot x)) (assert (a (x 1))) (assert (own 1)) "
-     "(assert (a (x 2)))"
-     "(defmodule O (import M ?ALL)) (assert (mine 1))");
+     "(assert (a (x 2)))(defmodule O (import M ?ALL)) (assert (mine 1))");
   int asserted = 0;
   int retracted = 0;
   engine.OnAssertion = [&](TInferenceEngine&, const IFact&) { ++asserted; };
@@ -144,8 +132,7 @@ TEST_F(Modules, FactsOfSharedTemplatesStandInAllModules) {
 
 TEST_F(Modules, OneInitialFactReachesThemAll) {
   Do("(defmodule A) (defrule A::none (not (thing)) => (printout t none crlf)) (defmodule B)"
-     "(defrule B::always => (printout t always crlf)) (defrule B::tested (test (eq 1 1)) => (printout t "
-     "tested crlf))"
+     "(defrule B::always => (printout t always crlf)) (defrule B::tested (test (eq 1 1)) => (printout t tested crlf))"
      "(set-current-module MAIN)");
   EXPECT_EQ(Module("A")->GetAgenda()->GetCount(), 1) << "the fact was there before the rule";
   engine.Reset();
@@ -226,8 +213,7 @@ TEST_F(Modules, AnImportOfATemplateNeedsItsTypes) {
 
 TEST_F(Modules, NamesFollowARename) {
   Do("(defmodule A (export ?ALL)) (deftemplate A::a (slot x)) (defrule A::r (a (x ?x)) => ) (deffacts A::s "
-     "(a (x 1)))"
-     "(defmodule B (import A ?ALL)) (defrule B::r (a (x ?x)) => )");
+     "(a (x 1)))(defmodule B (import A ?ALL)) (defrule B::r (a (x ?x)) => )");
   EXPECT_EQ(MessageOf([&] { Module("A")->SetName("MAIN"); }),
             "Module \"MAIN\" is reserved name and cannot be used for any other module");
   EXPECT_EQ(MessageOf([&] { Module("MAIN")->SetName("X"); }),
@@ -306,8 +292,7 @@ TEST_F(Modules, AModuleMayGoWhileItWorks) {
   EXPECT_EQ(Do("(defrule C::mid (a (x ?x&:(drop C))) => )"), "No such module with name=C exists");
   EXPECT_FALSE(Module("C")) << "priming the rule has met a fact";
   Do("(defmodule C (import A ?ALL)) (defrule C::mid (a (x ?x&:(> ?x 5)&:(drop C))) => ) (defmodule E (import "
-     "A ?ALL))"
-     "(defrule E::mid (a (x ?x&:(> ?x 7)&:(drop E))) => )");
+     "A ?ALL))(defrule E::mid (a (x ?x&:(> ?x 7)&:(drop E))) => )");
   engine.SetCurrentModule(Module("A"));
   EXPECT_GE(engine.Assert("(a (x 9))"), 0);
   EXPECT_FALSE(Module("C") || Module("E"));
@@ -332,12 +317,10 @@ TEST_F(Modules, TheLastModuleLeavesNothingToWorkOn) {
 
 TEST_F(Modules, ATextOfTheWholeModuleReadsBack) {
   Do("(defmodule M \"source\" (export ?ALL)) (deftype M::t extends (type INTEGER) (range 0 9))"
-     "(deftemplate M::a (slot x (type t))) (defmodule O \"the module\" (export deftemplate b) (import M "
-     "?ALL))"
+     "(deftemplate M::a (slot x (type t))) (defmodule O \"the module\" (export deftemplate b) (import M ?ALL))"
      "(deftype O::sub extends (type t) (range 2 5)) (deftemplate O::b (slot y))"
      "(deftemplate O::c extends b (slot z)) (deftemplate O::b (slot y (type sub))) (defrule O::r (a (x ?x)) "
-     "(b (y ?x)) => (assert (c (y ?x))))"
-     "(deffacts O::f (b (y 3))) (assert (b (y 2))) (assert (a (x 2)))");
+     "(b (y ?x)) => (assert (c (y ?x))))(deffacts O::f (b (y 3))) (assert (b (y 2))) (assert (a (x 2)))");
   const std::string own = Module("O")->GetExpertSystem(false, false);
   const std::string all = Module("O")->GetExpertSystem(true, true);
   EXPECT_EQ(own.find("M::a"), std::string::npos);

@@ -1,22 +1,14 @@
 // Redefinition of templates, types, modules, rules and fact sets: what stays, what goes, and that nothing dangles.
-#include <gtest/gtest.h>
 
 #include <random>
-#include <string>
-#include <vector>
 
-#include "kb/engine/InferenceEngine.h"
+#include "tests/Program.h"
 #include "tests/engine/EngineInvariants.h"
 
 namespace {
 
-using kb::IFact;
-using kb::IFactTemplate;
-using kb::IKBDefinedType;
-using kb::IModule;
-using kb::TInferenceEngine;
-using kbtest::SortedActivations;
-using kbtest::TEngineWalk;
+using kb::IFact, kb::IFactTemplate, kb::IKBDefinedType, kb::IModule, kb::TInferenceEngine;
+using kbtest::TEngine, kbtest::SortedActivations, kbtest::TEngineWalk;
 
 /// Does to an engine what a host may do, at random, but the same for the same seed.
 class TTormentor {
@@ -236,12 +228,10 @@ void RecompileAll(TInferenceEngine& engine) {
 
 TEST(Redefinition, NothingDanglesAfterRandomChanges) {
   for (uint32_t seed = 1; seed <= 150; ++seed) {
-    TInferenceEngine engine;
-    engine.Parse(
+    TEngine engine(
         "(deftype t1 extends (type INTEGER) (range 0 5)) (deftype t2 extends (type SYMBOL))"
         "(deftemplate p (slot a (type t1)) (slot b)) (deftemplate q (slot a) (slot c (type t2)))"
-        "(deftemplate s extends p (multislot c)) (defmodule A (export ?ALL) (import MAIN ?ALL))",
-        true);
+        "(deftemplate s extends p (multislot c)) (defmodule A (export ?ALL) (import MAIN ?ALL))");
     TTormentor tormentor(engine, seed);
     std::string history;
     for (int step = 0; step < 60; ++step) {

@@ -1,18 +1,15 @@
 // Random knowledge bases, printed, read by a fresh engine and printed again: the same text, and the same run; and once
 // more when they have run.
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
-#include <sstream>
-#include <string>
-#include <vector>
 
-#include "kb/common/Helpers.h"
-#include "kb/engine/InferenceEngine.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 constexpr int kRounds = 500;  // for each of the ten seeds
 
@@ -439,12 +436,12 @@ TEST_P(RoundTrip, PrintedKnowledgeReadsBackTheSame) {
   int raised = 0;
   size_t traced = 0;
   for (int round = 0; round < kRounds; ++round) {
-    TInferenceEngine source;
+    TEngine source;
     std::string program;
     for (const std::string& text : generator.KnowledgeBase()) {
       ++constructs;
       try {
-        source.Parse(text, true);
+        source.Do(text);
         program += text + "\n";
       } catch (const EException&) {
         ++refused;  // and leaves nothing behind that could not be read

@@ -1,12 +1,9 @@
-#include <gtest/gtest.h>
-
-#include <sstream>
-#include <string>
-
-#include "kb/engine/InferenceEngine.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 class TextRouting : public testing::Test {
  protected:
@@ -15,7 +12,7 @@ class TextRouting : public testing::Test {
       output += "[" + std::string(id) + "]" + std::string(text);
     };
   }
-  TInferenceEngine engine;
+  TEngine engine;
   std::string output;
 };
 
@@ -68,7 +65,7 @@ TEST_F(TextRouting, NamedStreamsGiveLinesAndTokens) {
 
 TEST_F(TextRouting, ABatchFeedsTheReadsOfItsLines) {
   std::istringstream text("(bind ?*x* (read))\n42 ignored\n(printout t ?*x* crlf)\n");
-  engine.Parse("(defglobal ?*x* = 0)", true);
+  engine.Do("(defglobal ?*x* = 0)");
   EXPECT_TRUE(engine.Batch(text));
   EXPECT_EQ(output, "[]42\r\n[]42\r\n[t]42\r\n");
   std::istringstream strings("(bind ?*x* (read))\n\"a b\"\n");

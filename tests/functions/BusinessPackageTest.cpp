@@ -5,11 +5,7 @@
 
 namespace {
 
-using kbtest::ExpectEach;
-using kbtest::ExpectNear;
-using kbtest::ExpectNumbers;
-using kbtest::Number;
-using kbtest::TProgram;
+using kbtest::ExpectEach, kbtest::ExpectNear, kbtest::ExpectNumbers, kbtest::Number, kbtest::TProgram;
 using namespace kb::finance;
 
 constexpr double kTolerance = 1e-11;

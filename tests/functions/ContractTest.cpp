@@ -2,18 +2,12 @@
 // come of it, and an engine that works on.
 #include <cmath>
 
-#include "kb/platform/Exceptions.h"
 #include "tests/Program.h"
 #include "tests/TempDirectory.h"
 
 namespace {
 
-using kb::IFunCall;
-using kb::IKBValue;
-using kb::IUserFunction;
-using kb::MakeRef;
-using kb::Ref;
-using kb::TFunctionCall;
+using kb::IFunCall, kb::IKBValue, kb::IUserFunction, kb::MakeRef, kb::Ref, kb::TFunctionCall;
 using kbtest::TProgram;
 
 std::vector<std::string> FunctionNames() {

@@ -1,10 +1,8 @@
-#include "kb/platform/Exceptions.h"
 #include "tests/Program.h"
 
 namespace {
 
-using kbtest::ExpectEach;
-using kbtest::TProgram;
+using kbtest::ExpectEach, kbtest::TProgram;
 
 TEST(LogicFunctions, Truth) {
   ExpectEach(R"(
@@ -106,8 +104,7 @@ TEST(ControlFunctions, Storage) {
 
 TEST(EngineFunctions, WatchesAndModules) {
   const auto answer = [](const std::string& text) {
-    TProgram program;
-    program.Eval("(clear)");
+    TProgram program("(clear)");
     return program.Eval(text);
   };
   kbtest::ExpectAnswers(answer, R"(

@@ -117,8 +117,7 @@ TEST_F(FactFunctions, DuplicationFlagIsTheOppositeOfTheProperty) {
 }
 
 TEST(BackwardChaining, AsksForAMissingFact) {
-  TProgram program;
-  program.Eval(
+  TProgram program(
       "(deftemplate item (slot name)) (deftemplate price (slot item) (slot value)) (do-backward-chaining price)"
       "(defrule buy (item (name ?n)) (price (item ?n) (value ?p)) => (printout t ?n \" costs \" ?p crlf))"
       "(defrule ask (need-price (item ?n)) => (printout t \"asked for \" ?n crlf)"
@@ -143,8 +142,7 @@ TEST_F(FactFunctions, EngineFunctionsInsideActionsAreSafe) {
 
 TEST_F(FactFunctions, ARunInsideAnActionComesBack) {
   program.Eval(
-      "(defglobal ?*nested* = FALSE)"
-      "(defrule r (n ?v) => (printout t \"in \" ?v crlf)"
+      "(defglobal ?*nested* = FALSE)(defrule r (n ?v) => (printout t \"in \" ?v crlf)"
       " (if (not ?*nested*) then (bind ?*nested* TRUE) (run)) (printout t \"out \" ?v crlf)) (assert (n 1) (n 2))");
   const std::string printed = program.Eval("(run)");
   EXPECT_TRUE(printed.starts_with("in 2\nin 1\nout 1\nout 2\n")) << printed;

@@ -3,12 +3,8 @@
 
 namespace {
 
-using kb::IFunCall;
-using kb::MakeInteger;
-using kb::MakeRef;
-using kb::TFunctionCall;
-using kbtest::MessageOf;
-using kbtest::TProgram;
+using kb::IFunCall, kb::MakeInteger, kb::MakeRef, kb::TFunctionCall;
+using kbtest::MessageOf, kbtest::TProgram;
 
 TEST(FunctionCall, ArgumentsFitTheirType) {
   const auto call = MakeRef<TFunctionCall>();

@@ -5,16 +5,8 @@
 
 namespace {
 
-using kb::IKBValue;
-using kb::IUserFunction;
-using kb::MakeInteger;
-using kb::MakeRef;
-using kb::Ref;
-using kb::TFunctionArguments;
-using kb::TFunctionCall;
-using kb::TKBContext;
-using kb::TUserFunction;
-using kb::TUserPackage;
+using kb::IKBValue, kb::IUserFunction, kb::MakeInteger, kb::MakeRef, kb::Ref, kb::TFunctionArguments, kb::TFunctionCall,
+    kb::TKBContext, kb::TUserFunction, kb::TUserPackage;
 using kbtest::TProgram;
 
 // A host's own class.

@@ -1,15 +1,9 @@
-#include "kb/platform/Exceptions.h"
 #include "tests/Program.h"
 
 namespace {
 
-using kb::EKBException;
-using kb::IUserFunction;
-using kb::MakeRef;
-using kb::Ref;
-using kb::TInterpretedFunction;
-using kbtest::ExpectEach;
-using kbtest::TProgram;
+using kb::EKBException, kb::IUserFunction, kb::MakeRef, kb::Ref, kb::TInterpretedFunction;
+using kbtest::ExpectEach, kbtest::TProgram;
 
 TEST(InterpretedFunction, BindsItsParameters) {
   ExpectEach(R"(
@@ -26,8 +20,7 @@ TEST(InterpretedFunction, BindsItsParameters) {
 }
 
 TEST(InterpretedFunction, LocalsDieWithTheCall) {
-  TProgram program;
-  program.Eval("(defglobal ?*g* = 1) (deffunction f (?x) (bind ?local ?x) (bind ?*g* ?x) ?local)");
+  TProgram program("(defglobal ?*g* = 1) (deffunction f (?x) (bind ?local ?x) (bind ?*g* ?x) ?local)");
   program.Expect(R"(
     (f 7) --> 7 ;; ?*g* --> 7 ;; ?local --> !Unknown variable name: local ;; ?x --> !Unknown variable name: x
   )");
@@ -51,8 +44,7 @@ TEST(InterpretedFunction, AnExceptionPassesAndLeavesNoReturnState) {
 }
 
 TEST(InterpretedFunction, EndlessRecursionIsAnErrorThatTheLanguageCanCatch) {
-  TProgram program;
-  program.Eval("(deffunction loop (?n) (loop (+ ?n 1)))");
+  TProgram program("(deffunction loop (?n) (loop (+ ?n 1)))");
   EXPECT_THROW(program.engine.Parse("(loop 0)", true), kb::ERecursionError);
   program.Expect("(try (loop 0) catch caught) --> caught ;; (+ 1 2) --> 3");
 }
@@ -83,8 +75,7 @@ TEST(InterpretedFunction, ALocalParameterStartsAsNil) {
 TEST(InterpretedFunction, RecursiveFunctionsAreFreed) {
   Ref<IUserFunction> odd;
   {
-    TProgram program;
-    program.Eval(
+    TProgram program(
         "(deffunction odd (?n) (if (= ?n 0) then FALSE else (even (- ?n 1))))"
         "(deffunction even (?n) (if (= ?n 0) then TRUE else (odd (- ?n 1))))");
     EXPECT_EQ(program.Eval("(odd 7)"), "TRUE");

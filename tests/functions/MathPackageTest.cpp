@@ -4,8 +4,7 @@
 
 namespace {
 
-using kbtest::ExpectEach;
-using kbtest::TProgram;
+using kbtest::ExpectEach, kbtest::TProgram;
 
 TEST(MathPackage, ArithmeticPromotes) {
   ExpectEach(R"(

@@ -3,8 +3,7 @@
 
 namespace {
 
-using kbtest::ExpectEach;
-using kbtest::TProgram;
+using kbtest::ExpectEach, kbtest::TProgram;
 
 constexpr const char* kKnowledge =
     "(deftype t extends (type INTEGER)) (deftemplate p (slot x)) (defrule r2 (p (x ?x)) => ) (defrule r1 (p) => )"
@@ -101,8 +100,8 @@ TEST_F(Misc, ARunningFunctionMayGo) {
 }
 
 TEST(MiscGuard, TheFiringRuleIsNotActivatedByWhatItDoes) {
-  TProgram program;
-  program.Eval("(defrule count (n ?x&:(< ?x 3)) => (guard (assert (n (+ ?x 1)))) (printout t ?x crlf)) (assert (n 0))");
+  TProgram program(
+      "(defrule count (n ?x&:(< ?x 3)) => (guard (assert (n (+ ?x 1)))) (printout t ?x crlf)) (assert (n 0))");
   EXPECT_EQ(program.Eval("(run)"), "0\n1");
   EXPECT_EQ(program.Eval("(guard 1 2 3)"), "3");
   program.Eval("(defrule bad (m) => (guard (throw x))) (assert (m))");

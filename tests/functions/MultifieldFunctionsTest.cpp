@@ -2,8 +2,7 @@
 
 namespace {
 
-using kbtest::ExpectEach;
-using kbtest::TProgram;
+using kbtest::ExpectEach, kbtest::TProgram;
 
 TEST(MultifieldFunctions, MakingAndTakingApart) {
   ExpectEach(R"(
@@ -47,8 +46,7 @@ TEST(MultifieldFunctions, Searching) {
 }
 
 TEST(MultifieldFunctions, TheGivenListStaysAsItIs) {
-  TProgram program;
-  program.Eval("(bind ?list (create$ a b c))");
+  TProgram program("(bind ?list (create$ a b c))");
   for (const char* text : {"(insert$ ?list 1 x)", "(rest$ ?list)", "(delete$ ?list 0 1)", "(replace$ ?list 0 0 z)",
                            "(subseq$ ?list 0 1)", "(foreach e ?list (bind ?list2 (insert$ ?list 0 ?e)))"}) {
     program.Eval(text);

@@ -1,17 +1,13 @@
 // Rules and the objects of their host.
-#include <functional>
 #include <thread>
 
 #include "kb/platform/Action.h"
 #include "kb/platform/Reflection.h"
-#include "kb/values/ValueVector.h"
 #include "tests/Program.h"
 
 namespace {
 
-using kb::Property;
-using kb::RegisterClass;
-using kb::TComponent;
+using kb::Property, kb::RegisterClass, kb::TComponent;
 using kbtest::TProgram;
 
 enum class TState { Idle, Running, Stopped };

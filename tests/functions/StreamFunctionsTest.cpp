@@ -82,10 +82,8 @@ TEST_F(StreamFunctions, LineEndsAndEncodingsOfAllKinds) {
   const std::string wide = kb::TEncoding::UTF16BE()->Encode("währung €\n2.5\n");
   directory.Write("wide.txt", std::string(kb::TEncoding::UTF16BE()->Preamble()) + wide);
   program.Eval(
-      "(deffunction lines (?name) (bind ?all (create$)) (open ?name f)"
-      " (bind ?l (readline f)) (while (neq ?l EOF)"
-      " (bind ?all (insert$ ?all (length$ ?all) ?l)) (bind ?l (readline f)))"
-      " (close f) (implode$ ?all))");
+      "(deffunction lines (?name) (bind ?all (create$)) (open ?name f) (bind ?l (readline f)) (while (neq ?l EOF)"
+      " (bind ?all (insert$ ?all (length$ ?all) ?l)) (bind ?l (readline f))) (close f) (implode$ ?all))");
   program.ExpectShown(R"(
     (lines "mac.txt") --> a b ;; (lines "mixed.txt") --> a b c ;; (lines "mark.txt") --> ü 2
     (lines "wide.txt") --> währung € 2.5

@@ -2,8 +2,7 @@
 
 namespace {
 
-using kbtest::ExpectEach;
-using kbtest::ExpectNumbers;
+using kbtest::ExpectEach, kbtest::ExpectNumbers;
 
 // The numbers were computed with 40 digits by another program.
 TEST(TrigonometryPackage, FunctionsAgreeWithATable) {

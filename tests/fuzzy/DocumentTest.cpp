@@ -1,8 +1,6 @@
 // The programs of docs/fuzzy.md print what stands under them.
-#include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
 
 #include "tests/Program.h"
 

@@ -1,18 +1,14 @@
 // Fuzzy expressions and types as the language writes them.
-#include <gtest/gtest.h>
-
-#include <sstream>
 
 #include "kb/fuzzy/KBFuzzyLogic.h"
 #include "kb/values/KBDefinedType.h"
 #include "kb/values/KBHelperFunctions.h"
-#include "kb/values/ValueVector.h"
 #include "tests/Program.h"
 
 namespace {
 
 using kb::IKBValue;
-using kbtest::TProgram;
+using kbtest::TEngine, kbtest::TProgram;
 
 constexpr const char* kTemperature =
     "(deftype temperature extends (type FUZZY) (range 0 100) (units C)"
@@ -99,26 +95,15 @@ TEST(FuzzyType, TermsReadPrintAndReadBack) {
       "          (term b (beta 40 10)) (term w (beta 40 10 20 2)) (term g (s 0 50)) (term f (z 0 50))))");
   const std::string text = program.engine.FindDefinedType("mild")->ToString();
   EXPECT_EQ(text,
-            "(deftype MAIN::mild \r\n"
-            "   \"of all kinds\"\r\n"
-            "   extends (type temperature )\r\n"
-            "   (range -10.0000 90.0000)\r\n"
-            "   (units C)\r\n"
-            "   (values \r\n"
-            "      (term cold ((0 1) (50 0)))\r\n"
-            "      (term warm (pi 40.0000 10.0000))\r\n"
-            "      (term hot ((50 0) (100 1)))\r\n"
+            "(deftype MAIN::mild \r\n   \"of all kinds\"\r\n   extends (type temperature )\r\n"
+            "   (range -10.0000 90.0000)\r\n   (units C)\r\n   (values \r\n      (term cold ((0 1) (50 0)))\r\n"
+            "      (term warm (pi 40.0000 10.0000))\r\n      (term hot ((50 0) (100 1)))\r\n"
             "      (term low ((0.0000 1.0000) (100.0000 0.0000) ))\r\n"
             "      (term medium (tri 0.0000 50.0000 100.0000))\r\n"
-            "      (term high ((0.0000 0.0000) (100.0000 1.0000) ))\r\n"
-            "      (term chilly ((0 1) (50 0)))\r\n"
-            "      (term odd not [ very cold or hot ])\r\n"
-            "      (term n (tri 35.0000 35.0000 35.0000))\r\n"
-            "      (term b (beta 40.0000 10.0000))\r\n"
-            "      (term w (beta 40.0000 10.0000 20.0000 2.0000))\r\n"
-            "      (term g (s 0.0000 50.0000))\r\n"
-            "      (term f (z 0.0000 50.0000))\r\n"
-            "   ))");
+            "      (term high ((0.0000 0.0000) (100.0000 1.0000) ))\r\n      (term chilly ((0 1) (50 0)))\r\n"
+            "      (term odd not [ very cold or hot ])\r\n      (term n (tri 35.0000 35.0000 35.0000))\r\n"
+            "      (term b (beta 40.0000 10.0000))\r\n      (term w (beta 40.0000 10.0000 20.0000 2.0000))\r\n"
+            "      (term g (s 0.0000 50.0000))\r\n      (term f (z 0.0000 50.0000))\r\n   ))");
   const kb::IKBDefinedType again = program.engine.ParseDefinedType(text);
   EXPECT_TRUE(again->Equals(program.engine.FindDefinedType("mild")));
   // The parent keeps its own warm.
@@ -126,8 +111,7 @@ TEST(FuzzyType, TermsReadPrintAndReadBack) {
 }
 
 TEST(FuzzyType, AutomaticTermsSpanTheUniverse) {
-  TProgram program;
-  program.Eval("(deftype a extends (type FUZZY) (range 10 20) (values (term low (tri 10 11 12))))");
+  TProgram program("(deftype a extends (type FUZZY) (range 10 20) (values (term low (tri 10 11 12))))");
   EXPECT_EQ(
       program.Show("(get-fs (create-fuzzy-value a low)) (get-fs (create-fuzzy-value a medium))"),
       "((10.0000 0.0000) (11.0000 1.0000) (12.0000 0.0000) )((10.0000 0.0000) (15.0000 1.0000) (20.0000 0.0000) )");
@@ -143,8 +127,7 @@ TEST(FuzzyType, SlotsTakeValuesOnEveryRoad) {
     program.engine.SetTypeChecks(checks);
     program.Eval(
         "(assert (room (name a) (temp hot)) (room (name b) (temp very cold)) (room (name c) (temp 35))) (bind ?*t* "
-        "warm)"
-        "(assert (room (name d) (temp not ?*t*)) (room (name e) (temp (tri 1 2 3))))");
+        "warm)(assert (room (name d) (temp not ?*t*)) (room (name e) (temp (tri 1 2 3))))");
     const auto slot = [&](const std::string& fact) {
       program.Eval("(bind ?*f* " + fact + ")");
       return program.Show("(get-type (get-slot-value ?*f* temp)) \" \" (get-slot-value ?*f* temp)");
@@ -203,8 +186,7 @@ TEST(FuzzyType, ExpressionsAreSavedAsTheyStandWhereTheyReadBackTheSame) {
   const std::string saved = program.engine.GetExpertSystem();
   EXPECT_NE(saved.find("(room (temp very hot) )"), std::string::npos);
   EXPECT_NE(saved.find("(default not cold)"), std::string::npos);
-  kb::TInferenceEngine other;
-  other.Parse(saved, true);
+  TEngine other(saved);
   for (int i = 0; i < other.GetFacts().GetCount(); ++i) {
     const kb::IFact was = program.engine.GetFacts().Get(i);
     const kb::IFact now = other.GetFacts().Get(i);

@@ -1,5 +1,4 @@
 // Fuzzy facts in the engine: matching by degree, strengths, correlation, merging.
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
@@ -7,13 +6,11 @@
 #include "kb/fuzzy/KBFuzzyLogic.h"
 #include "kb/values/KBDefinedType.h"
 #include "kb/values/KBHelperFunctions.h"
-#include "kb/values/ValueVector.h"
 #include "tests/Program.h"
 
 namespace {
 
-using kb::IFact;
-using kb::IKBValue;
+using kb::IFact, kb::IKBValue;
 using kbtest::TProgram;
 
 class TFuzzyEngine : public TProgram {
@@ -48,8 +45,7 @@ TEST(FuzzyMatching, TheLeastDegreeOnTheWayIsTheStrength) {
   program.Eval(
       "(defrule hot (room (temp hot)) =>) (defrule warm (room (temp warm)) =>)"
       "(defrule both (room (name ?n) (temp hot)) (room (name ?m&~?n) (temp warm)) =>)"
-      "(defrule plain (room (name a)) =>)"
-      "(assert (room (name a) (temp 60)) (room (name b) (temp 70)))");
+      "(defrule plain (room (name a)) =>)(assert (room (name a) (temp 60)) (room (name b) (temp 70)))");
   EXPECT_EQ(program.Strengths(),
             "both (0.2000), both (0.4000), hot (0.2000), hot (0.4000), plain (1.0000), warm (0.3333), warm (0.6667)");
   program.Eval("(retract 1) (retract 2) (assert (room (temp cold)))");
@@ -74,8 +70,7 @@ TEST(FuzzyMatching, ARemovalFollowsItsFactWhateverIsSetMeanwhile) {
     TFuzzyEngine program;
     program.Eval(
         "(defrule hot (room (name ?n) (temp hot)) (room (name ?m) (temp warm)) =>)"
-        "(defrule none (not (room (temp hot))) =>)"
-        "(assert (room (name a) (temp 60)))");
+        "(defrule none (not (room (temp hot))) =>)(assert (room (name a) (temp 60)))");
     EXPECT_EQ(program.Strengths(), "hot (0.2000)");
     program.Eval(change);
     program.Eval("(retract 1)");
@@ -88,8 +83,7 @@ TEST(FuzzyMatching, ConstantsThatOverlapAreKeptApart) {
   program.Eval(
       "(defrule a (room (temp warm)) =>) (defrule b (room (temp (tri 20 50 80))) =>)"
       "(defrule c (room (temp very warm)) =>) (defrule d (room (temp (tri 20 51 80))) =>)"
-      "(defrule e (room (temp (tri 0 50 100))) =>)"
-      "(assert (room (temp 35)))");
+      "(defrule e (room (temp (tri 0 50 100))) =>)(assert (room (temp 35)))");
   EXPECT_EQ(program.Strengths(), "a (0.5000), b (0.5000), c (0.2500), d (0.4839), e (0.7000)");
 }
 
@@ -100,8 +94,7 @@ TEST(FuzzyMatching, AlternativesNegationsVariablesAndLists) {
       "(defrule absent (not (room (temp hot))) =>)"
       "(defrule same (room (name a) (temp ?t)) (room (name b) (temp ?t)) =>)"
       "(defrule call (room (temp ?t&:(> (get-fs-value ?t 30) 0.5))) =>)"
-      "(defrule list (series (temps hot very cold)) =>)"
-      "(defrule bound (series (temps ?x hot $?)) =>)"
+      "(defrule list (series (temps hot very cold)) =>)(defrule bound (series (temps ?x hot $?)) =>)"
       "(assert (room (name a) (temp 30)) (room (name b) (temp warm))"
       "  (series (name a) (temps 60 10)) (series (name b) (temps cold 75 75)))");
   EXPECT_EQ(program.Strengths(),
@@ -134,8 +127,7 @@ TEST(FuzzyCorrelation, TheEventMayTakeTheStepOver) {
   };
   program.Eval(
       "(defrule r (room (name ?n) (temp hot)) => (assert (fan (name ?n) (speed high))))"
-      "(defrule s (room (name ?n)) => (assert (fan (name x) (speed high))))"
-      "(assert (room (name a) (temp 70))) (run)");
+      "(defrule s (room (name ?n)) => (assert (fan (name x) (speed high))))(assert (room (name a) (temp 70))) (run)");
   ASSERT_EQ(strengths.size(), 1U);
   EXPECT_NEAR(strengths[0], 0.4, 1e-6);
   EXPECT_EQ(program.Show("(get-slot-value 2 speed) (get-slot-value 3 speed)"), "highhigh");

@@ -1,7 +1,5 @@
 // The functions of the fuzzy package, as programs call them.
-#include <gtest/gtest.h>
 
-#include "kb/values/ValueVector.h"
 #include "tests/Program.h"
 
 namespace {
@@ -12,14 +10,11 @@ class TPackage : public TProgram {
  public:
   TPackage() {
     Eval(
-        "(set-fuzzy-auto-terms FALSE)"
-        "(deftype temperature extends (type FUZZY) (range 0 100) (units \"deg C\")"
+        "(set-fuzzy-auto-terms FALSE)(deftype temperature extends (type FUZZY) (range 0 100) (units \"deg C\")"
         "  (values (term cold ((0 1) (50 0))) (term warm (tri 20 50 80)) (term hot ((50 0) (100 1)))))"
         "(deftype speed extends (type FUZZY) (range 0 10) (values (term fast (s 0 10))))"
-        "(deftype plain extends (type INTEGER))"
-        "(deftemplate room (slot temp (type temperature)) (slot name))"
-        "(bind ?*w* (create-fuzzy-value temperature warm))"
-        "(assert (room (temp cold)) (plain 1))");
+        "(deftype plain extends (type INTEGER))(deftemplate room (slot temp (type temperature)) (slot name))"
+        "(bind ?*w* (create-fuzzy-value temperature warm))(assert (room (temp cold)) (plain 1))");
   }
 };
 
@@ -106,9 +101,7 @@ TEST(FuzzyPlot, DrawsTermsToTheLetter) {
   };
   EXPECT_EQ(program.engine.ParseNExecuteFunCall("(plot-fuzzy-value t \"cw\" nil nil temperature)"), kb::FCTrue);
   EXPECT_EQ(lines,
-            "Fuzzy Variable: temperature\n"
-            "Fuzzy Values: cold(c) warm(w) hot(w)\n"
-            "\n"
+            "Fuzzy Variable: temperature\nFuzzy Values: cold(c) warm(w) hot(w)\n\n"
             "1.00c                        w                        \n"
             "0.95 c                      w w                      w\n"
             "0.90  cc                                           ww \n"
@@ -131,8 +124,7 @@ TEST(FuzzyPlot, DrawsTermsToTheLetter) {
             "0.05           w            c w            w          \n"
             "0.00wwwwwwwwwwwwwwwwwwwwwwwwwwccccccccccccccwwwwwwwwww\n"
             "    |----|----|----|----|----|----|----|----|----|----|\n"
-            "   0.00     20.00     40.00     60.00     80.00    100.00\n"
-            "\n"
+            "   0.00     20.00     40.00     60.00     80.00    100.00\n\n"
             "Universe of Discourse: From 0.00 to 100.00\n");
   lines.clear();
   const kb::IKBValue cold = program.engine.ParseNExecuteFunCall("(create-fuzzy-value temperature cold)");

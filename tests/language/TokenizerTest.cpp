@@ -89,10 +89,7 @@ TEST(Tokenizer, Classes) {
       {"(a b", "( a'a a'b ."},
       {"a\\", "a'a ."},
       {"{x},%#@!/'", "a'{x},%#@!/' ."},
-      {"gr\xC3\xB6\xC3\x9F"
-       "e ?\xE2\x82\xAC",
-       "a'gr\xC3\xB6\xC3\x9F"
-       "e v'\xE2\x82\xAC ."},
+      {"größe ?€", "a'größe v'€ ."},
   };
   for (const auto& test : cases) EXPECT_EQ(DumpAll(test.text), test.tokens) << test.text;
 }

@@ -1,13 +1,9 @@
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "kb/engine/InferenceEngine.h"
-#include "kb/matching/ReteNetwork.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 using TLines = std::vector<std::string>;
 
@@ -21,7 +17,7 @@ class Agenda : public testing::Test {
     for (int i = 0; i < engine.GetAgendaCount(); ++i) ids += engine.GetActivation(i)->GetToken()->ToFactsString() + " ";
     return ids;
   }
-  TInferenceEngine engine;
+  TEngine engine;
   std::string output;
 };
 
@@ -30,7 +26,7 @@ constexpr const char* kRules =
     "?) =>)";
 
 TEST_F(Agenda, EqualSaliencesAreNewestFirstAtTheHeadAndWhereTheHalvingHitsInTheMiddle) {
-  engine.Parse(kRules, true);
+  engine.Do(kRules);
   for (const char* fact : {"(h 1)", "(z 1)", "(z 2)", "(z 3)", "(z 4)"}) engine.Assert(fact);
   EXPECT_EQ(Ids(), "f-1 f-5 f-4 f-3 f-2 ");
   engine.Assert("(z 5)");
@@ -39,13 +35,13 @@ TEST_F(Agenda, EqualSaliencesAreNewestFirstAtTheHeadAndWhereTheHalvingHitsInTheM
 
 TEST_F(Agenda, BreadthFirstPutsEqualsBehind) {
   engine.SetStrategy(ssBreadthFirst);
-  engine.Parse(kRules, true);
+  engine.Do(kRules);
   for (const char* fact : {"(z 1)", "(l 1)", "(h 1)", "(z 2)", "(z 3)", "(l 2)"}) engine.Assert(fact);
   EXPECT_EQ(Ids(), "f-3 f-5 f-4 f-1 f-2 f-6 ");
 }
 
 TEST_F(Agenda, AChangeOfStrategyRebuildsWithClonesThatARetractionStillFinds) {
-  engine.Parse(kRules, true);
+  engine.Do(kRules);
   for (const char* fact : {"(z 1)", "(z 2)", "(z 3)"}) engine.Assert(fact);
   int added = 0;
   engine.OnAddActivation = [&](TInferenceEngine&, int, TActivation&) { ++added; };
@@ -59,14 +55,13 @@ TEST_F(Agenda, AChangeOfStrategyRebuildsWithClonesThatARetractionStillFinds) {
 }
 
 TEST_F(Agenda, SalienceThatIsACallIsWorkedOutForEachActivation) {
-  engine.Parse(
+  engine.Do(
       "(defglobal ?*s* = 5) (defrule a (declare (salience (+ ?*s* 1))) (a ?) =>) (defrule b (declare (salience 7)) (b "
-      "?) =>)",
-      true);
+      "?) =>)");
   engine.Assert("(a 1)");
   engine.Assert("(b 1)");
   EXPECT_EQ(Ids(), "f-2 f-1 ");
-  engine.Parse("(bind ?*s* 10)", true);
+  engine.Do("(bind ?*s* 10)");
   engine.Assert("(a 2)");
   EXPECT_EQ(engine.GetActivation(0)->GetRule()->GetSalience(), 11);
   EXPECT_EQ(engine.GetAgenda().GetText(2), "6 a : f-1 (1.0000)");
@@ -74,12 +69,10 @@ TEST_F(Agenda, SalienceThatIsACallIsWorkedOutForEachActivation) {
 
 TEST_F(Agenda, EveryTimeSalienceIsWorkedOutAfterEachFiring) {
   engine.SetEvalSalience(sEveryTime);
-  engine.Parse(
-      "(defglobal ?*s* = 0)"
-      "(defrule up (declare (salience 100)) (go) => (bind ?*s* 50))"
+  engine.Do(
+      "(defglobal ?*s* = 0)(defrule up (declare (salience 100)) (go) => (bind ?*s* 50))"
       "(defrule a (declare (salience ?*s*)) (x ?v) => (printout t a))"
-      "(defrule b (declare (salience 10)) (x ?v) => (printout t b))",
-      true);
+      "(defrule b (declare (salience 10)) (x ?v) => (printout t b))");
   engine.Assert("(x 1)");
   engine.Assert("(go)");
   EXPECT_EQ(engine.Run(), 3);
@@ -87,7 +80,7 @@ TEST_F(Agenda, EveryTimeSalienceIsWorkedOutAfterEachFiring) {
 }
 
 TEST_F(Agenda, EventsOfOneFiringComeInTheirOrder) {
-  engine.Parse("(defrule r ?f <- (a) => (retract ?f) (assert (b)))", true);
+  engine.Do("(defrule r ?f <- (a) => (retract ?f) (assert (b)))");
   TLines events;
   const auto log = [&](const std::string& text) { events.push_back(text); };
   engine.OnStartInference = [&](TInferenceEngine&) { log("start"); };
@@ -106,9 +99,8 @@ TEST_F(Agenda, EventsOfOneFiringComeInTheirOrder) {
 }
 
 TEST_F(Agenda, LimitsAndHalt) {
-  engine.Parse(
-      "(defrule r (a ?x) => (printout t ?x)) (defrule stop (declare (salience 5)) (stop) => (halt) (printout t s))",
-      true);
+  engine.Do(
+      "(defrule r (a ?x) => (printout t ?x)) (defrule stop (declare (salience 5)) (stop) => (halt) (printout t s))");
   for (const char* fact : {"(a 1)", "(a 2)", "(a 3)"}) engine.Assert(fact);
   EXPECT_EQ(engine.Run(0), 0);
   EXPECT_EQ(engine.GetFocusStack().GetCount(), 1);
@@ -122,7 +114,7 @@ TEST_F(Agenda, LimitsAndHalt) {
 }
 
 TEST_F(Agenda, AFailingActionIsNotCountedAndLeavesNothingBehind) {
-  engine.Parse("(defrule r (a ?x) => (assert (b)) (throw \"no\"))", true);
+  engine.Do("(defrule r (a ?x) => (assert (b)) (throw \"no\"))");
   engine.Assert("(a 1)");
   engine.Assert("(a 2)");
   EXPECT_THROW(engine.Run(), EException);
@@ -143,10 +135,9 @@ TEST_F(Agenda, ActionsMayRemoveTheRuleTheKnowledgeOrRunTheEngineAgain) {
         return FCTrue;
       },
       1, 1);
-  engine.Parse(
+  engine.Do(
       "(defrule r (a ?x) => (forget-rule r) (printout t r ?x)) (defrule n (n) => (run) (printout t n))"
-      "(defrule c (c) => (clear) (printout t c))",
-      true);
+      "(defrule c (c) => (clear) (printout t c))");
   engine.Assert("(a 1)");
   engine.Assert("(n)");
   engine.Run();

@@ -1,13 +1,9 @@
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "kb/engine/InferenceEngine.h"
-#include "kb/matching/ReteNetwork.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 class Network : public testing::Test {
  protected:
@@ -20,20 +16,16 @@ class Network : public testing::Test {
     }
     return result;
   }
-  TInferenceEngine engine;
+  TEngine engine;
 };
 
 using TLines = std::vector<std::string>;
 
 TEST_F(Network, CompileTraceTellsNewAndSharedNodes) {
-  engine.Parse(
-      "(deftemplate a (slot x)) (deftemplate b (slot y))"
-      "(defrule r (a (x ?v)) (b (y ?v)) =>)"
-      "(defrule s (a (x ?w)) =>)"
-      "(defrule t (a (x ?v)) (b (y ?v)) (not (c)) =>)"
-      "(defrule u (a (x 1&?v)) (b (y ?v&:(> ?v 2))) =>)"
-      "(defrule v (a (x 1)) =>)",
-      true);
+  engine.Do(
+      "(deftemplate a (slot x)) (deftemplate b (slot y))(defrule r (a (x ?v)) (b (y ?v)) =>)(defrule s (a (x ?w)) =>)"
+      "(defrule t (a (x ?v)) (b (y ?v)) (not (c)) =>)(defrule u (a (x 1&?v)) (b (y ?v&:(> ?v 2))) =>)"
+      "(defrule v (a (x 1)) =>)");
   EXPECT_EQ(Trace("r"), "r: +1+1+2+t");
   EXPECT_EQ(Trace("s"), "s: +t");
   EXPECT_EQ(Trace("t"), "t: +1+1=2+2+t");
@@ -43,7 +35,7 @@ TEST_F(Network, CompileTraceTellsNewAndSharedNodes) {
 
 TEST_F(Network, RemovingRulesFreesExactlyWhatNobodyUses) {
   const int before = engine.GetRete().GetNodeCount();
-  engine.Parse("(defrule r (a 1 ?x) (b ?x) =>) (defrule s (a 1 ?x) (b ?x) =>)", true);
+  engine.Do("(defrule r (a 1 ?x) (b ?x) =>) (defrule s (a 1 ?x) (b ?x) =>)");
   const int both = engine.GetRete().GetNodeCount();
   engine.GetRules().Remove("s");
   EXPECT_EQ(engine.GetRete().GetNodeCount(), both - 1);
@@ -53,7 +45,7 @@ TEST_F(Network, RemovingRulesFreesExactlyWhatNobodyUses) {
 }
 
 TEST_F(Network, NegationCountsBlockers) {
-  engine.Parse("(defrule r (a ?x) (not (b ?x ?)) =>)", true);
+  engine.Do("(defrule r (a ?x) (not (b ?x ?)) =>)");
   engine.Assert("(a 1)");
   EXPECT_EQ(Agenda(), TLines({"r f-1, f--1"}));
   for (const char* blocker : {"(b 1 1)", "(b 1 2)", "(b 1 3)"}) engine.Assert(blocker);
@@ -69,7 +61,7 @@ TEST_F(Network, NegationCountsBlockers) {
 }
 
 TEST_F(Network, BlockersThatComeFirstCountToo) {
-  engine.Parse("(defrule r (a ?x) (not (b ?x ?)) =>)", true);
+  engine.Do("(defrule r (a ?x) (not (b ?x ?)) =>)");
   engine.Assert("(b 1 1)");
   engine.Assert("(b 1 2)");
   engine.Assert("(a 1)");
@@ -81,7 +73,7 @@ TEST_F(Network, BlockersThatComeFirstCountToo) {
 }
 
 TEST_F(Network, ExistsHoldsOnceAndTheOuterJoinOfNestedNegationHasNoTests) {
-  engine.Parse("(defrule r (a ?x) (exists (b ?x)) =>)", true);
+  engine.Do("(defrule r (a ?x) (exists (b ?x)) =>)");
   engine.Assert("(a 1)");
   EXPECT_TRUE(Agenda().empty());
   engine.Assert("(b 1)");
@@ -95,7 +87,7 @@ TEST_F(Network, ExistsHoldsOnceAndTheOuterJoinOfNestedNegationHasNoTests) {
 TEST_F(Network, MultifieldVariablesTakeEveryShareLongestFirst) {
   std::string output;
   engine.OnPrintOut = [&](TInferenceEngine&, std::string_view, std::string_view text) { output += text; };
-  engine.Parse("(defrule r (m $?x b $?y) => (printout t ?x ?y))", true);
+  engine.Do("(defrule r (m $?x b $?y) => (printout t ?x ?y))");
   engine.SetStrategy(ssBreadthFirst);
   engine.Assert("(m a b c b)");
   EXPECT_EQ(engine.GetAgendaCount(), 2);
@@ -104,7 +96,7 @@ TEST_F(Network, MultifieldVariablesTakeEveryShareLongestFirst) {
 }
 
 TEST_F(Network, TwoExpansionsAreWithdrawnByOneRetraction) {
-  engine.Parse("(defrule r (m $?x b $?y) =>)", true);
+  engine.Do("(defrule r (m $?x b $?y) =>)");
   engine.Assert("(m b b b)");
   EXPECT_EQ(engine.GetAgendaCount(), 3);
   engine.Retract(1);
@@ -113,14 +105,14 @@ TEST_F(Network, TwoExpansionsAreWithdrawnByOneRetraction) {
 
 // Two uses in one slot are not compared.
 TEST_F(Network, AVariableTwiceInOneSlotBindsTheFirstUse) {
-  engine.Parse("(defrule r (m ?x ?x) =>)", true);
+  engine.Do("(defrule r (m ?x ?x) =>)");
   engine.Assert("(m 1 2)");
   EXPECT_EQ(engine.GetAgendaCount(), 1);
 }
 
 // Equal within the tolerance, but on two sides of a whole number: the keys differ and the facts do not meet.
 TEST_F(Network, EqualFloatsThatHashApartDoNotJoin) {
-  engine.Parse("(defrule r (a ?x) (b ?x) =>)", true);
+  engine.Do("(defrule r (a ?x) (b ?x) =>)");
   engine.Assert("(a 0.99998)");
   engine.Assert("(b 1.00002)");
   EXPECT_EQ(engine.GetAgendaCount(), 0);
@@ -129,7 +121,7 @@ TEST_F(Network, EqualFloatsThatHashApartDoNotJoin) {
 }
 
 TEST_F(Network, UniqueTakesTheFirstPartnerOfAChain) {
-  engine.Parse("(defrule r (a ?x) (unique (b ?x ?)) =>)", true);
+  engine.Do("(defrule r (a ?x) (unique (b ?x ?)) =>)");
   engine.Assert("(b 1 1)");
   engine.Assert("(b 1 2)");
   engine.Assert("(a 1)");
@@ -139,18 +131,16 @@ TEST_F(Network, UniqueTakesTheFirstPartnerOfAChain) {
 }
 
 TEST_F(Network, ATemplateAlsoMatchesItsDescendants) {
-  engine.Parse(
+  engine.Do(
       "(deftemplate thing (slot n)) (deftemplate tool extends thing (slot use))"
-      "(defrule r (thing (n ?n)) =>) (defrule s (tool (n ?n)) =>)",
-      true);
+      "(defrule r (thing (n ?n)) =>) (defrule s (tool (n ?n)) =>)");
   engine.Assert("(tool (n 1) (use cut))");
   engine.Assert("(thing (n 2))");
   EXPECT_EQ(Agenda(), TLines({"r f-2", "s f-1", "r f-1"}));
 }
 
 TEST_F(Network, OneShotAndDisabledRules) {
-  engine.Parse("(defrule once (declare (oneshot TRUE)) (a ?) =>) (defrule off (declare (enabled FALSE)) (a ?) =>)",
-               true);
+  engine.Do("(defrule once (declare (oneshot TRUE)) (a ?) =>) (defrule off (declare (enabled FALSE)) (a ?) =>)");
   engine.Assert("(a 1)");
   EXPECT_EQ(engine.Run(), 1);
   engine.Assert("(a 2)");
@@ -165,23 +155,23 @@ TEST_F(Network, OneShotAndDisabledRules) {
 }
 
 TEST_F(Network, AddingARuleBringsBackFiredActivationsOfSharedRoots) {
-  engine.Parse("(defrule r (a ?x) (b ?x) =>)", true);
+  engine.Do("(defrule r (a ?x) (b ?x) =>)");
   engine.Assert("(a 1)");
   engine.Assert("(b 1)");
   EXPECT_EQ(engine.Run(), 1);
-  engine.Parse("(defrule s (b ?x) =>)", true);
+  engine.Do("(defrule s (b ?x) =>)");
   EXPECT_EQ(Agenda(), TLines({"s f-2", "r f-1, f-2"}));
 }
 
 TEST_F(Network, AVariableOfALaterPatternIsUnknown) {
-  EXPECT_THROW(engine.Parse("(defrule r (a ?x&:(> ?x ?y)) (b ?y) =>)", true), EKBException);
+  EXPECT_THROW(engine.Do("(defrule r (a ?x&:(> ?x ?y)) (b ?y) =>)"), EKBException);
   EXPECT_FALSE(engine.GetRules().ContainsKey("r"));
   EXPECT_EQ(engine.GetRete().GetRootCount(), 0);
   EXPECT_EQ(engine.GetComponentCount(), TInferenceEngine().GetComponentCount());
 }
 
 TEST_F(Network, AFailingTestFailsTheAssertionAndNamesTheNode) {
-  engine.Parse("(defrule r (a ?x&:(> ?x 1)) =>)", true);
+  engine.Do("(defrule r (a ?x&:(> ?x 1)) =>)");
   try {
     engine.Assert("(a word)");
     FAIL();
@@ -192,7 +182,7 @@ TEST_F(Network, AFailingTestFailsTheAssertionAndNamesTheNode) {
 
 // Handlers may change anything, also the network that is at work.
 TEST_F(Network, HandlersMayChangeTheNetworkDuringAWalk) {
-  engine.Parse("(defrule r (a ?x) =>) (defrule s (a ?x) (b ?x) =>) (defrule t (a ?x) (not (c ?x)) =>)", true);
+  engine.Do("(defrule r (a ?x) =>) (defrule s (a ?x) (b ?x) =>) (defrule t (a ?x) (not (c ?x)) =>)");
   engine.Assert("(b 1)");
   bool done = false;
   engine.OnAddActivation = [&](TInferenceEngine&, int, TActivation&) {
@@ -200,7 +190,7 @@ TEST_F(Network, HandlersMayChangeTheNetworkDuringAWalk) {
     done = true;
     engine.GetRules().Remove("s");
     engine.Assert("(c 1)");
-    engine.Parse("(defrule u (a ?x) (c ?x) =>)", true);
+    engine.Do("(defrule u (a ?x) (c ?x) =>)");
   };
   engine.Assert("(a 1)");
   EXPECT_FALSE(engine.GetRules().ContainsKey("s"));

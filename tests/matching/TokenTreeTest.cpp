@@ -1,15 +1,12 @@
-#include <gtest/gtest.h>
-
-#include <vector>
-
 #include "kb/common/IndexedSequence.h"
-#include "kb/engine/InferenceEngine.h"
 #include "kb/matching/KBTokenTree.h"
 #include "kb/values/KBFuzzyInterfaces.h"
-#include "kb/values/ValueVector.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 IReteToken MakeToken(TInferenceEngine& engine, int id, int value) {
   const IFact fact = engine.ParseFact("(n " + std::to_string(value) + ")");
@@ -78,7 +75,7 @@ class RefinedKey : public ::testing::Test {
     });
     return ids;
   }
-  TInferenceEngine engine;
+  TEngine engine;
   TKeyPart second{0, 1, TSlotRef("__Data")};
   TKBTokenTree tree{101, TKeyPart{0, 0, TSlotRef("__Data")}, {second}};
 };

@@ -1,15 +1,11 @@
-#include <gtest/gtest.h>
-
-#include <memory>
-
-#include "kb/engine/InferenceEngine.h"
-#include "kb/platform/Exceptions.h"
 #include "kb/values/Fact.h"
 #include "kb/values/FactSet.h"
-#include "kb/values/KBConsts.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 std::string FactTexts(const TInferenceEngine& engine) {
   std::string result;
@@ -94,8 +90,7 @@ TEST(FactSet, ASecondSetOfTheNameDetachesTheFirst) {
 }
 
 TEST(FactSet, LeavesTheFocusWhereItWas) {
-  TInferenceEngine engine;
-  engine.Parse("(defmodule other)", true);
+  TEngine engine("(defmodule other)");
   const IModule main = engine.GetModules().Get(0);
   engine.SetCurrentModule(main);
   TFactSet set(nullptr, "s", "other");
@@ -130,8 +125,7 @@ TEST(FactSet, ClonesBelongToTheirOwner) {
 }
 
 TEST(FactSet, MovesIntoTheModuleOfItsSource) {
-  TInferenceEngine engine;
-  engine.Parse("(defmodule other)", true);
+  TEngine engine("(defmodule other)");
   const IModule main = engine.GetModules().Get(0);
   engine.SetCurrentModule(main);
   auto set = std::make_unique<TFactSet>(nullptr, "s", "");
@@ -156,17 +150,17 @@ TEST(FactSet, MovesIntoTheModuleOfItsSource) {
 }
 
 TEST(FactSet, MayBeReplacedWhileItAssertsItsFacts) {
-  TInferenceEngine engine;
+  TEngine engine;
   engine.RegisterFunction("replace", [&](TFunctionArguments&) -> IKBValue {
-    engine.Parse("(deffacts d (new))", true);
+    engine.Do("(deffacts d (new))");
     return FCTrue;
   });
-  engine.Parse("(deffacts d (a =(replace)) (behind))", true);
+  engine.Do("(deffacts d (a =(replace)) (behind))");
   engine.Reset();
   EXPECT_EQ(FactTexts(engine), "(a TRUE )(Initial-Fact)") << "what is gone asserts no more";
   engine.Reset();
   EXPECT_EQ(FactTexts(engine), "(new)(Initial-Fact)");
-  engine.Parse("(deffacts d (a =(clear)) (behind))", true);
+  engine.Do("(deffacts d (a =(clear)) (behind))");
   engine.Reset();
   EXPECT_EQ(FactTexts(engine), "(a TRUE )(Initial-Fact)");
   EXPECT_EQ(engine.GetFactSets().GetCount(), 0);
@@ -190,8 +184,7 @@ TEST(FactSet, AHostMayFillTheEntriesThemselves) {
 }
 
 TEST(FactSet, ACloneInTheSameEngineTakesThePlaceOfTheOriginal) {
-  TInferenceEngine engine;
-  engine.Parse("(deffacts d (a 1))", true);
+  TEngine engine("(deffacts d (a 1))");
   TFactSet* clone = engine.GetFactSets().Get(0).Clone(&engine);
   EXPECT_EQ(engine.GetFactSets().GetCount(), 1);
   EXPECT_EQ(engine.GetFactSets().IndexOf(clone), 0);

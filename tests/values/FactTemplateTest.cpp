@@ -1,15 +1,13 @@
-#include <gtest/gtest.h>
-
-#include "kb/engine/InferenceEngine.h"
 #include "kb/values/Fact.h"
 #include "kb/values/FactTemplate.h"
-#include "kb/values/KBConsts.h"
 #include "kb/values/KBDefinedType.h"
-#include "kb/values/ValueVector.h"
+#include "tests/Program.h"
 #include "tests/values/ValuesTest.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 IFactTemplate Template(std::string_view name) { return MakeRef<TFactTemplate>(nullptr, name); }
 
@@ -266,8 +264,7 @@ TEST(FactTemplate, RenamesGoThroughTheRegistry) {
 }
 
 TEST(FactTemplate, DynamicDefaultsAreEvaluatedForEachFact) {
-  TInferenceEngine engine;
-  engine.Parse("(deftemplate t (slot id (default-dynamic (gensym*))) (slot fixed (default 3)))", true);
+  TEngine engine("(deftemplate t (slot id (default-dynamic (gensym*))) (slot fixed (default 3)))");
   TFactTemplate* t = engine.FindFactTemplate("t");
   ASSERT_NE(t, nullptr);
   const IFact first = t->NewFact();
@@ -279,9 +276,9 @@ TEST(FactTemplate, DynamicDefaultsAreEvaluatedForEachFact) {
 }
 
 TEST(FactTemplate, CopiesIntoAnotherEngineComeThroughTheirText) {
-  TInferenceEngine source;
+  TEngine source;
   TInferenceEngine target;
-  source.Parse("(deftemplate t (slot a (type INTEGER) (default 4)) (multislot m))", true);
+  source.Do("(deftemplate t (slot a (type INTEGER) (default 4)) (multislot m))");
   const IFactTemplate copy = target.CreateFactTemplate("u");
   copy->AssignInterface(*source.FindFactTemplate("t"));
   EXPECT_EQ(copy->GetTemplateName(), "t");

@@ -1,14 +1,11 @@
-#include <gtest/gtest.h>
-
-#include "kb/engine/InferenceEngine.h"
-#include "kb/platform/Exceptions.h"
 #include "kb/values/Fact.h"
-#include "kb/values/KBConsts.h"
-#include "kb/values/ValueVector.h"
+#include "tests/Program.h"
 #include "tests/values/ValuesTest.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 IFactTemplate Point() {
   auto result = MakeRef<TFactTemplate>(nullptr, "point");
@@ -151,9 +148,7 @@ TEST(Fact, ChangeOfTemplateKeepsSharedSlots) {
 }
 
 TEST(Fact, DynamicCheckAdaptsOrRefuses) {
-  TInferenceEngine engine;
-  engine.Parse("(deftemplate t (slot f (type FLOAT)) (slot i (type INTEGER)) (slot r (type INTEGER) (range 1 5)))",
-               true);
+  TEngine engine("(deftemplate t (slot f (type FLOAT)) (slot i (type INTEGER)) (slot r (type INTEGER) (range 1 5)))");
   const IFact fact = engine.FindFactTemplate("t")->NewFact();
   fact->SetValue("i", MakeString("anything"));
   EXPECT_TRUE(fact->GetValue("i")->Is(dtString)) << "nothing is refused without the check";
@@ -182,9 +177,9 @@ TEST(Fact, ListingFormPadsTheId) {
 }
 
 TEST(Fact, MovesBetweenEnginesAsText) {
-  TInferenceEngine source;
+  TEngine source;
   TInferenceEngine target;
-  source.Parse("(deftemplate t (slot a) (multislot m))", true);
+  source.Do("(deftemplate t (slot a) (multislot m))");
   const IFact fact = source.ParseFact("(t (a 1) (m x \"y\"))");
   fact->SetID(12);
   const IFact copy = MakeRef<TFact>(target.CreateFactTemplate("elsewhere"));

@@ -1,15 +1,13 @@
-#include <gtest/gtest.h>
-
-#include "kb/engine/InferenceEngine.h"
 #include "kb/matching/KBToken.h"
-#include "kb/platform/Exceptions.h"
 #include "kb/values/Fact.h"
 #include "kb/values/KBContext.h"
-#include "kb/values/ValueVector.h"
+#include "tests/Program.h"
 #include "tests/values/ValuesTest.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 TEST(KBContext, AssignmentReachesOutAndLocalBindingsShadow) {
   TKBContext root(nullptr, nullptr);
@@ -262,12 +260,11 @@ TEST(KBContext, FactsResolveInPlace) {
 
 // A value that one fact hands to another is adapted there, not in the fact that it comes from.
 TEST(KBContext, TheDynamicCheckAdaptsACopyOfAValueFromElsewhere) {
-  TInferenceEngine engine;
+  TEngine engine;
   engine.SetTypeChecks({tcStatic, tcDynamic});
-  engine.Parse(
+  engine.Do(
       "(deftemplate p (slot n (type INTEGER))) (deftemplate q (slot f (type FLOAT)))"
-      "(defrule r (p (n ?x)) => (assert (q (f ?x))))",
-      true);
+      "(defrule r (p (n ?x)) => (assert (q (f ?x))))");
   engine.Assert("(p (n 3))");
   engine.Run();
   EXPECT_EQ(engine.GetFacts().ToString(), "(Initial-Fact)\r\n(p (n 3))\r\n(q (f 3.0000))");

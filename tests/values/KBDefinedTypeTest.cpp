@@ -1,16 +1,13 @@
-#include <gtest/gtest.h>
-
 #include <limits>
 
-#include "kb/engine/InferenceEngine.h"
-#include "kb/platform/Exceptions.h"
-#include "kb/values/KBConsts.h"
 #include "kb/values/KBDefinedType.h"
-#include "kb/values/ValueVector.h"
+#include "tests/Program.h"
 #include "tests/values/ValuesTest.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 IKBDefinedType Type() { return MakeRef<TKBDefinedType>(nullptr); }
 
@@ -188,8 +185,7 @@ TEST(KBDefinedType, CopiesAreEqualAndIndependent) {
 }
 
 TEST(KBDefinedType, RenamesGoThroughTheRegistry) {
-  TInferenceEngine engine;
-  engine.Parse("(deftype a extends (type SYMBOL)) (deftype b extends (type SYMBOL))", true);
+  TEngine engine("(deftype a extends (type SYMBOL)) (deftype b extends (type SYMBOL))");
   TKBDefinedType* a = engine.FindDefinedType("a");
   ASSERT_NE(a, nullptr);
   EXPECT_EQ(MessageOf([&] { a->SetName("b"); }), "Defined Type Name already exists: \"b\"");
