@@ -7,35 +7,33 @@ using kbtest::TEngine;
 
 using TLines = std::vector<std::string>;
 
+/// The comments of the rules that come and go.
+void LogRules(TInferenceEngine& engine, TLines& events) {
+  engine.OnAddRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("+" + rule.GetComment()); };
+  engine.OnRemoveRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("-" + rule.GetComment()); };
+}
+
 TEST(Constructs, ASecondRuleOfANameFollowsTheSetting) {
   TEngine engine;
   TLines events;
-  engine.OnAddRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("+" + rule.GetComment()); };
-  engine.OnRemoveRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("-" + rule.GetComment()); };
+  LogRules(engine, events);
   engine.Do("(defrule r \"1\" (a) =>) (defrule r \"2\" (a) =>)");
-  EXPECT_EQ(events, TLines({"+1", "-1", "+2"}));
   engine.SetDuplicateConstructs(dcIgnore);
   engine.Do("(defrule r \"3\" (b) =>)");
-  EXPECT_EQ(engine.GetRules().FindRule("r")->GetComment(), "2");
   engine.SetDuplicateConstructs(dcError);
-  try {
-    engine.Do("(defrule r \"4\" (b) =>)");
-    FAIL();
-  } catch (const EKBException& error) {
-    EXPECT_STREQ(error.what(), "Duplicate Rules defined with same name: \"r\"");
-    EXPECT_EQ(error.Id(), TKBMessage::DuplicateRules);
-  }
-  engine.Assert("(b)");
+  EXPECT_EQ(kbtest::MessageOf([&] { engine.Do("(defrule r \"4\" (b) =>)"); }),
+            "Duplicate Rules defined with same name: \"r\"");
+  EXPECT_EQ(events, TLines({"+1", "-1", "+2"}));
+  engine.Do("(assert (b))");
   EXPECT_EQ(engine.GetAgendaCount(), 0);
-  engine.Assert("(a)");
+  engine.Do("(assert (a))");
   EXPECT_EQ(engine.GetAgendaCount(), 1);
 }
 
 TEST(Constructs, ARedefinitionThatFailsLeavesTheOldRule) {
   TEngine engine("(assert (a word)) (defrule q (a ?) =>) (defrule r \"old\" (a ?) =>) (defrule s (a ?) =>)");
   TLines events;
-  engine.OnAddRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("+" + rule.GetComment()); };
-  engine.OnRemoveRule = [&](TInferenceEngine&, TRule& rule) { events.push_back("-" + rule.GetComment()); };
+  LogRules(engine, events);
   EXPECT_THROW(engine.Do("(defrule r \"unbound\" (a ?x) (test (> ?y 1)) =>)"), EKBException);
   EXPECT_THROW(engine.Do("(defrule r \"fails on a fact\" (a ?x&:(> ?x 3)) =>)"), EKBException);
   EXPECT_EQ(events, TLines({"-old", "+old", "-old", "+old"}));
@@ -43,20 +41,21 @@ TEST(Constructs, ARedefinitionThatFailsLeavesTheOldRule) {
   EXPECT_EQ(engine.GetRules().GetValue(1)->GetComment(), "old");
   EXPECT_EQ(engine.GetRules().GetValue(1)->GetOwner(), &engine);
   EXPECT_EQ(engine.GetAgendaCount(), 3);
+  engine.OnAddRule = [](TInferenceEngine&, TRule& rule) {
+    if (rule.GetComment() == "new") throw std::runtime_error("host");
+  };
+  EXPECT_THROW(engine.Do("(defrule r \"new\" (a ?x) =>)"), std::runtime_error);
+  EXPECT_EQ(engine.GetRules().FindRule("r")->GetComment(), "new") << "a handler comes when all is done";
   EXPECT_EQ(engine.Run(), 3);
 }
 
-TEST(Constructs, ARedefinedFunctionKeepsItsPlace) {
-  TEngine engine;
+TEST(Constructs, ARedefinedFunctionKeepsItsPlaceAndRulesAreListedWithoutCase) {
+  TEngine engine("(defrule c =>) (defrule B =>) (defrule a =>)");
   engine.SetPackages({});
   engine.Do("(deffunction a () 1) (deffunction b () 1) (deffunction c () 1) (deffunction b () 2)");
   EXPECT_EQ(engine.GetUserFunctionTable().GetNamesToString(), "a\r\nb\r\nc");
   EXPECT_EQ(engine.GetUserFunctionTable().GetNumInterpreted(), 3);
   EXPECT_EQ(engine.ParseNExecuteFunCall("(b)")->GetAsInteger(), 2);
-}
-
-TEST(Constructs, RulesAreListedInTheOrderOfTheirTextsWithoutCase) {
-  TEngine engine("(defrule c =>) (defrule B =>) (defrule a =>)");
   const std::string text = engine.GetRules().ToString();
   EXPECT_LT(text.find("::a"), text.find("::B"));
   EXPECT_LT(text.find("::B"), text.find("::c"));
@@ -74,39 +73,13 @@ TEST(Constructs, SlotsAndTemplatesNeedNames) {
 TEST(Constructs, ARedefinedTemplateKeepsWhatStillFits) {
   TEngine engine(
       "(deftemplate p (slot a) (slot b)) (defrule keep (p (a ?x)) =>) (defrule drop (p (b ?x)) =>)"
-      "(assert (p (a 1))) (assert (p (a 2) (b 3)))");
-  engine.Do("(deftemplate p (slot a (type INTEGER)))");
+      "(assert (p (a 1))) (assert (p (a 2) (b 3))) (deftemplate p (slot a (type INTEGER)))");
   EXPECT_TRUE(engine.GetRules().ContainsKey("keep"));
   EXPECT_FALSE(engine.GetRules().ContainsKey("drop"));
   // Facts print every slot, so each names the slot that is gone, unless it is empty.
-  for (int i = 0; i < engine.GetFacts().GetCount(); ++i) {
-    const IFact fact = engine.GetFacts().Get(i);
-    EXPECT_TRUE(engine.FindFactTemplate(fact->GetTemplate()->GetTemplateName()) == fact->GetTemplate().Get());
-  }
+  EXPECT_EQ(engine.GetFacts().ToString(), "(Initial-Fact)\r\n(p (a 1))");
   engine.Assert("(p (a 7))");
-  EXPECT_GE(engine.GetAgendaCount(), 1);
-}
-
-TEST(Constructs, RenamingARuleKeepsItInTheNetwork) {
-  TEngine engine("(defrule r (a) =>) (defrule s (a) =>)");
-  EXPECT_THROW(engine.RenameRule("r", "s"), EKBException);
-  EXPECT_TRUE(engine.GetRules().ContainsKey("r"));
-  engine.RenameRule("r", "t");
-  EXPECT_FALSE(engine.GetRules().ContainsKey("r"));
-  EXPECT_EQ(engine.GetRules().FindRule("t")->GetRuleName(), "t");
-  engine.Assert("(a)");
   EXPECT_EQ(engine.GetAgendaCount(), 2);
-  EXPECT_THROW(engine.GetRules().FindRule("t")->SetRuleName("a b"), EKBException);
-}
-
-TEST(Constructs, RenamingATemplateToATakenNameChangesNothing) {
-  TEngine engine("(deftemplate a (slot x)) (deftemplate b (slot x))");
-  const IFactTemplate a = engine.FindFactTemplate("a");
-  EXPECT_THROW(a->SetTemplateName("b"), EKBException);
-  EXPECT_EQ(a->GetTemplateName(), "a");
-  a->SetTemplateName("c");
-  EXPECT_EQ(engine.FindFactTemplate("c"), a.Get());
-  EXPECT_EQ(engine.FindFactTemplate("a"), nullptr);
 }
 
 TEST(Constructs, RemovingATemplateTakesFactsAndRulesWithIt) {

@@ -20,19 +20,11 @@ TEST(FactBase, AnEqualFactIsRefusedWithoutATrace) {
   engine.SetFactDuplication(true);
   EXPECT_EQ(engine.Assert("(a 1 b)"), 2);
   engine.SetFactDuplication(false);
-  EXPECT_EQ(engine.Assert("(a 1 b)"), -1);
-  engine.Retract(2);
-  EXPECT_EQ(engine.Assert("(a 1 b)"), -1);
-  engine.Retract(1);
+  for (const int id : {2, 1}) {
+    EXPECT_EQ(engine.Assert("(a 1 b)"), -1);
+    engine.Retract(id);
+  }
   EXPECT_EQ(engine.Assert("(a 1 b)"), 3);
-}
-
-TEST(FactBase, FactsThatOnlyReadAlikeWhenJoinedAreDifferent) {
-  TEngine engine("(deftemplate p (slot x) (slot y))");
-  EXPECT_GE(engine.Assert("(p (x 1) (y 12))"), 0);
-  EXPECT_GE(engine.Assert("(p (x 11) (y 2))"), 0);
-  EXPECT_EQ(engine.Assert("(p (x 11) (y 2))"), -1);
-  EXPECT_GE(engine.Assert("(p (x \"11\") (y 2))"), 0);
 }
 
 TEST(FactBase, RetractingWhatIsNotThereIsNoError) {
@@ -40,26 +32,17 @@ TEST(FactBase, RetractingWhatIsNotThereIsNoError) {
   engine.Retract(99);
   engine.Retract("(nothing)");
   EXPECT_EQ(engine.GetFacts().GetCount(), 1);
-  EXPECT_THROW(engine.RetractFact(7), EListError);
-  EXPECT_THROW(engine.RetractFact(-1), EListError);
 }
 
-TEST(FactBase, MissingAndForeignFactsAreRefusedAndNothingChanges) {
+TEST(FactBase, ForeignFactsAreRefusedAndNothingChanges) {
   TInferenceEngine engine;
   TInferenceEngine other;
-  const IFact bare = MakeRef<TFact>(IFactTemplate());
-  const IFact foreign = other.ParseFact("(a 1)");
-  for (const IFact& fact : {IFact(), bare, foreign}) {
+  for (const IFact& fact : {MakeRef<TFact>(IFactTemplate()), other.ParseFact("(a 1)")}) {
     EXPECT_THROW(engine.Assert(fact), EKBException);
     EXPECT_THROW(engine.AddPendingFact(fact, true), EKBException);
     EXPECT_THROW(engine.EndFactModify(fact), EKBException);
     EXPECT_THROW(engine.GetFacts().Add(fact), EKBException);
     EXPECT_FALSE(engine.IsModifyingFact());
-  }
-  for (const IFact& fact : {IFact(), bare}) {
-    EXPECT_THROW(engine.GetFacts().Put(0, fact), EKBException);
-    EXPECT_THROW(engine.GetFacts().Insert(0, fact), EKBException);
-    EXPECT_THROW(engine.GetGlobalContext().Resolve(fact), EKBException);
   }
   EXPECT_EQ(engine.GetFacts().Remove(IFact()), -1);
   EXPECT_EQ(engine.GetFacts().ToString(), "(Initial-Fact)");
@@ -80,16 +63,6 @@ TEST(FactBase, AnObjectStandsInTheListOnce) {
   EXPECT_EQ(engine.GetAgendaCount(), 0);
 }
 
-TEST(FactBase, TheModifyFlagStandsThroughTheEventsOfTheModification) {
-  TEngine engine("(deftemplate p (slot a)) (assert (p (a 1)))");
-  std::string flags;
-  engine.OnRetraction = [&](TInferenceEngine& e, const IFact&) { flags += e.IsModifyingFact() ? 'r' : '-'; };
-  engine.OnAssertion = [&](TInferenceEngine& e, const IFact&) { flags += e.IsModifyingFact() ? 'a' : '-'; };
-  engine.Do("(modify 1 (a 2))");
-  EXPECT_EQ(flags, "ra");
-  EXPECT_FALSE(engine.IsModifyingFact());
-}
-
 TEST(FactBase, AHandlerMayRetractTheFactThatIsBeingRetracted) {
   TEngine engine("(defrule r (not (a)) =>)");
   engine.Assert("(a)");
@@ -105,8 +78,7 @@ TEST(FactBase, AHandlerMayRetractTheFactThatIsBeingRetracted) {
 }
 
 TEST(FactBase, AReplacedEntryLeavesNoTraceInTheIndexOfDuplicates) {
-  TInferenceEngine engine;
-  engine.Assert("(a 1)");
+  TEngine engine("(assert (a 1))");
   engine.GetFacts().Put(1, engine.ParseFact("(a 2)"));
   EXPECT_GE(engine.Assert("(a 1)"), 0);
 }
@@ -130,29 +102,34 @@ TEST(FactBase, LocalFactsGoFromTheLastToTheFirst) {
 
 TEST(FactBase, EventsComeInTheirOrderAndHandlersMayAssert) {
   TEngine engine("(defrule r (a ?) =>)");
-  std::vector<std::string> events;
-  engine.OnAddActivation = [&](TInferenceEngine&, int, TActivation&) { events.emplace_back("activation"); };
+  std::string events;
+  engine.OnAddActivation = [&](TInferenceEngine&, int, TActivation&) { events += "activation "; };
   engine.OnAssertion = [&](TInferenceEngine& e, const IFact& fact) {
-    events.push_back("asserted " + fact->ToString());
+    events += "asserted " + fact->ToString();
     if (fact->ToString() != "(a 1 )") return;
     EXPECT_GT(e.Assert("(b 1)"), fact->GetID());
   };
   engine.Assert("(a 1)");
-  EXPECT_EQ(events, (std::vector<std::string>{"activation", "asserted (a 1 )", "asserted (b 1 )"}));
+  EXPECT_EQ(events, "activation asserted (a 1 )asserted (b 1 )");
 }
 
-TEST(FactBase, ClearingTheListWithdrawsActivationsWithoutRetractions) {
+TEST(FactBase, ChangesOfTheListFromOutsideAreRequestsButAClearTellsNoRetraction) {
   TEngine engine("(defrule r (a ?) =>)");
-  engine.Assert("(a 1)");
-  int cleared = 0;
-  int retracted = 0;
-  engine.OnClearFacts = [&](TInferenceEngine&) { ++cleared; };
-  engine.OnRetraction = [&](TInferenceEngine&, const IFact&) { ++retracted; };
+  std::string events;
+  engine.OnRetraction = [&](TInferenceEngine& e, const IFact&) { events += e.IsModifyingFact() ? "r+" : "r"; };
+  engine.OnAssertion = [&](TInferenceEngine& e, const IFact&) { events += e.IsModifyingFact() ? "a+" : "a"; };
+  engine.OnClearFacts = [&](TInferenceEngine&) { events += "c"; };
+  engine.GetFacts().Add(engine.ParseFact("(a 1)"));
+  engine.GetFacts().Delete(0);
+  EXPECT_EQ(engine.GetFacts().Remove(engine.GetFacts().Get(0)), 0);
+  EXPECT_EQ(events, "arr");
+  engine.Do("(deftemplate p (slot n)) (assert (p (n 1)) (a 2)) (modify 2 (n 2))");
+  EXPECT_EQ(events, "arraar+a+") << "the flag stands through the events of a modification";
+  EXPECT_FALSE(engine.IsModifyingFact());
   engine.GetFacts().Clear();
-  EXPECT_EQ(cleared, 1);
-  EXPECT_EQ(retracted, 0);
+  EXPECT_EQ(events, "arraar+a+c");
   EXPECT_EQ(engine.GetAgendaCount(), 0);
-  EXPECT_EQ(engine.GetFactIdCounter(), 2);
+  EXPECT_EQ(engine.GetFactIdCounter(), 5);
 }
 
 TEST(FactBase, PreserveIDsKeepsTheIdAndLaterFactsGetHigherOnes) {
@@ -198,28 +175,15 @@ TEST(FactBase, APreservedIdDoesNotLeadToIdsInUse) {
   EXPECT_EQ(engine.GetFacts().FindFact(1000), -1);
 }
 
-TEST(FactBase, ChangesOfTheListFromOutsideAreRequests) {
-  TInferenceEngine engine;
-  int retracted = 0;
-  engine.OnRetraction = [&](TInferenceEngine&, const IFact&) { ++retracted; };
-  engine.GetFacts().Add(engine.ParseFact("(a 1)"));
-  engine.GetFacts().Delete(0);
-  EXPECT_EQ(retracted, 1);
-  EXPECT_EQ(engine.GetFacts().GetCount(), 1);
-  EXPECT_EQ(engine.GetFacts().Remove(engine.GetFacts().Get(0)), 0);
-  EXPECT_EQ(retracted, 2);
-}
-
 TEST(FactBase, PendingFactsRunBetweenTheNetworkPassAndTheEvent) {
   TInferenceEngine engine;
-  std::vector<std::string> events;
-  engine.OnAssertion = [&](TInferenceEngine&, const IFact& fact) { events.push_back(fact->GetToIDString()); };
-  const IFact old = engine.GetFacts().Get(0);
+  std::string events;
+  engine.OnAssertion = [&](TInferenceEngine&, const IFact& fact) { events += fact->GetToIDString() + ";"; };
   engine.AddPendingFact(engine.ParseFact("(later)"), true);
-  engine.AddPendingFact(old, false);
+  engine.AddPendingFact(engine.GetFacts().Get(0), false);
   EXPECT_EQ(engine.GetFactPending(0)->ToString(), "(later)");
   engine.Assert("(now)");
-  EXPECT_EQ(events, (std::vector<std::string>{"f-2 (later)", "f-1 (now)"}));
+  EXPECT_EQ(events, "f-2 (later);f-1 (now);");
   EXPECT_EQ(engine.GetFacts().GetFactByID(0), nullptr);
 }
 

@@ -5,67 +5,26 @@ namespace {
 
 using kbtest::TEngine;
 
-TEST(Engine, ANewEngineHoldsTheMainModuleAndTheInitialFact) {
-  const TInferenceEngine engine;
-  EXPECT_EQ(engine.GetModules().GetCount(), 1);
-  EXPECT_EQ(engine.GetCurrentModule()->GetName(), "MAIN");
-  EXPECT_EQ(engine.GetFocusStack().GetCount(), 1);
-  ASSERT_EQ(engine.GetFacts().GetCount(), 1);
-  EXPECT_EQ(engine.GetFacts().Get(0)->GetToIDString(), "f-0 (Initial-Fact)");
-  EXPECT_EQ(engine.GetFactIdCounter(), 1);
-  EXPECT_TRUE(engine.ContainsUserFunction("printout"));
-}
-
 TEST(Engine, ClearKeepsBuiltInsAndGlobalsAndResetBringsTheInitialFactBack) {
-  TEngine engine(
+  kbtest::TProgram program(
       "(defglobal ?*g* = 3) (deffunction f () 1) (deftemplate t (slot a)) (defrule r (t) =>) (assert (t (a 1)))"
       "(deffacts s (x 1) (x 2))");
-  engine.Clear();
-  EXPECT_EQ(engine.GetFacts().GetCount(), 0);
-  EXPECT_EQ(engine.GetRules().GetCount(), 0);
-  EXPECT_EQ(engine.GetFactSets().GetCount(), 0);
-  EXPECT_EQ(engine.GetAgendaCount(), 0);
-  EXPECT_EQ(engine.FindFactTemplate("t"), nullptr);
-  EXPECT_FALSE(engine.ContainsUserFunction("f"));
-  EXPECT_TRUE(engine.ContainsUserFunction("+"));
-  EXPECT_TRUE(engine.GetGlobalVariables().ContainsKey("*g*"));
-  EXPECT_EQ(engine.Assert("(t 1)"), 0);
-  engine.Do("(deffacts s (x 1) (x 2))");
-  engine.Reset();
-  ASSERT_EQ(engine.GetFacts().GetCount(), 3);
-  EXPECT_EQ(engine.GetFacts().Get(2)->ToString(), "(Initial-Fact)");
+  program.Expect(R"(
+    (clear) (facts) (list-defrules) (list-deffacts) (agenda)
+      --> TRUE\nFor a total of 0 facts.\nfor a total of 0 rules.\nfor a total of 0 deffacts.\nfor a total of 0 activations.
+    (is-deftemplate t) (is-deffunction f) (is-deffunction +) ?*g* --> FALSE\nFALSE\nTRUE\n3
+    (assert (t 1)) (deffacts s (x 1) (x 2)) (reset) (facts)
+      --> <Fact-0>\nTRUE\nf-0 (x 1 )\nf-1 (x 2 )\nf-2 (Initial-Fact)\nFor a total of 3 facts.
+  )");
 }
 
 TEST(Engine, ResetEvaluatesFactSetsAndGlobalsAfresh) {
-  TEngine engine("(defglobal ?*n* = 1) (deffacts s (x (+ ?*n* 1)))");
-  engine.Do("(bind ?*n* 10)");
-  engine.Reset();
-  EXPECT_EQ(engine.GetFacts().Get(0)->ToString(), "(x 11 )");
-  EXPECT_EQ(engine.GetGlobalContext().GetVariable("*n*")->GetAsInteger(), 1);
-  engine.SetResetGlobals(false);
-  engine.Do("(bind ?*n* 10)");
-  engine.Reset();
-  EXPECT_EQ(engine.GetGlobalContext().GetVariable("*n*")->GetAsInteger(), 10);
-}
-
-TEST(Engine, SymbolsNeverGoBack) {
-  TInferenceEngine engine;
-  EXPECT_EQ(engine.GenerateSymbol("gen"), "gen0");
-  EXPECT_EQ(engine.GenerateSymbol("gen"), "gen1");
-  engine.SetSymbolIndex(0);
-  EXPECT_EQ(engine.GenerateSymbol("gen"), "gen3");
-}
-
-TEST(Engine, SettingsAreClampedAndPackagesComeAndGo) {
-  TInferenceEngine engine;
-  engine.SetMinActivationStrength(1.5F);
-  EXPECT_EQ(engine.GetMinActivationStrength(), 1.0F);
-  EXPECT_EQ(engine.GetRete().GetMinActivationStrength(), 1.0F);
-  engine.SetPackages(pStandard);
-  EXPECT_FALSE(engine.ContainsUserFunction("+"));
-  EXPECT_TRUE(engine.ContainsUserFunction("if"));
-  engine.SetPackages({pStandard, pMath});
-  EXPECT_TRUE(engine.ContainsUserFunction("+"));
+  kbtest::TProgram program("(defglobal ?*n* = 1) (deffacts s (x (+ ?*n* 1)))");
+  program.Eval("(bind ?*n* 10) (reset)");
+  program.Expect(R"((facts 0 0) ?*n* --> f-0 (x 11 )\nFor a total of 1 facts.\n1)");
+  program.engine.SetResetGlobals(false);
+  program.Eval("(bind ?*n* 10) (reset)");
+  program.Expect("?*n* --> 10");
 }
 
 TEST(Engine, AWrapperThatRaisesLeavesTheParserOnItsStream) {

@@ -98,7 +98,6 @@ TEST_F(Modules, ListsDriveTheirModes) {
   const auto record = MakeRef<TModuleImportExport>(nullptr, "M");
   record->SetFactTemplates({"a"});
   EXPECT_EQ(record->GetFactTemplatesShared(), kb::mieCustom);
-  EXPECT_EQ(record->GetDefinedTypesShared(), kb::mieNone);
   record->SetFactTemplates({});
   EXPECT_EQ(record->GetFactTemplatesShared(), kb::mieNone);
   record->SetDefinedTypes({"t"});

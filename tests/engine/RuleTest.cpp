@@ -124,6 +124,9 @@ TEST(Rule, ANameIsChangedInTheRegistryAlsoDuringAnUpdate) {
   rule.EndUpdate();
   EXPECT_EQ(engine.GetRules().FindRule("t"), &rule);
   EXPECT_FALSE(engine.GetRules().ContainsKey("r"));
+  engine.RenameRule("t", "u");
+  engine.Assert("(a)");
+  EXPECT_EQ(Agenda(engine), "0 u : f-1 (1.0000); 0 s : f-1 (1.0000); ");
 }
 
 TEST(Rule, ACopyThatFailsLeavesTheTargetAsItWas) {

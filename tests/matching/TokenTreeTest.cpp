@@ -14,12 +14,17 @@ IReteToken MakeToken(TInferenceEngine& engine, int id, int value) {
   return MakeRef<TKBToken>(taAdd, fact);
 }
 
-std::vector<int> Ids(const TKBTokenTree& tree, int32_t key) {
-  std::vector<int> ids;
-  tree.ScanKey({key}, [&](const IReteToken& token) {
+/// What a scan calls to gather the ids of the facts that it meets.
+auto IntoIds(std::vector<int>& ids) {
+  return [&ids](const IReteToken& token) {
     ids.push_back(token->GetFact()->GetID());
     return true;
-  });
+  };
+}
+
+std::vector<int> Ids(const TKBTokenTree& tree, int32_t key) {
+  std::vector<int> ids;
+  tree.ScanKey({key}, IntoIds(ids));
   return ids;
 }
 
@@ -40,10 +45,7 @@ TEST(TokenTree, ScansInOrderOfBucketsAndArrival) {
   TKBTokenTree tree(10, 0, NoSubIndex, "", false);
   for (const int id : {13, 2, 3, 12, -7}) tree.Add(MakeToken(engine, id, 0));
   std::vector<int> ids;
-  tree.ScanAll([&](const IReteToken& token) {
-    ids.push_back(token->GetFact()->GetID());
-    return true;
-  });
+  tree.ScanAll(IntoIds(ids));
   EXPECT_EQ(ids, (std::vector<int>{2, 12, 13, 3, -7}));
 }
 
@@ -69,10 +71,7 @@ class RefinedKey : public ::testing::Test {
   }
   std::vector<int> IdsFor(const IReteToken& probe) {
     std::vector<int> ids;
-    tree.ScanKey(tree.KeyFor(*probe), [&](const IReteToken& token) {
-      ids.push_back(token->GetFact()->GetID());
-      return true;
-    });
+    tree.ScanKey(tree.KeyFor(*probe), IntoIds(ids));
     return ids;
   }
   TEngine engine;

@@ -45,13 +45,12 @@ TEST(Fact, ValuesAppearWhenTheyAreReadOrWritten) {
 
 TEST(Fact, WithoutTemplateOnlyErrors) {
   const IFact fact = MakeRef<TFact>(IFactTemplate());
-  EXPECT_EQ(MessageOf([&] { (void)fact->GetValue("x"); }), "Fact Template is missing");
-  EXPECT_EQ(MessageOf([&] { fact->SetValue("x", FCTrue); }), "Fact Template is missing");
-  EXPECT_EQ(MessageOf([&] { (void)fact->ContainsKey("x"); }), "Fact Template is missing");
-  EXPECT_EQ(MessageOf([&] { fact->AssignValues(*fact); }), "Fact Template is missing");
+  const std::function<void()> works[] = {[&] { (void)fact->GetValue("x"); }, [&] { fact->SetValue("x", FCTrue); },
+                                         [&] { (void)fact->ContainsKey("x"); }, [&] { fact->AssignValues(*fact); },
+                                         [&] { Point()->FillFactWithDefaults(*fact); }};
+  for (const auto& work : works) EXPECT_EQ(MessageOf(work), "Fact Template is missing") << &work - works;
   EXPECT_EQ(fact->FindValue(TSlotRef(TKBText("x"))), nullptr);
   EXPECT_TRUE(fact->Equals(fact->Clone().Get()));
-  EXPECT_EQ(MessageOf([&] { Point()->FillFactWithDefaults(*fact); }), "Fact Template is missing");
 }
 
 TEST(Fact, SlotsAddedLaterAreReadByOlderFacts) {

@@ -23,33 +23,27 @@ TEST(KBDefinedType, Validity) {
   type->SetConstraints({vcAtom, vcFloat});
   type->AddConstraint(*MakeAtom("red"));
   type->AddConstraint(*MakeFloat(2.5));
-  const struct {
-    IKBValue value;
-    const char* reason;  // empty: valid
-  } cases[] = {
-      {MakeAtom("red"), ""},
-      {MakeAtom("RED"), ""},
+  for (const IKBValue& value :
+       {MakeAtom("red"), MakeAtom("RED"), MakeInteger(1), MakeInteger(10), MakeFloat(2.50005),
+        MakeRef<TKBValue>(TKBText("v"), dtMultiVariable), MakeRef<TKBValue>(IFunCall()), MakeRef<TKBValue>(),
+        List({MakeInteger(2), MakeRef<TKBValue>(TKBText("v"), dtVariable), MakeAtom("red")})}) {
+    EXPECT_EQ(type->GetInvalidValueString(*value), "");
+    EXPECT_TRUE(type->IsValid(*value)) << value->ToString();
+  }
+  const std::string range = "is not valid, Range must be between 1.0000 and 10.0000";
+  const std::string count = "is not valid, Multislot must have between 1 and 3 elements";
+  const std::pair<IKBValue, std::string> cases[] = {
       {MakeAtom("blue"), "Value \"blue\" is not valid, Not in allowed values"},
-      {MakeInteger(1), ""},
-      {MakeInteger(10), ""},
-      {MakeInteger(11), "Value \"11\" is not valid, Range must be between 1.0000 and 10.0000"},
-      {MakeFloat(2.50005), ""},
+      {MakeInteger(11), "Value \"11\" " + range},
       {MakeFloat(2.6), "Value \"2.6000\" is not valid, Not in allowed values"},
       {MakeString("5"),
        "Value \"\"5\"\" is not valid, Not a ATOM, INTEGER, FLOAT type.  Value (\"5\") is a dtString type"},
-      {MakeRef<TKBValue>(TKBText("v"), dtMultiVariable), ""},
-      {MakeRef<TKBValue>(IFunCall()), ""},
-      {MakeRef<TKBValue>(), ""},
-      {List({}), "Value \"\" is not valid, Multislot must have between 1 and 3 elements"},
-      {List({MakeInteger(2), MakeRef<TKBValue>(TKBText("v"), dtVariable), MakeAtom("red")}), ""},
-      {List({MakeInteger(2), MakeInteger(0)}),
-       "Value \"2 0 \" is not valid, Value \"0\" is not valid, Range must be between 1.0000 and 10.0000"},
-      {List({FCTrue, FCTrue, FCTrue, FCTrue}),
-       "Value \"TRUE TRUE TRUE TRUE \" is not valid, Multislot must have between 1 and 3 elements"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(type->GetInvalidValueString(*c.value), c.reason);
-    EXPECT_EQ(type->IsValid(*c.value), *c.reason == 0) << c.value->ToString();
+      {List({}), "Value \"\" " + count},
+      {List({MakeInteger(2), MakeInteger(0)}), "Value \"2 0 \" is not valid, Value \"0\" " + range},
+      {List({FCTrue, FCTrue, FCTrue, FCTrue}), "Value \"TRUE TRUE TRUE TRUE \" " + count}};
+  for (const auto& [value, reason] : cases) {
+    EXPECT_EQ(type->GetInvalidValueString(*value), reason);
+    EXPECT_FALSE(type->IsValid(*value)) << value->ToString();
   }
   type->ClearConstraints();
   EXPECT_FALSE(type->IsValid(*MakeFloat(std::numeric_limits<double>::quiet_NaN())));
@@ -60,15 +54,12 @@ TEST(KBDefinedType, Validity) {
 
 TEST(KBDefinedType, FuzzyTypesTakeWhatCanBecomeASet) {
   const IKBDefinedType type = Type();
-  EXPECT_EQ(MessageOf([&] {
-              type->SetBaseTypes({dtFuzzy, dtAtom});
-            }),
-            "Cannot mix fuzzy type with other primitive types");
+  const TKBTypes mixed{dtFuzzy, dtAtom};
+  EXPECT_EQ(MessageOf([&] { type->SetBaseTypes(mixed); }), "Cannot mix fuzzy type with other primitive types");
   EXPECT_EQ(type->GetBaseTypes(), KBSlotTypes);
   type->SetBaseTypes(dtFuzzy);
   EXPECT_TRUE(type->IsValid(*MakeAtom("hot")));
-  EXPECT_FALSE(type->IsValid(*MakeFactId(1)));
-  EXPECT_FALSE(type->IsValid(*MakeRef<TKBValue>(Ref<IFuzzySet>())));
+  EXPECT_FALSE(type->IsValid(*MakeFactId(1)) || type->IsValid(*MakeRef<TKBValue>(Ref<IFuzzySet>())));
   EXPECT_EQ(type->GetInvalidValueString(*MakeAtom("hot")), "Value \"hot\" is not valid, invalid fuzzy value");
 }
 

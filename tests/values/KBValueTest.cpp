@@ -233,29 +233,19 @@ IKBValue RandomValue(std::mt19937& random, int depth) {
   const auto pick = [&](int bound) { return static_cast<int>(random() % static_cast<unsigned>(bound)); };
   std::string text;
   for (int i = pick(6); i > 0; --i) text += "ab \"\\\xC3\xA4?"[pick(8)];
-  switch (pick(depth > 0 ? 9 : 8)) {
-    case 0:
-      return MakeAtom(text);
-    case 1:
-      return MakeString(text);
-    case 2:
-      return MakeInteger(static_cast<int32_t>(random()));
-    case 3:
-      return MakeFloat((static_cast<double>(random()) - 2e9) / (pick(2) ? 1e9 : 1e-200));
-    case 4:
-      return MakeFloat(pick(2) ? -0.0 : -0.00001);
-    case 5:
-      return MakeFactId(pick(100));
-    case 6:
-      return Text(text.c_str(), dtVariable);
-    case 7:
-      return Text(text.c_str(), dtMultiVariable);
-    default: {
-      std::vector<IKBValue> items;
-      for (int i = pick(5); i > 0; --i) items.push_back(RandomValue(random, depth - 1));
-      return List(std::move(items));
-    }
-  }
+  std::vector<IKBValue> items;
+  for (int i = depth > 0 ? pick(5) : 0; i > 0; --i) items.push_back(RandomValue(random, depth - 1));
+  const double number = (static_cast<double>(random()) - 2e9) / (pick(2) ? 1e9 : 1e-200);
+  const IKBValue values[] = {MakeAtom(text),
+                             MakeString(text),
+                             MakeInteger(static_cast<int32_t>(random())),
+                             MakeFloat(number),
+                             MakeFloat(pick(2) ? -0.0 : -0.00001),
+                             MakeFactId(pick(100)),
+                             Text(text.c_str(), dtVariable),
+                             Text(text.c_str(), dtMultiVariable),
+                             List(items)};
+  return values[pick(static_cast<int>(std::size(values)))];
 }
 
 TEST(KBValue, PrintedHashIsTheHashOfTheText) {
