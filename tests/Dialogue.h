@@ -43,4 +43,15 @@ void ExpectAnswers(const Answer& answer, std::string_view table) {
   });
 }
 
+/// The message of the exception that `work` raises, or nothing.
+template <class Work>
+std::string MessageOf(Work&& work) {
+  try {
+    work();
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+  return {};
+}
+
 }  // namespace kbtest

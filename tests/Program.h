@@ -69,15 +69,4 @@ inline void ExpectEach(std::string_view table) {
   ExpectAnswers([](const std::string& text) { return TProgram().Eval(text); }, table);
 }
 
-/// The message of the exception that `work` raises, or nothing.
-template <class Work>
-std::string MessageOf(Work&& work) {
-  try {
-    work();
-  } catch (const std::exception& error) {
-    return error.what();
-  }
-  return {};
-}
-
 }  // namespace kbtest

@@ -7,33 +7,16 @@ namespace {
 
 using kb::IFact, kb::IFactTemplate, kb::IModule, kb::IModuleImport, kb::MakeRef, kb::TInferenceEngine, kb::TModule,
     kb::TModuleImportExport;
-using kbtest::TEngine, kbtest::TEngineWalk;
+using kbtest::MessageOf, kbtest::TEngineWalk;
 using TNames = std::vector<std::string>;
 
-class Modules : public testing::Test {
+class Modules : public testing::Test, protected kbtest::TProgram {
  protected:
-  Modules() {
-    engine.OnPrintOut = [this](TInferenceEngine&, std::string_view, std::string_view text) { printed += text; };
-  }
   ~Modules() override { EXPECT_EQ(TEngineWalk(engine).Findings(), ""); }
 
   /// Parses and executes a text; gives the message of the exception, or nothing.
   std::string Do(std::string_view text) {
-    try {
-      engine.Do(text);
-    } catch (const std::exception& error) {
-      return error.what();
-    }
-    return {};
-  }
-  template <class Work>
-  std::string MessageOf(Work&& work) {
-    try {
-      work();
-    } catch (const std::exception& error) {
-      return error.what();
-    }
-    return {};
+    return MessageOf([&] { engine.Do(text); });
   }
   IModule Module(std::string_view name) { return engine.FindModule(name); }
   /// The names of a module's table, but of what the engine makes for every module.
@@ -49,9 +32,6 @@ class Modules : public testing::Test {
   TNames TemplatesOf(std::string_view module) { return NamesOf(*Module(module)->GetFactTemplates()); }
   TNames TypesOf(std::string_view module) { return NamesOf(*Module(module)->GetDefinedTypes()); }
   std::string FactsOf(std::string_view module) { return Module(module)->GetFacts()->GetToIDString(); }
-
-  TEngine engine;
-  std::string printed;
 };
 
 TEST_F(Modules, AnImportIsWhatIsAskedForAndOffered) {
@@ -136,9 +116,9 @@ TEST_F(Modules, OneInitialFactReachesThemAll) {
   EXPECT_EQ(Module("A")->GetAgenda()->GetCount(), 1) << "the fact was there before the rule";
   engine.Reset();
   EXPECT_EQ(engine.GetFacts(false)->GetCount(), 1);
-  printed.clear();
+  output.clear();
   Do("(focus A B) (run)");
-  EXPECT_EQ(printed, "TRUE\r\nnone\r\ntested\r\nalways\r\n3\r\n");
+  EXPECT_EQ(output, "TRUE\r\nnone\r\ntested\r\nalways\r\n3\r\n");
   // It survives what happens to the module that it came from.
   engine.Clear(Module("MAIN"));
   EXPECT_EQ(Module("A")->GetRules()->GetCount(), 1);
@@ -161,9 +141,9 @@ TEST_F(Modules, TheActionsFocusDoesNotMoveTheRulesFacts) {
   engine.Reset();
   engine.SetCurrentModule(Module("MAIN"));
   engine.PushFocus("A");
-  printed.clear();
+  output.clear();
   EXPECT_EQ(engine.Run(), 3);
-  EXPECT_EQ(printed, "work1\r\nafter\r\n");
+  EXPECT_EQ(output, "work1\r\nafter\r\n");
   EXPECT_EQ(FactsOf("B"), "f-2 (Initial-Fact)\r\nf-4 (job (n 1))");
   EXPECT_EQ(FactsOf("A"), "f-2 (Initial-Fact)\r\nf-3 (log (n 1))\r\nf-4 (job (n 1))\r\nf-5 (finished)");
 }
@@ -175,9 +155,9 @@ TEST_F(Modules, AutoFocusTurnsToTheModuleThatASharedFactWakes) {
      "(deffacts M::ticks (tick 1) (tick 2))");
   engine.Reset();
   engine.PushFocus("M");
-  printed.clear();
+  output.clear();
   engine.Run();
-  EXPECT_EQ(printed, "tick2\r\nwatch2\r\ntick1\r\nwatch1\r\n");
+  EXPECT_EQ(output, "tick2\r\nwatch2\r\ntick1\r\nwatch1\r\n");
   EXPECT_EQ(engine.GetCurrentModule()->GetName(), "MAIN");
 }
 
@@ -283,9 +263,9 @@ TEST_F(Modules, AModuleMayGoWhileItWorks) {
   });
   Do("(defmodule A (export ?ALL)) (deftemplate A::a (slot x)) (defmodule B (import A ?ALL))"
      "(defrule B::last (a (x ?x)) => (drop B) (printout t gone crlf)) (assert (a (x 1))) (focus B)");
-  printed.clear();
+  output.clear();
   engine.Run();
-  EXPECT_EQ(printed, "gone\r\n");
+  EXPECT_EQ(output, "gone\r\n");
   EXPECT_FALSE(Module("B"));
   Do("(defmodule C (import A ?ALL)) (defmodule D (import A ?ALL)) (defrule D::r (a (x ?x)) => )");
   EXPECT_EQ(Do("(defrule C::mid (a (x ?x&:(drop C))) => )"), "No such module with name=C exists");

@@ -259,20 +259,6 @@ TEST_F(ParseError, AWrapperGivesTheStreamBack) {
   EXPECT_EQ(MessageOf([&] { static_cast<void>(engine.GetParser().ParseFact()); }), "Unexpected end of stream");
 }
 
-TEST_F(ParseError, DeepNestingEndsInAnException) {
-  const int depth = 100000;
-  const struct {
-    std::string head;
-    std::string open;
-  } cases[] = {
-      {"", "(f "}, {"(assert ", "(a =(f "}, {"(defrule r ", "(not "}, {"(deffunction f () ", "(g "}, {"", "(f (("}};
-  for (const auto& test : cases) {
-    std::string text = test.head;
-    for (int i = 0; i < depth; ++i) text += test.open;
-    EXPECT_THROW(engine.Parse(text, false), kb::EException) << test.head << test.open;
-  }
-}
-
 // Words of the language in random order, and a correct program with random words left out, doubled or moved:
 // what comes of it is a construct or an exception, and the engine goes on working.
 TEST_F(ParseError, AnyTextEndsInAConstructOrAnException) {

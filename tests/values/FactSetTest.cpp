@@ -79,14 +79,27 @@ TEST(FactSet, JoinsAndLeavesEngines) {
   EXPECT_EQ(other.GetFactSets().IndexOf(&lost), -1);
 }
 
-TEST(FactSet, ASecondSetOfTheNameDetachesTheFirst) {
-  TInferenceEngine engine;
-  TFactSet first(nullptr, "s", "");
-  TFactSet second(nullptr, "s", "MAIN");
-  first.SetEngine(&engine);
+TEST(FactSet, ASecondSetOfTheNameTakesThePlaceOfTheFirst) {
+  TEngine engine("(deffacts d (a 1))");
+  TFactSet* clone = engine.GetFactSets().Get(0).Clone(&engine);
+  EXPECT_EQ(engine.GetFactSets().IndexOf(clone), 0);
+  EXPECT_EQ(clone->GetFact(0)->ToString(), "(a 1 )");
+  TFactSet second(nullptr, "d", "MAIN");
   second.SetEngine(&engine);
-  EXPECT_EQ(first.GetEngine(), nullptr);
+  EXPECT_EQ(clone->GetEngine(), nullptr);
   EXPECT_EQ(engine.GetFactSets().GetCount(), 1);
+}
+
+TEST(FactSet, ClonesBelongToTheirOwner) {
+  TInferenceEngine target;
+  TEngine engine("(deffacts s \"why\" (a 1) (b (c d)))");
+  TFactSet& set = engine.GetFactSets().Get(0);
+  TFactSet* clone = set.Clone(&target);
+  EXPECT_EQ(clone->GetOwner(), &target);
+  EXPECT_EQ(clone->GetComment(), "why");
+  EXPECT_EQ(clone->GetFactText(0), set.GetFact(0)->ToString());
+  EXPECT_EQ(clone->GetFact(1)->GetTemplate()->GetEngine(), &target);
+  EXPECT_EQ(target.GetFactSets().IndexOf(clone), 0);
 }
 
 TEST(FactSet, LeavesTheFocusWhereItWas) {
@@ -107,21 +120,6 @@ TEST(FactSet, LeavesTheFocusWhereItWas) {
   set.SetModule("");
   EXPECT_EQ(engine.GetFactSets().IndexOf(&set), 0);
   EXPECT_EQ(set.GetFact(0)->GetTemplate()->GetModule(), main.Get());
-}
-
-TEST(FactSet, ClonesBelongToTheirOwner) {
-  TInferenceEngine engine;
-  TInferenceEngine target;
-  TFactSet set(nullptr, "s", "");
-  set.SetEngine(&engine);
-  set.SetComment("why");
-  set.SetFacts({"(a 1)", "(b (c d))"});
-  TFactSet* clone = set.Clone(&target);
-  EXPECT_EQ(clone->GetOwner(), &target);
-  EXPECT_EQ(clone->GetComment(), "why");
-  EXPECT_EQ(clone->GetFactText(0), set.GetFact(0)->ToString());
-  EXPECT_EQ(clone->GetFact(1)->GetTemplate()->GetEngine(), &target);
-  EXPECT_EQ(target.GetFactSets().IndexOf(clone), 0);
 }
 
 TEST(FactSet, MovesIntoTheModuleOfItsSource) {
@@ -181,14 +179,6 @@ TEST(FactSet, AHostMayFillTheEntriesThemselves) {
   EXPECT_NE(set.PeekFact(1), nullptr);
   EXPECT_THROW(set.AddFact(nullptr), EKBException);
   EXPECT_THROW(set.SetFactSetName(""), EKBException);
-}
-
-TEST(FactSet, ACloneInTheSameEngineTakesThePlaceOfTheOriginal) {
-  TEngine engine("(deffacts d (a 1))");
-  TFactSet* clone = engine.GetFactSets().Get(0).Clone(&engine);
-  EXPECT_EQ(engine.GetFactSets().GetCount(), 1);
-  EXPECT_EQ(engine.GetFactSets().IndexOf(clone), 0);
-  EXPECT_EQ(clone->GetFact(0)->ToString(), "(a 1 )");
 }
 
 }  // namespace

@@ -1,7 +1,4 @@
-#include "kb/values/Fact.h"
-#include "kb/values/FactTemplate.h"
 #include "kb/values/KBDefinedType.h"
-#include "tests/Program.h"
 #include "tests/values/ValuesTest.h"
 
 namespace kb {

@@ -1,5 +1,3 @@
-#include "kb/values/Fact.h"
-#include "tests/Program.h"
 #include "tests/values/ValuesTest.h"
 
 namespace kb {

@@ -1,7 +1,5 @@
 #include "kb/matching/KBToken.h"
-#include "kb/values/Fact.h"
 #include "kb/values/KBContext.h"
-#include "tests/Program.h"
 #include "tests/values/ValuesTest.h"
 
 namespace kb {

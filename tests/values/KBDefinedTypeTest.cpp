@@ -1,7 +1,6 @@
 #include <limits>
 
 #include "kb/values/KBDefinedType.h"
-#include "tests/Program.h"
 #include "tests/values/ValuesTest.h"
 
 namespace kb {
