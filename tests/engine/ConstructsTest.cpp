@@ -61,15 +61,6 @@ TEST(Constructs, ARedefinedFunctionKeepsItsPlaceAndRulesAreListedWithoutCase) {
   EXPECT_LT(text.find("::B"), text.find("::c"));
 }
 
-TEST(Constructs, SlotsAndTemplatesNeedNames) {
-  TInferenceEngine engine;
-  const IFactTemplate a = engine.CreateFactTemplate("a");
-  EXPECT_THROW(a->AddSlot("", FCNil), EKBException);
-  EXPECT_THROW(a->AddSlot(TFactSlot()), EKBException);
-  EXPECT_THROW(a->SetTemplateName(""), EKBException);
-  EXPECT_EQ(a->ToString(), "(deftemplate MAIN::a \"(Implied)\")");
-}
-
 TEST(Constructs, ARedefinedTemplateKeepsWhatStillFits) {
   TEngine engine(
       "(deftemplate p (slot a) (slot b)) (defrule keep (p (a ?x)) =>) (defrule drop (p (b ?x)) =>)"
@@ -80,17 +71,6 @@ TEST(Constructs, ARedefinedTemplateKeepsWhatStillFits) {
   EXPECT_EQ(engine.GetFacts().ToString(), "(Initial-Fact)\r\n(p (a 1))");
   engine.Assert("(p (a 7))");
   EXPECT_EQ(engine.GetAgendaCount(), 2);
-}
-
-TEST(Constructs, RemovingATemplateTakesFactsAndRulesWithIt) {
-  TEngine engine("(deftemplate p (slot a)) (defrule r (p (a ?x)) =>) (defrule other (q) =>) (assert (p (a 1)))");
-  IFactTemplate removed;
-  engine.GetFactTemplates().Remove("p", removed);
-  ASSERT_TRUE(removed);
-  EXPECT_EQ(engine.GetFacts().GetCount(), 1);
-  EXPECT_FALSE(engine.GetRules().ContainsKey("r"));
-  EXPECT_TRUE(engine.GetRules().ContainsKey("other"));
-  EXPECT_EQ(engine.GetAgendaCount(), 0);
 }
 
 TEST(Constructs, ARuleBuiltByAHostBehavesLikeAParsedOne) {

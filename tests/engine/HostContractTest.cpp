@@ -187,21 +187,18 @@ TEST(HostContract, WithoutACurrentModuleTextsStillParse) {
 
 TEST(HostContract, TheParserStaysWhileItIsAtWork) {
   TEngine engine;
-  int refused = 0;
+  std::string refused;
   engine.RegisterFunction("swap", [&](TFunctionArguments& arguments) {
     TInferenceEngine& e = arguments.Engine();
-    try {
-      e.SetParserFactory([](TInferenceEngine& owner) { return std::make_unique<TKBClipsParser>(owner, nullptr); });
-    } catch (const EKBException& error) {
-      refused += error.Id() == TKBMessage::ParserBusy ? 1 : 0;
-    }
+    const auto make = [](TInferenceEngine& owner) { return std::make_unique<TKBClipsParser>(owner, nullptr); };
+    refused += kbtest::MessageOf([&] { e.SetParserFactory(make); }).empty() ? "taken " : "refused ";
     e.SetTokenizerFactory([](TInferenceEngine&, std::istream& stream, const TEncoding* encoding) {
       return std::make_unique<TKBClipsStream>(stream, encoding);
     });
     return FCTrue;
   });
   engine.Do("(swap) (assert (a)) (swap)");
-  EXPECT_EQ(refused, 2);
+  EXPECT_EQ(refused, "refused refused ");
   EXPECT_EQ(engine.GetFacts().GetCount(), 2);
   engine.SetParserFactory([](TInferenceEngine&) { return std::unique_ptr<TKBParser>(); });
   engine.SetTokenizerFactory(

@@ -165,17 +165,13 @@ TEST(StreamingOldForms, ListsOfConstructsAreRead) {
 
 TEST(StreamingFaults, SayWhereAndLeaveNothing) {
   RegisterEngineClasses();
-  const auto fault = [](const std::string& line) -> std::string {
-    try {
-      (void)Read("kb-components 1\nobject TInferenceEngine #1\n  " + line + "\nend\n");
-    } catch (const EException& error) {
-      return error.what();
-    }
-    return {};
+  const auto fault = [](const std::string& line) {
+    return kbtest::MessageOf([&] { (void)Read("kb-components 1\nobject TInferenceEngine #1\n  " + line + "\nend\n"); });
   };
-  EXPECT_EQ(fault("Strategy = 2"),
-            "Component stream, line 3: TInferenceEngine.Strategy: Expected a number from 0 to 1");
-  EXPECT_EQ(fault("Packages = true"), "Component stream, line 3: TInferenceEngine.Packages: Expected an integer");
+  kbtest::ExpectAnswers(fault, R"(
+    Strategy = 2 --> Component stream, line 3: TInferenceEngine.Strategy: Expected a number from 0 to 1
+    Packages = true --> Component stream, line 3: TInferenceEngine.Packages: Expected an integer
+  )");
   EXPECT_TRUE(fault("ModuleText = \"(defrule r (a\"").starts_with("Parsing Error, "));
 }
 

@@ -98,28 +98,24 @@ TEST(BusinessPackage, TheSolversInvertEachOther) {
   std::mt19937 random(7);
   std::uniform_real_distribution<double> part(0, 1);
   for (int round = 0; round < 500; ++round) {
+    const std::string what = "round " + std::to_string(round);
     const auto time = round % 2 == 0 ? ptEndOfPeriod : ptStartOfPeriod;
     const double rate = round % 10 == 0 ? 0 : 0.0001 + 0.12 * part(random);
     const auto periods = static_cast<int32_t>(1 + 120 * part(random));
     const double present = 100 + 10000 * part(random);
     const double payment = -(1 + 0.5 * present * part(random));
     const double future = FutureValue(rate, periods, payment, present, time);
-    const std::string what = "round " + std::to_string(round);
     // The equation is checked in the unit of what the sums have grown to.
     const double scale = std::pow(1 + rate, periods) * periods;
     ExpectNear(PresentValue(rate, periods, payment, future, time), present, 1e-12 * scale, what);
     ExpectNear(Payment(rate, periods, present, future, time), payment, 1e-12 * scale, what);
     ExpectNear(NumberOfPeriods(rate, payment, present, future, time), periods, 1e-9 * scale, what);
     double sum = 0;
-    for (int32_t period = 1; period <= periods; ++period) {
-      sum += PeriodPayment(rate, period, periods, present, 0, time);
-    }
+    for (int32_t period = 1; period <= periods; ++period) sum += PeriodPayment(rate, period, periods, present, 0, time);
     ExpectNear(sum, -present, 1e-9, what);
     // One rate only: what was lent comes back in payments.
-    const double loan = Payment(rate, periods, present, 0, time);
-    if (time == ptEndOfPeriod || periods > 1) {
-      ExpectNear(InterestRate(periods, loan, present, 0, time), rate, 1e-10, what);
-    }
+    if (time == ptStartOfPeriod && periods == 1) continue;
+    ExpectNear(InterestRate(periods, Payment(rate, periods, present, 0, time), present, 0, time), rate, 1e-10, what);
   }
 }
 

@@ -116,20 +116,6 @@ TEST_F(FactFunctions, DuplicationFlagIsTheOppositeOfTheProperty) {
   EXPECT_TRUE(program.engine.GetFacts().GetFactByID(0));
 }
 
-TEST(BackwardChaining, AsksForAMissingFact) {
-  TProgram program(
-      "(deftemplate item (slot name)) (deftemplate price (slot item) (slot value)) (do-backward-chaining price)"
-      "(defrule buy (item (name ?n)) (price (item ?n) (value ?p)) => (printout t ?n \" costs \" ?p crlf))"
-      "(defrule ask (need-price (item ?n)) => (printout t \"asked for \" ?n crlf)"
-      " (assert (price (item ?n) (value 3)))) (reset)");
-  program.Expect(R"(
-    (assert (item (name cup))) (run) --> <Fact-1>\nasked for cup\ncup costs 3\n2
-    (do-backward-chaining test) --> !Cannot backchain on special CEs: test
-    (do-backward-chaining not) --> !Cannot backchain on special CEs: not
-    (do-backward-chaining price unknown) (is-deftemplate need-unknown) --> TRUE\nTRUE
-  )");
-}
-
 TEST_F(FactFunctions, EngineFunctionsInsideActionsAreSafe) {
   for (const char* action : {"(clear)", "(reset)", "(halt)", "(retract *)", "(clear-focus-stack)", "(pop-focus)"}) {
     SCOPED_TRACE(action);

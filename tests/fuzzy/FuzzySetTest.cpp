@@ -194,26 +194,5 @@ TEST(FuzzyVariable, UniverseTermsAndCopies) {
   EXPECT_EQ(orphan->Moment(), 50);
 }
 
-TEST(FuzzyVariable, PrintsItsBody) {
-  const Ref<IFuzzyVariable> variable = Temperature();
-  variable->FindSet("cold")->SetExpression("((0 1) (50 0))");
-  variable->AddSet("mild")->PiCurveByRange(7, 10, 40);
-  variable->AddSet("skewed")->PiCurve(7, 10, 50, 20);
-  variable->AddSet("bell")->BetaCurve(7, 20, 50, 35);
-  variable->AddSet("broad")->BetaCurve(7, 20, 50, 30);
-  variable->AddSet("heavy")->BetaCurveWeighted(7, 20, 50, 35, 2);
-  variable->AddSet("falling")->SCurve(7, false, 0, 10, 5);
-  variable->AddSet("flat")->AddPoint(0, 0.25);
-  static_cast<void>(variable->AddSet(SEmptyFuzzy));
-  EXPECT_EQ(PrettyPrint(*variable),
-            "   (range 0.0000 100.0000)\r\n   (units \"degrees C\")\r\n   (values \r\n"
-            "      (term cold ((0 1) (50 0)))\r\n      (term warm (tri 25.0000 50.0000 75.0000))\r\n"
-            "      (term hot (s 50.0000 100.0000))\r\n      (term mild (pi 40.0000 10.0000))\r\n"
-            "      (term skewed (pi 10.0000 20.0000 50.0000))\r\n      (term bell (beta 50.0000 20.0000))\r\n"
-            "      (term broad (beta 50.0000 20.0000 30.0000))\r\n"
-            "      (term heavy (beta 50.0000 20.0000 35.0000 2.0000))\r\n      (term falling (z 0.0000 10.0000))\r\n"
-            "      (term flat ((0.0000 0.2500) ))\r\n   )");
-}
-
 }  // namespace
 }  // namespace kb

@@ -92,27 +92,6 @@ TEST_F(Parser, EventsOfTheParts) {
   EXPECT_EQ(events, "fact (c 1 );set s;call +;variable *g*=(+ 1 2);");
 }
 
-TEST_F(Parser, ConstructTypes) {
-  const std::pair<const char*, kb::TParsedType> cases[] = {{"", kb::ptEOF},
-                                                           {"x", kb::ptValue},
-                                                           {"$?x", kb::ptValue},
-                                                           {"(defrule", kb::ptRule},
-                                                           {"(deffacts x)", kb::ptFactSet},
-                                                           {"(deftemplate)", kb::ptFactTemplate},
-                                                           {"(DEFRULE)", kb::ptFunCall},
-                                                           {"()", kb::ptFunCall}};
-  for (const auto& [text, type] : cases) {
-    kb::TKBClipsStream stream{std::string(text)};
-    ClipsParser().SetStream(&stream);
-    EXPECT_EQ(ClipsParser().GetConstructType(), type) << text;
-    EXPECT_EQ(stream.NextToken()->IsEof(), type == kb::ptEOF) << "the expression stays in the stream";
-    ClipsParser().SetStream(nullptr);
-  }
-  EXPECT_EQ(engine.GetParser().FindConstructType("deftype"), kb::ptDefType);
-  EXPECT_EQ(engine.GetParser().FindConstructType("function"), kb::ptNone);
-  EXPECT_EQ(engine.GetParser().GetConstructName(kb::ptValue), "");
-}
-
 TEST_F(Parser, Values) {
   const auto value = [this](const std::string& source) {
     const IKBValue read = engine.ParseValue(source);
@@ -157,8 +136,8 @@ TEST_F(Parser, CallsAndTheirArguments) {
 
 TEST_F(Parser, CommentsStayWithCallsAndPatterns) {
   engine.Do(
-      "(defrule r\n  ; all of a\n  (a ?x)\n  ; none of b\n  (not ; inner\n (b))\n  ; on the variable\n  ?f <- (c)\n"
-      "  =>\n  ; say it\n  (printout t ?x))");
+      "(defrule r\n ; all of a\n (a ?x)\n ; none of b\n (not ; inner\n (b))\n ; on the variable\n ?f <- (c)\n"
+      " =>\n ; say it\n (printout t ?x))");
   const kb::TRule& rule = *engine.GetRules().FindRule("r");
   EXPECT_EQ(rule.GetPattern(0).GetComment(), "; all of a");
   EXPECT_EQ(rule.GetPattern(1).GetComment(), "; none of b") << "the outermost comment wins";
@@ -351,15 +330,6 @@ TEST_F(Parser, GeneratedVariables) {
   EXPECT_EQ(parser.GenerateVariable(names, p, "c", "v-", true)->ToString(), "?v-c2");
   EXPECT_EQ(parser.GenerateVariable(names, p, "c", "v-", false)->ToString(), "?v-c");
   EXPECT_EQ(parser.GenerateVariable(names, nullptr, "w", true)->ToString(), "?w");
-}
-
-TEST_F(Parser, LoadFacts) {
-  kb::TKBClipsStream stream("(a 1) ; one\n(b 2)");
-  stream.SetEngine(&engine);
-  engine.GetParser().SetStream(&stream);
-  EXPECT_TRUE(engine.GetParser().LoadFacts());
-  engine.GetParser().SetStream(nullptr);
-  EXPECT_EQ(engine.GetFacts().GetCount(), 3);
 }
 
 }  // namespace

@@ -252,18 +252,5 @@ TEST(FactTemplate, DynamicDefaultsAreEvaluatedForEachFact) {
   EXPECT_TRUE(MakeRef<TFact>(IFactTemplate(t))->GetValue("id")->Is(dtFunCall));
 }
 
-TEST(FactTemplate, CopiesIntoAnotherEngineComeThroughTheirText) {
-  TEngine source;
-  TInferenceEngine target;
-  source.Do("(deftemplate t (slot a (type INTEGER) (default 4)) (multislot m))");
-  const IFactTemplate copy = target.CreateFactTemplate("u");
-  copy->AssignInterface(*source.FindFactTemplate("t"));
-  EXPECT_EQ(copy->GetTemplateName(), "t");
-  EXPECT_EQ(Names(*copy), "a m ");
-  EXPECT_EQ(copy->GetSlot("a")->GetSlotDefault()->GetAsInteger(), 4);
-  EXPECT_EQ(copy->GetSlot("a")->GetSlotType(), TKBTypes{dtInteger});
-  EXPECT_TRUE(copy->GetSlot("m")->IsMultiSlot());
-}
-
 }  // namespace
 }  // namespace kb

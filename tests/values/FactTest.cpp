@@ -99,17 +99,6 @@ TEST(Fact, EqualityAndDuplicates) {
   EXPECT_FALSE(Point()->NewFact()->Equals(t->NewFact().Get())) << "another template object";
 }
 
-TEST(Fact, HashIsThatOfTheJoinedTexts) {
-  const IFactTemplate t = Point();
-  const IFact fact = MakePoint(t, MakeString("a\"\\b"), MakeFloat(-2.5));
-  fact->SetValue("tags", List({MakeAtom("p"), List({MakeFactId(3), MakeString("q")})}));
-  std::string text;
-  for (const TKBText& name : t->GetSlotNames()) text += fact->GetValue(name)->ToString();
-  const auto expected =
-      static_cast<uint32_t>(t->GetHashCode()) * 31 + static_cast<uint32_t>(CalculateHash(TTextHash(text), 1));
-  EXPECT_EQ(fact->GetHashCode(), static_cast<int32_t>(expected));
-}
-
 TEST(Fact, CopiesKeepIdAndOwnTheirValues) {
   const IFactTemplate t = Point();
   const IFact fact = MakePoint(t, MakeInteger(1), MakeInteger(2));

@@ -85,41 +85,36 @@ TEST(KBValue, ConversionsOfEveryType) {
     }
   };
   for (const TSample& s : Samples()) {
-    const std::string trace = std::string(GetKBTypeName(s.value->GetDType())) + " " + s.text;
-    EXPECT_EQ(s.value->ToString(), s.text) << trace;
-    EXPECT_EQ(result([&] { return s.value->GetAsString().ToString(); }, "string"), s.string) << trace;
-    EXPECT_EQ(result([&] { return IntegerToString(s.value->GetAsInteger()); }, "integer"), s.integer) << trace;
-    EXPECT_EQ(result([&] { return FloatToString(s.value->GetAsNumeric()); }, "numeric"), s.numeric) << trace;
-    EXPECT_EQ(result([&] { return IntegerToString(s.value->GetAsFactId()); }, "fact id"), s.factId) << trace;
+    SCOPED_TRACE(std::string(GetKBTypeName(s.value->GetDType())) + " " + s.text);
+    EXPECT_EQ(s.value->ToString(), s.text);
+    EXPECT_EQ(result([&] { return s.value->GetAsString().ToString(); }, "string"), s.string);
+    EXPECT_EQ(result([&] { return IntegerToString(s.value->GetAsInteger()); }, "integer"), s.integer);
+    EXPECT_EQ(result([&] { return FloatToString(s.value->GetAsNumeric()); }, "numeric"), s.numeric);
+    EXPECT_EQ(result([&] { return IntegerToString(s.value->GetAsFactId()); }, "fact id"), s.factId);
   }
-  try {
-    (void)MakeInteger(12)->GetAsList();
-    ADD_FAILURE();
-  } catch (const EKBException& error) {
-    EXPECT_STREQ(error.what(), "Not a list type.  Value (12) is a dtInteger type");
-  }
+  EXPECT_EQ(MessageOf([] { (void)MakeInteger(12)->GetAsList(); }), "Not a list type.  Value (12) is a dtInteger type");
 }
 
 TEST(KBValue, EveryTypeCopiesHashesAndPrintsConsistently) {
   for (const TSample& s : Samples()) {
-    const std::string trace = std::string(GetKBTypeName(s.value->GetDType())) + " " + s.text;
+    SCOPED_TRACE(std::string(GetKBTypeName(s.value->GetDType())) + " " + s.text);
     s.value->SetTag(42);
     const IKBValue clone = s.value->Clone();
     const IKBValue copy = MakeRef<TKBValue>(s.value);
     const IKBValue target = MakeAtom("old");
     s.value->AssignTo(*target);
     for (const IKBValue& other : {clone, copy, target}) {
-      EXPECT_EQ(other->GetDType(), s.value->GetDType()) << trace;
-      EXPECT_TRUE(other->Equals(s.value.Get())) << trace;
-      EXPECT_TRUE(s.value->PrintsLike(*other)) << trace;
-      EXPECT_EQ(other->GetHashCode(), s.value->GetHashCode()) << trace;
-      EXPECT_EQ(other->PrintedHash().value, TTextHash(s.text).value) << trace;
-      EXPECT_EQ(other->PrintedHash().power, TTextHash(s.text).power) << trace;
+      EXPECT_EQ(other->GetDType(), s.value->GetDType());
+      EXPECT_TRUE(other->Equals(s.value.Get()));
+      EXPECT_TRUE(s.value->PrintsLike(*other));
+      EXPECT_EQ(other->GetHashCode(), s.value->GetHashCode());
+      EXPECT_EQ(other->PrintedHash().value, TTextHash(s.text).value);
+      EXPECT_EQ(other->PrintedHash().power, TTextHash(s.text).power);
     }
-    EXPECT_EQ(clone->GetTag() + copy->GetTag() + target->GetTag(), 84) << trace;
+    EXPECT_EQ(clone->GetTag() + copy->GetTag() + target->GetTag(), 84);
     clone->Reset();
     EXPECT_TRUE(clone->Is(dtNone));
-    EXPECT_EQ(s.value->ToString(), s.text) << trace;
+    EXPECT_EQ(s.value->ToString(), s.text);
   }
 }
 
@@ -188,13 +183,6 @@ TEST(KBValue, StrictAndLooseEquality) {
   check(unlike, false, kNo);
   check(raising, false, kRaises);
   EXPECT_FALSE(none->Equals(nullptr));
-}
-
-TEST(KBValue, FloatsHashByTruncation) {
-  EXPECT_EQ(MakeFloat(3.99)->GetHashCode(), MakeInteger(3)->GetHashCode());
-  EXPECT_TRUE(MakeFloat(2.99999)->Equals(MakeFloat(3.0).Get()));
-  EXPECT_NE(MakeFloat(2.99999)->GetHashCode(), MakeFloat(3.0)->GetHashCode());
-  EXPECT_EQ(MakeFloat(1e300)->GetHashCode(), INT32_MAX);
 }
 
 TEST(KBValue, PrintsLikeIsComparisonOfTexts) {
