@@ -148,30 +148,28 @@ TEST(FactBase, PreserveIDsKeepsTheIdAndLaterFactsGetHigherOnes) {
 }
 
 TEST(FactBase, APreservedIdDoesNotLeadToIdsInUse) {
-  TInferenceEngine engine;
-  for (int i = 1; i < 10; ++i) engine.Assert("(n " + std::to_string(i) + ")");
+  TEngine engine("(assert (n 1) (n 2) (n 3) (n 4) (n 5) (n 6) (n 7) (n 8) (n 9)) (retract 4)");
   engine.GetFacts().SetPreserveIDs(true);
-  engine.Retract(4);
-  const IFact fact = engine.ParseFact("(a)");
-  fact->SetID(4);
+  const auto withId = [&engine](const char* text, int32_t id) {
+    const IFact fact = engine.ParseFact(text);
+    fact->SetID(id);
+    return fact;
+  };
   int32_t follower = -1;
   engine.OnAssertion = [&](TInferenceEngine& e, const IFact&) {
     e.OnAssertion = nullptr;
     follower = e.Assert("(b)");
     throw EConvertError("stop");
   };
-  EXPECT_THROW(engine.GetFacts().Add(fact), EConvertError);
+  EXPECT_THROW(engine.GetFacts().Add(withId("(a)", 4)), EConvertError);
   EXPECT_EQ(engine.GetFacts().FindFact(4), 4);
   EXPECT_EQ(follower, 10);
   EXPECT_EQ(engine.Assert("(c)"), 11);
-  const IFact bad = engine.ParseFact("(d)");
-  bad->SetID(2147483647);
+  const IFact bad = withId("(d)", 2147483647);
   engine.GetFacts().Add(bad);
   EXPECT_EQ(bad->GetID(), 12) << "nothing could follow the highest number";
   // A duplicate takes no id, and the numbers go on as they were.
-  const IFact again = engine.ParseFact("(c)");
-  again->SetID(1000);
-  engine.GetFacts().Add(again);
+  engine.GetFacts().Add(withId("(c)", 1000));
   EXPECT_EQ(engine.GetFacts().FindFact(1000), -1);
 }
 

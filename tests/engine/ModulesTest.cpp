@@ -66,20 +66,6 @@ TEST_F(Modules, SharedConstructsAreTheSameObjectsAndNotPassedOn) {
   EXPECT_EQ(Module("O")->GetFactTemplates()->GetImportCount(), 2) << "a and the initial fact's";
 }
 
-TEST_F(Modules, ListsDriveTheirModes) {
-  const auto record = MakeRef<TModuleImportExport>(nullptr, "M");
-  record->SetFactTemplates({"a"});
-  EXPECT_EQ(record->GetFactTemplatesShared(), kb::mieCustom);
-  record->SetFactTemplates({});
-  EXPECT_EQ(record->GetFactTemplatesShared(), kb::mieNone);
-  record->SetDefinedTypes({"t"});
-  record->SetDefinedTypesShared(kb::mieAll);
-  EXPECT_TRUE(record->GetDefinedTypes().empty());
-  record->SetDefinedTypes({});
-  EXPECT_EQ(record->GetDefinedTypesShared(), kb::mieAll) << "only a list of names ends with its names";
-  EXPECT_FALSE(record->GetModule()) << "no engine to ask";
-}
-
 TEST_F(Modules, FactsOfSharedTemplatesStandInAllModules) {
   Do("(defmodule M (export deftemplate a)) (deftemplate M::a (slot x)) (assert (a (x 1))) (assert (own 1)) "
      "(assert (a (x 2))) (defmodule O (import M ?ALL)) (assert (mine 1))");

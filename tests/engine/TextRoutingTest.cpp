@@ -50,19 +50,6 @@ TEST_F(TextRouting, ACaptureTakesTheStandardChannelAway) {
   EXPECT_TRUE(engine.StopCapture());
 }
 
-TEST_F(TextRouting, NamedStreamsGiveLinesAndTokens) {
-  auto stream = std::make_unique<TKBClipsStream>(std::string("first rest\nsecond line\nthird"));
-  stream->SetEngine(&engine);
-  engine.GetIOStreams().Add("in", std::move(stream));
-  EXPECT_EQ(engine.ReadToken("in")->ToString(), "first");
-  EXPECT_EQ(engine.ReadLine("in"), "second line");
-  EXPECT_EQ(engine.ReadToken("in")->ToString(), "third");
-  EXPECT_EQ(engine.ReadLine("in"), "");
-  EXPECT_THROW(engine.GetIOStreams().Remove("out"), EKBException);
-  engine.Clear();
-  EXPECT_EQ(engine.GetIOStreams().FindStream("in"), nullptr);
-}
-
 TEST_F(TextRouting, AFailingBatchPutsTheOuterInputBack) {
   std::istringstream text("(no-such-function)\n");
   EXPECT_THROW(engine.Batch(text), EKBException);

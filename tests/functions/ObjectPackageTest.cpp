@@ -186,17 +186,17 @@ TEST_F(ObjectPackage, ComponentsAreFoundAndListed) {
 TEST_F(ObjectPackage, ObjectsAreCreatedAndFreedByRules) {
   TMachine::freed = 0;
   Eval("(defglobal ?*n* = (create-object (get-class TMachine)))");
-  EXPECT_EQ(Eval("(bind ?x (create-object (get-class TReading))) (get-property ?x Value) (free-object ?x)"),
-            "<Object: TReading>\n7.0000\nTRUE");
-  EXPECT_EQ(Eval("(get-property ?*n* Temperature)"), "20.5000");
-  EXPECT_EQ(Eval("(bind ?copy ?*n*) (free-object ?*n*)"), "<Object: TMachine>\nTRUE");
+  Expect(R"(
+    (bind ?x (create-object (get-class TReading))) (get-property ?x Value) (free-object ?x)
+      --> <Object: TReading>\n7.0000\nTRUE
+    (get-property ?*n* Temperature) --> 20.5000
+    (bind ?copy ?*n*) (free-object ?*n*) --> <Object: TMachine>\nTRUE
+    // Whatever refers to it finds nothing, and is an ordinary value otherwise.
+    (get-property ?*n* Load) (set-property ?*n* Load 1) (get-properties ?copy) --> FALSE\nFALSE\nFALSE
+    (free-object ?*n* ?copy) (is-class ?copy (get-class TMachine)) (eq ?copy ?*n*) --> TRUE\nFALSE\nTRUE
+    ?copy --> <Object: TMachine> ;; (create-object (get-class TAbstract)) --> !Class TAbstract cannot be created
+  )");
   EXPECT_EQ(TMachine::freed, 1);
-  // Whatever refers to it finds nothing, and is an ordinary value otherwise.
-  EXPECT_EQ(Eval("(get-property ?*n* Load) (set-property ?*n* Load 1) (get-properties ?copy)"), "FALSE\nFALSE\nFALSE");
-  EXPECT_EQ(Eval("(free-object ?*n* ?copy) (is-class ?copy (get-class TMachine)) (eq ?copy ?*n*)"),
-            "TRUE\nFALSE\nTRUE");
-  EXPECT_EQ(Eval("?copy"), "<Object: TMachine>");
-  EXPECT_EQ(Eval("(create-object (get-class TAbstract))"), "!Class TAbstract cannot be created");
 }
 
 TEST_F(ObjectPackage, AnObjectThatItsHostFreesIsGoneFromFactsToo) {
@@ -206,50 +206,58 @@ TEST_F(ObjectPackage, AnObjectThatItsHostFreesIsGoneFromFactsToo) {
       "(assert (watched (name lathe) (machine (get-component lathe)))"
       " (watched (name press) (machine (get-component press))))");
   delete lathe;
-  EXPECT_EQ(Eval("(assert (tick)) (run)"), "<Fact-3>\npress: 0\nlathe: FALSE\n2");
   // The fact is still itself for retraction and for the test of duplicates.
-  EXPECT_EQ(Eval("(assert (watched (name press) (machine (get-component press)))) (retract 1)"), "FALSE\nTRUE");
+  Expect(R"(
+    (assert (tick)) (run) --> <Fact-3>\npress: 0\nlathe: FALSE\n2
+    (assert (watched (name press) (machine (get-component press)))) (retract 1) --> FALSE\nTRUE
+  )");
 }
 
 TEST_F(ObjectPackage, WhatTheEngineStandsOnIsNotFreed) {
-  EXPECT_EQ(Eval("(free-object (get-component))"),
-            "!Cannot free the TComponent: something else owns it or is at work with it");
-  EXPECT_EQ(Eval("(free-object (nth$ 0 (get-components)))"),
-            "!Cannot free the TInferenceEngine: something else owns it or is at work with it");
-  Eval("(defrule r (go) => (free-object (nth$ (- (length$ (get-components ?*e*)) 1) (get-components ?*e*))))");
-  Eval("(defglobal ?*e* = (nth$ 0 (get-components))) (assert (go))");
-  EXPECT_EQ(Eval("(run)"), "!Cannot free the TRule: something else owns it or is at work with it");
-}
-
-// An object that a value owns is freed once, whoever frees it.
-TEST_F(ObjectPackage, AnOwnedObjectIsFreedOnce) {
-  TMachine::freed = 0;
-  for (TMachine* machine : {new TMachine(nullptr), new TMachine(&form)}) {
-    const auto owner = kb::MakeRef<kb::TKBValue>(machine, true);
-    engine->GetGlobalContext().SetVariable("owned", owner);
-    EXPECT_EQ(Eval("(get-property ?owned Level)"), "0");
-    const auto other = kb::MakeRef<kb::TKBValue>(machine, false);
-    engine->GetGlobalContext().SetVariable("other", other);
-    EXPECT_EQ(Eval("(free-object ?other) (get-property ?other Level)"), "TRUE\nFALSE");
-  }
-  EXPECT_EQ(TMachine::freed, 2);
-  auto* reading = new TReading;
-  const auto owner = kb::MakeRef<kb::TKBValue>(reading, true);
-  engine->GetGlobalContext().SetVariable("other", kb::MakeRef<kb::TKBValue>(reading, false));
-  EXPECT_EQ(Eval("(free-object ?other)"), "TRUE");
-  EXPECT_EQ(owner->GetAsObject(), nullptr);
+  Eval("(defglobal ?*e* = (nth$ 0 (get-components)))");
+  Eval(
+      "(defrule r (go) => (free-object (nth$ (- (length$ (get-components ?*e*)) 1) (get-components ?*e*)))) (assert "
+      "(go))");
+  Expect(R"(
+    (free-object (get-component)) --> !Cannot free the TComponent: something else owns it or is at work with it
+    (free-object ?*e*) --> !Cannot free the TInferenceEngine: something else owns it or is at work with it
+    (run) --> !Cannot free the TRule: something else owns it or is at work with it
+  )");
 }
 
 TEST_F(ObjectPackage, ActionsRun) {
   int count = 0;
   auto* action = new kb::TBasicAction(&form);
   action->SetName("stop");
-  EXPECT_EQ(Eval("(execute-action (get-component stop))"), "FALSE");
+  Expect("(execute-action (get-component stop)) --> FALSE");
   action->OnExecute = [&count](kb::TBasicAction&) { ++count; };
-  EXPECT_EQ(Eval("(execute-action (get-component stop)) (is-class (get-component stop) (get-class TBasicAction))"),
-            "TRUE\nTRUE");
+  Expect(R"(
+    (execute-action (get-component stop)) (is-class (get-component stop) (get-class TBasicAction)) --> TRUE\nTRUE
+    (execute-action ?*l*) --> !Invalid class typecast: TMachine is no TBasicAction
+  )");
   EXPECT_EQ(count, 1);
-  EXPECT_EQ(Eval("(execute-action ?*l*)"), "!Invalid class typecast: TMachine is no TBasicAction");
+}
+
+// An object that a value owns is freed once, whoever frees it.
+TEST_F(ObjectPackage, AnOwnedObjectIsFreedOnce) {
+  TMachine::freed = 0;
+  const auto bind = [this](const char* name, kb::TObject* object, bool owning) {
+    const auto value = kb::MakeRef<kb::TKBValue>(object, owning);
+    engine->GetGlobalContext().SetVariable(name, value);
+    return value;
+  };
+  for (TMachine* machine : {new TMachine(nullptr), new TMachine(&form)}) {
+    bind("owned", machine, true);
+    EXPECT_EQ(Eval("(get-property ?owned Level)"), "0");
+    bind("other", machine, false);
+    EXPECT_EQ(Eval("(free-object ?other) (get-property ?other Level)"), "TRUE\nFALSE");
+  }
+  EXPECT_EQ(TMachine::freed, 2);
+  auto* reading = new TReading;
+  const auto owner = bind("owned", reading, true);
+  bind("other", reading, false);
+  EXPECT_EQ(Eval("(free-object ?other)"), "TRUE");
+  EXPECT_EQ(owner->GetAsObject(), nullptr);
 }
 
 TEST_F(ObjectPackage, RegistrationIsChecked) {

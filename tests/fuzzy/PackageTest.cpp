@@ -47,8 +47,10 @@ TEST(FuzzyPackage, MakesShapesNamedByTheirCalls) {
       --> 0.50001.00000.50001.0000
     // The inflection is half-way between center and end, unless it is given.
     (get-fs-value (beta 5 1) 3) (get-fs-value (beta 5 1 4) 4) (get-fs-value (beta 5 1) 0.9) --> 0.50000.50000.0000
-    (get-fs-value (tri (+ 1 1) 3 4) 3) --> 1.0000 ;; (tri 3 2 1) --> !Invalid fuzzy shape: 3.0000 2.0000 1.0000
-    (tri 1 2) --> !Too few arguments for tri ;; (fuzzyp (s 0 1)) (fuzzyp hot) --> TRUEFALSE
+    (get-fs-value (tri (+ 1 1) 3 4) 3) --> 1.0000 ;; (tri 1 2) --> !Too few arguments for tri
+    (tri 3 2 1) --> !Invalid fuzzy shape: 3.0000 2.0000 1.0000 ;; (s 3 1) --> !Invalid fuzzy shape: 3.0000 2.0000 1.0000
+    (pi 3 1 4) --> !Invalid fuzzy shape: 3.0000 1.0000 4.0000 ;; (pi 3 -1) --> !Invalid fuzzy shape: 4.0000 3.0000 2.0000
+    (beta 3 1 3) --> !Invalid fuzzy shape: 3.0000 1.0000 3.0000 1.0000 ;; (fuzzyp (s 0 1)) (fuzzyp hot) --> TRUEFALSE
   )");
 }
 

@@ -268,16 +268,6 @@ TEST_F(Parser, PatternsAndTheirConstraints) {
   )");
 }
 
-TEST_F(Parser, WrappersAndBoundNames) {
-  const std::unique_ptr<kb::TRule> rule(
-      engine.ParseRule("(defrule r ?f <- (unique (a)) (explicit (unique (b))) ?t <- (test (> 1 0)) =>)"));
-  EXPECT_EQ(rule->GetPattern(0).GetBoundName(), "f");
-  EXPECT_TRUE(rule->GetPattern(0).GetUnique());
-  EXPECT_TRUE(rule->GetPattern(1).GetUnique());
-  EXPECT_TRUE(rule->GetPattern(1).GetExplicit());
-  EXPECT_EQ(rule->GetPattern(2).GetBoundName(), "t");
-}
-
 TEST_F(Parser, ModulesOfNames) {
   engine.Do("(defmodule other (export ?ALL)) (defrule MAIN::r =>) (defrule other::s =>)");
   EXPECT_EQ(engine.GetCurrentModule()->GetName(), "other") << "the module of the last construct stays";
@@ -289,17 +279,6 @@ TEST_F(Parser, ModulesOfNames) {
   std::string name;
   EXPECT_EQ(engine.ParseFullName("MAIN::a::b", name), "MAIN");
   EXPECT_EQ(name, "a::b");
-}
-
-TEST_F(Parser, ModuleItems) {
-  engine.Do("(defmodule m \"c\" (export deftype a b) (export deftemplate ?ALL))");
-  const kb::IModule module = engine.ParseModule("(defmodule n (import m deftemplate x) (import m deftype ?ALL))");
-  EXPECT_EQ(module->GetImportModuleCount(), 1) << "both forms work on one record";
-  EXPECT_EQ(module->GetImportModule(0)->GetFactTemplates(), (std::vector<std::string>{"x"}));
-  EXPECT_EQ(module->GetImportModule(0)->GetDefinedTypesShared(), kb::mieAll);
-  const kb::TModuleImportExport& exports = *engine.GetCurrentModule()->GetExportItems();
-  EXPECT_EQ(exports.GetDefinedTypes(), (std::vector<std::string>{"a", "b"}));
-  EXPECT_EQ(exports.GetFactTemplatesShared(), kb::mieAll);
 }
 
 TEST_F(Parser, TakenNamesAreChangedOnRequest) {

@@ -72,20 +72,6 @@ TEST_F(Agenda, LimitsAndHalt) {
   )");
 }
 
-TEST_F(Agenda, AFailingActionIsNotCountedAndLeavesNothingBehind) {
-  engine.Do("(defrule r (a ?x) => (assert (b)) (throw \"no\"))");
-  engine.Assert("(a 1)");
-  engine.Assert("(a 2)");
-  EXPECT_THROW(engine.Run(), EException);
-  EXPECT_TRUE(engine.IsRunning());
-  EXPECT_EQ(engine.GetStatNumRulesFired(), 0);
-  EXPECT_EQ(engine.GetAgendaCount(), 1);
-  EXPECT_EQ(engine.GetFacts().GetCount(), 4);
-  engine.Retract(2);
-  EXPECT_THROW(engine.Run(), EException);
-  EXPECT_EQ(engine.GetAgendaCount(), 0);
-}
-
 TEST_F(Agenda, ActionsMayRemoveTheRuleTheKnowledgeOrRunTheEngineAgain) {
   kbtest::TProgram program(
       "(defrule r (a ?x) => (undefrule r) (printout t r ?x)) (defrule n (n) => (run) (printout t n))"
