@@ -117,13 +117,14 @@ TEST(TextStream, StringsAreWrittenAtThePosition) {
   stream.Put("hello");
   stream.PutLine(" you");
   EXPECT_EQ(stream.GetText(), "hello you\r\n");
-  stream.Seek(0, soBeginning);
-  stream.Put("J");
+  const auto putFirst = [&stream](std::string_view text) {
+    stream.Seek(0, soBeginning);
+    stream.Put(text);
+  };
+  putFirst("J");
   EXPECT_EQ(stream.GetLine(), "ello you");
-  stream.Seek(0, soBeginning);
-  stream.Put("\xE2\x82\xAC");
-  stream.Seek(0, soBeginning);
-  stream.Put("x");  // over the first byte of three
+  putFirst("\xE2\x82\xAC");
+  putFirst("x");  // over the first byte of three
   EXPECT_EQ(stream.GetText(), "xlo you\r\n");
   EXPECT_TRUE(IsValidUTF8(stream.GetText()));
 }
@@ -227,8 +228,10 @@ TEST_F(TextStreamFile, CreateAndAppendWriteTheMarkOnce) {
 }
 
 TEST_F(TextStreamFile, ReadWriteChangesTheFileInPlaceAndKeepsItsEncoding) {
-  const TEncoding* wide = TEncoding::UTF16LE();
-  Write(std::string(wide->Preamble()) + wide->Encode("hello"));
+  const auto wide = [](std::string_view text) {
+    return std::string(TEncoding::UTF16LE()->Preamble()) + TEncoding::UTF16LE()->Encode(text);
+  };
+  Write(wide("hello"));
   {
     TGTextStream stream(path_, tmReadWrite);
     EXPECT_EQ(stream.GetChar(), U'h');
@@ -237,10 +240,10 @@ TEST_F(TextStreamFile, ReadWriteChangesTheFileInPlaceAndKeepsItsEncoding) {
     stream.Seek(0, soEnd);
     stream.Put("!");
     stream.Flush();
-    EXPECT_EQ(BytesOf(path_), std::string(wide->Preamble()) + wide->Encode("hEllo!"));
+    EXPECT_EQ(BytesOf(path_), wide("hEllo!"));
     stream.Put("?");
   }
-  EXPECT_EQ(BytesOf(path_), std::string(wide->Preamble()) + wide->Encode("hEllo!?"));
+  EXPECT_EQ(BytesOf(path_), wide("hEllo!?"));
 }
 
 TEST_F(TextStreamFile, ErrorsNameThePath) {

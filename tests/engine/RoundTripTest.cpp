@@ -32,12 +32,9 @@ class TGenerator {
   std::vector<std::string> KnowledgeBase() {
     std::vector<std::string> texts;
     slots_.clear();
-    types_ = 0;
-    globals_ = 0;
-    functions_ = 0;
-    fuzzyType_.clear();
     chained_.clear();
-    lastCall_.clear();
+    for (std::string* text : {&fuzzyType_, &lastCall_}) text->clear();
+    for (int* count : {&types_, &globals_, &functions_}) *count = 0;
     texts.push_back("(defmodule MAIN " + Comment() + "(export ?ALL))");
     AddModule(texts, "");
     if (!Chance(40)) return texts;

@@ -76,11 +76,13 @@ TEST_F(PrettyPrinter, Rules) {
   engine.Do("(deftemplate person (slot name) (slot age) (multislot likes))");
   ExpectAnswers([this](const std::string& text) { return Rule(text); }, R"(
     (defrule r =>) --> (defrule MAIN::r\r\n\r\n   =>)
-    (defrule r "says" (declare (salience 5) (oneshot TRUE) (enabled no))\n; who\n ?p <- (person (name ?n) (age
-      ~3))\n(not (a ?n)) => \n; out\n(printout t ?n) (halt))
-      --> (defrule MAIN::r\r\n   "says"\r\n   (declare (salience 5) (enabled FALSE) (oneshot TRUE))\r\n   ?p <- (person (age ~3) (name ?n) )\r\n   (not (a ?n))\r\n   =>\r\n   ; out\r\n   (printout t ?n)\r\n   (halt))
     (defrule r (test (> 1 0)) =>) --> (defrule MAIN::r\r\n   (Initial-Fact )\r\n   (test (> 1 0))\r\n   =>)
   )");
+  EXPECT_EQ(Rule("(defrule r \"says\" (declare (salience 5) (oneshot TRUE) (enabled no))\n"
+                 "; who\n ?p <- (person (name ?n) (age ~3))\n(not (a ?n)) => \n; out\n(printout t ?n) (halt))"),
+            "(defrule MAIN::r\r\n   \"says\"\r\n   (declare (salience 5) (enabled FALSE) (oneshot TRUE))\r\n"
+            "   ?p <- (person (age ~3) (name ?n) )\r\n   (not (a ?n))\r\n   =>\r\n"
+            "   ; out\r\n   (printout t ?n)\r\n   (halt))");
   const std::unique_ptr<kb::TRule> rule(engine.ParseRule("(defrule r (a) => (b) (c))"));
   EXPECT_EQ(kb::PrettyPrint(*rule, kb::rcPattern), "   (a )");
   EXPECT_EQ(kb::PrettyPrint(*rule, kb::rcAction), "   (b)\r\n   (c)\r\n");

@@ -103,9 +103,8 @@ TEST(FactSet, ClonesBelongToTheirOwner) {
 }
 
 TEST(FactSet, LeavesTheFocusWhereItWas) {
-  TEngine engine("(defmodule other)");
+  TEngine engine("(defmodule other) (set-current-module MAIN)");
   const IModule main = engine.GetModules().Get(0);
-  engine.SetCurrentModule(main);
   TFactSet set(nullptr, "s", "other");
   set.SetEngine(&engine);
   EXPECT_EQ(engine.GetCurrentModule(), main);
@@ -116,7 +115,7 @@ TEST(FactSet, LeavesTheFocusWhereItWas) {
   set.SetFacts({"(x)"});
   set.Reset();
   EXPECT_EQ(engine.GetCurrentModule(), main);
-  EXPECT_EQ(set.GetFact(0)->GetTemplate()->GetModule(), engine.GetModules().GetModule("other").Get());
+  EXPECT_EQ(set.GetFact(0)->GetTemplate()->GetModule(), engine.FindModule("other").Get());
   set.SetModule("");
   EXPECT_EQ(engine.GetFactSets().IndexOf(&set), 0);
   EXPECT_EQ(set.GetFact(0)->GetTemplate()->GetModule(), main.Get());
@@ -149,17 +148,15 @@ TEST(FactSet, MovesIntoTheModuleOfItsSource) {
 
 TEST(FactSet, MayBeReplacedWhileItAssertsItsFacts) {
   TEngine engine;
-  engine.RegisterFunction("replace", [&](TFunctionArguments&) -> IKBValue {
+  engine.RegisterFunction("replace", [&](TFunctionArguments&) {
     engine.Do("(deffacts d (new))");
     return FCTrue;
   });
-  engine.Do("(deffacts d (a =(replace)) (behind))");
-  engine.Reset();
+  engine.Do("(deffacts d (a =(replace)) (behind)) (reset)");
   EXPECT_EQ(FactTexts(engine), "(a TRUE )(Initial-Fact)") << "what is gone asserts no more";
   engine.Reset();
   EXPECT_EQ(FactTexts(engine), "(new)(Initial-Fact)");
-  engine.Do("(deffacts d (a =(clear)) (behind))");
-  engine.Reset();
+  engine.Do("(deffacts d (a =(clear)) (behind)) (reset)");
   EXPECT_EQ(FactTexts(engine), "(a TRUE )(Initial-Fact)");
   EXPECT_EQ(engine.GetFactSets().GetCount(), 0);
 }
