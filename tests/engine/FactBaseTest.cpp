@@ -64,8 +64,7 @@ TEST(FactBase, AnObjectStandsInTheListOnce) {
 }
 
 TEST(FactBase, AHandlerMayRetractTheFactThatIsBeingRetracted) {
-  TEngine engine("(defrule r (not (a)) =>)");
-  engine.Assert("(a)");
+  TEngine engine("(defrule r (not (a)) =>) (assert (a))");
   engine.OnRetraction = [&](TInferenceEngine& e, const IFact& fact) {
     e.OnRetraction = nullptr;
     e.Retract(fact);

@@ -66,6 +66,14 @@ TEST_F(Modules, SharedConstructsAreTheSameObjectsAndNotPassedOn) {
   EXPECT_EQ(Module("O")->GetFactTemplates()->GetImportCount(), 2) << "a and the initial fact's";
 }
 
+TEST_F(Modules, AListOfNamesThatEndsExportsNothing) {
+  const auto record = MakeRef<TModuleImportExport>(nullptr, "M");
+  for (const std::vector<std::string>& names : {TNames{"a"}, TNames{}}) {
+    record->SetFactTemplates(names);
+    EXPECT_EQ(record->GetFactTemplatesShared(), names.empty() ? kb::mieNone : kb::mieCustom);
+  }
+}
+
 TEST_F(Modules, FactsOfSharedTemplatesStandInAllModules) {
   Do("(defmodule M (export deftemplate a)) (deftemplate M::a (slot x)) (assert (a (x 1))) (assert (own 1)) "
      "(assert (a (x 2))) (defmodule O (import M ?ALL)) (assert (mine 1))");

@@ -102,9 +102,8 @@ TEST_P(Streaming, HostPackagesAndFunctionComponents) {
   function->SetEngine(&source);
   const auto read = Read(Write(source, GetParam()));
   auto& copy = dynamic_cast<TInferenceEngine&>(*read);
-  copy.Parse("(bind ?a (wordp x)) (bind ?b (wordp 1))", true);
-  EXPECT_EQ(copy.GetGlobalContext().GetVariable("a"), FCTrue);
-  EXPECT_EQ(copy.GetGlobalContext().GetVariable("b"), FCFalse);
+  EXPECT_EQ(copy.ParseNExecuteFunCall("(wordp x)"), FCTrue);
+  EXPECT_EQ(copy.ParseNExecuteFunCall("(wordp 1)"), FCFalse);
   ASSERT_TRUE(copy.ContainsUserFunction("ask"));
   EXPECT_EQ(copy.GetUserFunction("ask")->GetComment(), "asks the host");
   EXPECT_EQ(copy.GetUserFunction("ask")->GetMaxArgumentCount(), 2);

@@ -142,19 +142,21 @@ TEST_F(FileFunctions, TheCurrentDirectory) {
   fs::create_directory("d");
   EXPECT_EQ(program.Show("(get-current-dir)"), directory.Path());
   EXPECT_EQ(program.Show("(set-current-dir \"d\")"), directory.Path() + "/d");
-  EXPECT_EQ(program.Show("(set-current-dir \"none\")"), "!Cannot enter directory \"none\": No such file or directory");
+  program.ExpectShown("(set-current-dir \"none\") --> !Cannot enter directory \"none\": No such file or directory");
   EXPECT_EQ(program.Show("(get-current-dir)"), directory.Path() + "/d");
 }
 
 TEST_F(FileFunctions, TheSystemIsKnown) {
-  EXPECT_EQ(program.Eval("(get-type (get-os-name)) (neq (get-os-name) \"\")"), "dtString\nTRUE");
-  EXPECT_EQ(program.Eval("(get-type (get-os-platform)) (get-type (get-os-architecture))"), "dtAtom\ndtAtom");
+  program.Expect(R"(
+    (get-type (get-os-name)) (neq (get-os-name) "") --> dtString\nTRUE
+    (get-type (get-os-platform)) (get-type (get-os-architecture)) --> dtAtom\ndtAtom
+    (integerp (get-os-minor-version)) (integerp (get-os-build-version)) --> TRUE\nTRUE
+    (is-dir-exists (get-temp-path)) (stringp (get-home-path)) --> TRUE\nTRUE
+    (eq (get-documents-path) (str-cat (get-home-path) (dir-delim) Documents)) --> TRUE
+  )");
 #ifdef __linux__
-  EXPECT_EQ(program.Eval("(get-os-platform) (> (get-os-major-version) 1)"), "Linux\nTRUE");
+  program.Expect(R"((get-os-platform) (> (get-os-major-version) 1) --> Linux\nTRUE)");
 #endif
-  EXPECT_EQ(program.Eval("(integerp (get-os-minor-version)) (integerp (get-os-build-version))"), "TRUE\nTRUE");
-  EXPECT_EQ(program.Eval("(is-dir-exists (get-temp-path)) (stringp (get-home-path))"), "TRUE\nTRUE");
-  EXPECT_EQ(program.Eval("(eq (get-documents-path) (str-cat (get-home-path) (dir-delim) Documents))"), "TRUE");
 }
 
 }  // namespace

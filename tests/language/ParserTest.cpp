@@ -128,6 +128,8 @@ TEST_F(Parser, CallsAndTheirArguments) {
   ExpectAnswers(types, "(remember (f) (a 1) (g)) --> remember 7 9 7");
   parser.SetSlotFunctionStart(index, 7);
   EXPECT_EQ(parser.GetSlotFunctionEnd(index), 7) << "the end follows the start";
+  parser.SetSlotFunctionEnd(index, 0);
+  EXPECT_EQ(parser.GetSlotFunctionStart(index), 1) << "and the start the end, from the first argument on";
   kb::TKBClipsParser copy(engine, nullptr);
   copy.Assign(parser);
   EXPECT_EQ(copy.IndexOfSlotFunction("remember"), index);
@@ -232,6 +234,14 @@ TEST_F(Parser, FunctionsAndVariables) {
   std::string name;
   EXPECT_EQ(engine.ParseVariable("?*z* = \"s\"", name)->ToString(), "\"s\"");
   EXPECT_EQ(name, "*z*");
+}
+
+TEST_F(Parser, TheTypeOfAConstructIsToldWithoutReadingIt) {
+  kb::TKBClipsStream stream("(deffacts x)");
+  ClipsParser().SetStream(&stream);
+  EXPECT_EQ(ClipsParser().GetConstructType(), kb::ptFactSet);
+  EXPECT_EQ(stream.NextToken()->ToString(), "(");
+  ClipsParser().SetStream(nullptr);
 }
 
 TEST_F(Parser, Declarations) {

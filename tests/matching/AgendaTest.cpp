@@ -26,6 +26,7 @@ class Agenda : public testing::Test {
 TEST_F(Agenda, EqualSaliencesAreNewestFirstAtTheHeadAndWhereTheHalvingHitsInTheMiddle) {
   Expect(R"(
     (assert (h 1) (z 1) (z 2) (z 3) (z 4)) --> f-1 f-5 f-4 f-3 f-2\s ;; (assert (z 5)) --> f-1 f-5 f-6 f-4 f-3 f-2\s
+    (assert (h 2) (h 3)) --> f-8 f-7 f-1 f-5 f-6 f-4 f-3 f-2\s
   )");
 }
 

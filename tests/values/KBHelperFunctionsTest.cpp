@@ -49,6 +49,8 @@ TEST(KBConsts, MessagesFillTheirPlaces) {
   // A place inside an argument is not filled in turn.
   EXPECT_EQ(FormatMessage(TKBMessage::SyntaxError, {"%s %d"}), "Syntax Error: %s %d");
   EXPECT_EQ(MessageText(TKBMessage::Count), "");
+  for (const char* text : {"\"", "\"a"}) EXPECT_EQ(KBStringToString(text), text);
+  EXPECT_EQ(KBStringToString("\"a\""), "a");
   EXPECT_EQ(SetToString({dtList, dtAtom, dtInteger}, ", ", true), "[Atom, Integer, List]");
 }
 

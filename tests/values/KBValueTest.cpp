@@ -235,29 +235,28 @@ TEST(KBValue, PrintedHashIsTheHashOfTheText) {
 // ---- shared constants
 
 TEST(KBValue, SharedConstantsCannotBeChanged) {
+  using TChange = std::function<void(TKBValue&)>;
+  const TChange changes[] = {[](TKBValue& v) { v.SetAsAtom("x"); },
+                             [](TKBValue& v) { v.SetAsInteger(1); },
+                             [](TKBValue& v) { v.SetAsFloat(1); },
+                             [](TKBValue& v) { v.SetAsList(MakeRef<TValueVector>()); },
+                             [](TKBValue& v) { v.Reset(); },
+                             [](TKBValue& v) { v.Assign(*MakeInteger(1)); },
+                             [](TKBValue& v) { v.SetTag(3); },
+                             [](TKBValue& v) { v.SetOnChange([](const IKBValue&) {}); },
+                             [](TKBValue& v) { MakeInteger(1)->AssignTo(v); }};
   for (const IKBValue& constant : {FCTrue, FCNil, FCNilList, FCPI, FCPopFocus}) {
     const std::string before = constant->ToString();
-    const std::function<void()> changes[] = {
-        [&] { constant->SetAsAtom("x"); },
-        [&] { constant->SetAsInteger(1); },
-        [&] { constant->SetAsFloat(1); },
-        [&] { constant->SetAsList(MakeRef<TValueVector>()); },
-        [&] { constant->Reset(); },
-        [&] { constant->Assign(*MakeInteger(1)); },
-        [&] { constant->SetTag(3); },
-        [&] { constant->SetOnChange([](const IKBValue&) {}); },
-        [&] { MakeInteger(1)->AssignTo(*constant); },
-    };
-    for (const auto& change : changes) EXPECT_EQ(MessageIdOf(change), TKBMessage::SharedConstant);
+    for (const TChange& change : changes) {
+      EXPECT_EQ(MessageIdOf([&] { change(*constant); }), TKBMessage::SharedConstant);
+    }
     EXPECT_EQ(constant->ToString(), before);
   }
   EXPECT_EQ(MessageIdOf([] { FCNilList->GetAsList()->Add(FCNil); }), TKBMessage::SharedConstant);
   // Copies of the empty list are free to grow, each for itself.
   const IKBValue a = FCNilList->Clone();
-  const IKBValue b = FCNilList->Clone();
   a->ListOrNull()->Add(FCTrue);
-  EXPECT_EQ(b->ListOrNull()->GetValueCount(), 0);
-  EXPECT_EQ(FCNilList->ListOrNull()->GetValueCount(), 0);
+  EXPECT_EQ(FCNilList->Clone()->ListOrNull()->GetValueCount(), 0);
 }
 
 TEST(KBValue, ConstantsAreKnownByIdentityAndConstructorsCheckTheType) {
