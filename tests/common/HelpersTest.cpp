@@ -1,6 +1,5 @@
 #include <cfloat>
 #include <charconv>
-#include <cmath>
 #include <limits>
 #include <vector>
 

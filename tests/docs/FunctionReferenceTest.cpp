@@ -3,7 +3,6 @@
 
 #include <fstream>
 #include <iterator>
-#include <string>
 
 #include "apps/kbdoc/FunctionReference.h"
 #include "tests/Program.h"

@@ -5,7 +5,7 @@
 
 namespace {
 
-using kb::IFact, kb::IFactTemplate, kb::IModule, kb::IModuleImport, kb::MakeRef, kb::TInferenceEngine, kb::TModule,
+using kb::IFact, kb::IFactTemplate, kb::IModule, kb::MakeRef, kb::TInferenceEngine, kb::TModule,
     kb::TModuleImportExport;
 using kbtest::MessageOf, kbtest::TEngineWalk;
 using TNames = std::vector<std::string>;

@@ -1,8 +1,6 @@
 // Saving and loading: whole engines and single kinds of constructs, in every encoding.
 
 #include <cmath>
-#include <fstream>
-#include <limits>
 
 #include "kb/platform/FileReplacement.h"
 #include "tests/Program.h"

@@ -7,7 +7,7 @@
 
 namespace {
 
-using kb::IFact, kb::IFactTemplate, kb::IKBDefinedType, kb::IModule, kb::TInferenceEngine;
+using kb::IFactTemplate, kb::IKBDefinedType, kb::IModule, kb::TInferenceEngine;
 using kbtest::TEngine, kbtest::SortedActivations, kbtest::TEngineWalk;
 
 /// Does to an engine what a host may do, at random, but the same for the same seed.

@@ -2,7 +2,7 @@
 
 namespace {
 
-using kb::EKBException, kb::IUserFunction, kb::MakeRef, kb::Ref, kb::TInterpretedFunction;
+using kb::IUserFunction, kb::MakeRef, kb::Ref, kb::TInterpretedFunction;
 using kbtest::ExpectEach, kbtest::TProgram;
 
 TEST(InterpretedFunction, BindsItsParameters) {

@@ -10,7 +10,7 @@
 
 namespace {
 
-using kb::IFact, kb::IKBValue;
+using kb::IFact;
 using kbtest::TProgram;
 
 class TFuzzyEngine : public TProgram {

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <map>
-#include <optional>
 #include <random>
 #include <set>
 #include <string>
