@@ -36,6 +36,7 @@ TEST_F(TextRouting, StandardChannelAndUnknownNames) {
   EXPECT_THROW(engine.PrintOut("nowhere", "5"), EKBException);
   EXPECT_THROW((void)engine.ReadLine("t"), EKBException);
   EXPECT_THROW((void)engine.ReadToken("t"), EKBException);
+  EXPECT_THROW(engine.GetIOStreams().Remove("out"), EKBException);
 }
 
 TEST_F(TextRouting, ACaptureTakesTheStandardChannelAway) {

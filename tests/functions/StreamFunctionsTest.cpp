@@ -26,19 +26,13 @@ TEST_F(StreamFunctions, WhatIsWrittenIsReadBack) {
 
 TEST_F(StreamFunctions, EachModeOpensInItsWay) {
   directory.Write("old.txt", "one\n");
-  const struct {
-    const char* program;
-    const char* file;
-    const char* content;
-  } cases[] = {
-      {"(open \"old.txt\" f \"a\") (printout f \"two\" crlf) (close f)", "old.txt", "one\ntwo\r\n"},
-      {"(open \"new.txt\" f \"a\") (printout f x) (close)", "new.txt", "x"},
-      {"(open \"old.txt\" f \"r+\") (readline f) (printout f TWO) (close f)", "old.txt", "one\nTWO\r\n"},
-      {"(open \"old.txt\" f \"w\") (close f)", "old.txt", ""},
-  };
-  for (const auto& c : cases) {
-    program.Eval(c.program);
-    EXPECT_EQ(directory.Read(c.file), c.content) << c.program;
+  for (const auto& [text, file, content] :
+       {std::tuple("(open \"old.txt\" f \"a\") (printout f \"two\" crlf) (close f)", "old.txt", "one\ntwo\r\n"),
+        {"(open \"new.txt\" f \"a\") (printout f x) (close)", "new.txt", "x"},
+        {"(open \"old.txt\" f \"r+\") (readline f) (printout f TWO) (close f)", "old.txt", "one\nTWO\r\n"},
+        {"(open \"old.txt\" f \"w\") (close f)", "old.txt", ""}}) {
+    program.Eval(text);
+    EXPECT_EQ(directory.Read(file), content) << text;
   }
 }
 

@@ -53,9 +53,7 @@ TEST(TokenTree, AKeyedMemoryGivesTheTokensOfOneValueAlone) {
   TInferenceEngine engine;
   TKBTokenTree tree(101, 0, 0, "__Data", false);
   for (int i = 0; i < 300; ++i) tree.Add(MakeToken(engine, i, i % 3 == 0 ? 7 : 7 + 101));
-  EXPECT_EQ(Ids(tree, 7).size(), 100U);
-  EXPECT_EQ(Ids(tree, 108).size(), 200U);
-  EXPECT_TRUE(Ids(tree, 9).empty());
+  for (const auto& [key, count] : {std::pair(7, 100U), {108, 200U}, {9, 0U}}) EXPECT_EQ(Ids(tree, key).size(), count);
   tree.Clear();
   EXPECT_TRUE(tree.IsEmpty());
   EXPECT_TRUE(Ids(tree, 7).empty());
@@ -113,14 +111,12 @@ TEST(TokenTree, MayChangeWhileItIsScanned) {
   TInferenceEngine engine;
   TKBTokenTree tree(101, 0, 0, "__Data", false);
   std::vector<IReteToken> tokens;
-  for (int i = 0; i < 5; ++i) tokens.push_back(MakeToken(engine, i, 1));
-  for (const IReteToken& token : tokens) tree.Add(token);
+  for (int i = 0; i < 5; ++i) tree.Add(tokens.emplace_back(MakeToken(engine, i, 1)));
   std::vector<int> ids;
   tree.ScanKey({1}, [&](const IReteToken& token) {
     ids.push_back(token->GetFact()->GetID());
     if (ids.size() == 1) {
-      tree.Remove(*tokens[0]);
-      tree.Remove(*tokens[1]);
+      for (const size_t removed : {0U, 1U}) tree.Remove(*tokens[removed]);
       tree.Add(MakeToken(engine, 9, 1));
     }
     if (ids.size() == 3) tree.Clear();
