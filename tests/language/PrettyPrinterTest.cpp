@@ -151,4 +151,21 @@ TEST_F(PrettyPrinter, RulesReadBack) {
   }
 }
 
+TEST_F(PrettyPrinter, TemplatesReadBack) {
+  engine.Do("(deftype t extends (type INTEGER SYMBOL) (range 0 9) (allowed-symbols a b))");
+  for (const std::string slots :
+       {"(slot a)", "(multislot a (default 1 2))", "(slot a (type INTEGER) (range 1 5) (default 3) (units cm))",
+        "(slot a (type t))", "(slot a (type t) (range 1 2))", "(multislot a (type SYMBOL) (cardinality 0 4))",
+        "(slot a (allowed-values a \"b\" 1 2.5))", "(slot a (allowed-numbers 1 2.5) (allowed-lexemes a \"b\"))",
+        "(slot a (default-dynamic (gensym))) (slot b (type FLOAT))"}) {
+    engine.Do("(deftemplate a \"c\" " + slots + ")");
+    const std::string first = engine.FindFactTemplate("a")->ToString();
+    engine.Do(first);
+    EXPECT_EQ(engine.FindFactTemplate("a")->ToString(), first) << slots;
+  }
+  const std::string type = engine.GetDefinedTypes().FindType("t")->ToString();
+  engine.Do(type);
+  EXPECT_EQ(engine.GetDefinedTypes().FindType("t")->ToString(), type);
+}
+
 }  // namespace
