@@ -80,14 +80,6 @@ TEST(Layers, SourcesIncludeOnlyFoldersOfTheLibrary) {
   for (const auto& source : FilesUnderKB(".cpp")) CheckFile(source, true);
 }
 
-TEST(Layers, HeadersAreGuarded) {
-  for (const auto& header : FilesUnderKB(".h")) {
-    std::ifstream in(fs::path(KB_SOURCE_DIR) / header);
-    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    EXPECT_NE(text.find("#pragma once"), std::string::npos) << header;
-  }
-}
-
 // A source that no list of kb/CMakeLists.txt names would be left out without a word.
 TEST(Layers, EverySourceIsListedInTheBuild) {
   std::ifstream in(fs::path(KB_SOURCE_DIR) / "kb" / "CMakeLists.txt");

@@ -1,12 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <cfloat>
-#include <cmath>
+#include <charconv>
 #include <limits>
-#include <string>
 #include <vector>
 
-#include "kb/common/Helpers.h"
+#include "tests/Dialogue.h"
 
 namespace kb {
 namespace {
@@ -15,104 +12,55 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 TEST(Helpers, WholeTextsAsIntegers) {
-  const struct {
-    const char* text;
-    std::optional<int32_t> value;
-  } cases[] = {
-      {"0", 0},
-      {"+7", 7},
-      {"-7", -7},
-      {"007", 7},
-      {"2147483647", INT32_MAX},
-      {"2147483648", std::nullopt},
-      {"-2147483648", INT32_MIN},
-      {"-2147483649", std::nullopt},
-      {"99999999999999999999999", std::nullopt},
-      {"0x1F", 31},
-      {"-0xff", -255},
-      {"0xFFFFFFFF", -1},
-      {"0x100000000", std::nullopt},
-      {"0x", std::nullopt},
-      {"", std::nullopt},
-      {"-", std::nullopt},
-      {"--1", std::nullopt},
-      {"+-1", std::nullopt},
-      {"1 ", std::nullopt},
-      {" 1", std::nullopt},
-      {"1a", std::nullopt},
-      {"1.0", std::nullopt},
+  const auto parsed = [](const std::string& text) {
+    const std::optional<int32_t> value = ParseInteger(text);
+    return value ? std::to_string(*value) : "none";
   };
-  for (const auto& c : cases) EXPECT_EQ(ParseInteger(c.text), c.value) << c.text;
+  kbtest::ExpectAnswers(parsed, R"(
+    0 --> 0 ;; +7 --> 7 ;; -7 --> -7 ;; 007 --> 7 ;; 2147483647 --> 2147483647 ;; 2147483648 --> none
+    -2147483648 --> -2147483648 ;; -2147483649 --> none ;; 99999999999999999999999 --> none ;; 0x1F --> 31
+    -0xff --> -255 ;; 0xFFFFFFFF --> -1 ;; 0x100000000 --> none ;; 0x --> none ;; --> none ;; - --> none ;; --1 --> none
+    +-1 --> none ;; 1\s --> none ;; \s1 --> none ;; 1a --> none ;; 1.0 --> none
+  )");
 }
 
 TEST(Helpers, WholeTextsAsFloats) {
-  const struct {
-    const char* text;
-    std::optional<double> value;
-  } cases[] = {
-      {"1", 1.0},
-      {"+1.5", 1.5},
-      {"-.5", -0.5},
-      {"5.", 5.0},
-      {"1e3", 1000.0},
-      {"1E-2", 0.01},
-      {"1e400", std::nullopt},
-      {"-1e-400", -0.0},
-      {"0e999999999999999999999", 0.0},
-      {"1e-999999999999999999999", 0.0},
-      {".", std::nullopt},
-      {"", std::nullopt},
-      {"+", std::nullopt},
-      {"1e", std::nullopt},
-      {"1e+", std::nullopt},
-      {"1.2.3", std::nullopt},
-      {"+-1", std::nullopt},
-      {"inf", std::nullopt},
-      {"nan", std::nullopt},
-      {"0x10", std::nullopt},
-      {"1,5", std::nullopt},
-      {"1 ", std::nullopt},
+  const auto parsed = [](const std::string& text) {
+    const std::optional<double> value = ParseFloat(text);
+    char digits[32];
+    return value ? std::string(digits, std::to_chars(digits, digits + 32, *value).ptr) : "none";
   };
-  for (const auto& c : cases) EXPECT_EQ(ParseFloat(c.text), c.value) << c.text;
+  kbtest::ExpectAnswers(parsed, R"(
+    1 --> 1 ;; +1.5 --> 1.5 ;; -.5 --> -0.5 ;; 5. --> 5 ;; 1e3 --> 1000 ;; 1E-2 --> 0.01
+    1e400 --> none ;; -1e-400 --> -0 ;; 0e999999999999999999999 --> 0 ;; 1e-999999999999999999999 --> 0
+    . --> none ;; --> none ;; + --> none ;; 1e --> none ;; 1e+ --> none ;; 1.2.3 --> none ;; +-1 --> none
+    inf --> none ;; nan --> none ;; 0x10 --> none ;; 1,5 --> none ;; 1\s --> none
+  )");
   // Out of range because of its digits rather than its exponent.
   EXPECT_EQ(ParseFloat(std::string(400, '9')), std::nullopt);
   EXPECT_EQ(ParseFloat("0." + std::string(400, '0') + "1e5"), 0.0);
 }
 
 TEST(Helpers, FloatsPrintWithFourDecimals) {
-  EXPECT_EQ(FloatToString(1.0), "1.0000");
-  EXPECT_EQ(FloatToString(-0.00004), "-0.0000");
-  EXPECT_EQ(FloatToString(1.00006), "1.0001");
-  EXPECT_EQ(FloatToString(1e15), "1000000000000000.0000");
+  const auto printed = [](const std::string& text) { return FloatToString(std::stod(text)); };
+  kbtest::ExpectAnswers(printed, R"(
+    1 --> 1.0000 ;; -0.00004 --> -0.0000 ;; 1.00006 --> 1.0001 ;; 1e15 --> 1000000000000000.0000 ;; inf --> inf
+    -nan --> nan
+  )");
   EXPECT_EQ(FloatToString(-DBL_MAX).size(), 1U + 309U + 5U);
-  EXPECT_EQ(FloatToString(kInfinity), "inf");
-  EXPECT_EQ(FloatToString(-kNaN), "nan");
 }
 
 TEST(Helpers, FloatsToIntegersAreNeverUndefined) {
-  const struct {
-    double value;
-    int32_t truncated;
-    int32_t rounded;
-  } cases[] = {
-      {2.5, 2, 2},
-      {3.5, 3, 4},
-      {-2.5, -2, -2},
-      {-3.5, -3, -4},
-      {2.4999, 2, 2},
-      {-2.6, -2, -3},
-      {0.49999999999999994, 0, 0},
-      {kNaN, 0, 0},
-      {kInfinity, INT32_MAX, INT32_MAX},
-      {-kInfinity, INT32_MIN, INT32_MIN},
-      {2147483646.5, 2147483646, 2147483646},
-      {1e300, INT32_MAX, INT32_MAX},
-      {-2147483648.5, INT32_MIN, INT32_MIN},
+  const auto cut = [](const std::string& text) {
+    const double value = std::stod(text);
+    return std::to_string(TruncateToInt32(value)) + " " + std::to_string(RoundToInt32(value));
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(TruncateToInt32(c.value), c.truncated) << c.value;
-    EXPECT_EQ(RoundToInt32(c.value), c.rounded) << c.value;
-  }
+  kbtest::ExpectAnswers(cut, R"(
+    2.5 --> 2 2 ;; 3.5 --> 3 4 ;; -2.5 --> -2 -2 ;; -3.5 --> -3 -4 ;; 2.4999 --> 2 2 ;; -2.6 --> -2 -3
+    0.49999999999999994 --> 0 0 ;; nan --> 0 0 ;; inf --> 2147483647 2147483647 ;; -inf --> -2147483648 -2147483648
+    2147483646.5 --> 2147483646 2147483646 ;; 1e300 --> 2147483647 2147483647
+    -2147483648.5 --> -2147483648 -2147483648
+  )");
 }
 
 TEST(Helpers, FloatEqualsKnowsSpecialNumbers) {
@@ -150,12 +98,16 @@ TEST(Helpers, ComparisonWithoutCase) {
 }
 
 TEST(Helpers, CopiesGetTheNextName) {
-  EXPECT_EQ(RenameCopy("x"), "x_1");
-  EXPECT_EQ(RenameCopy("x_1"), "x_2");
-  EXPECT_EQ(RenameCopy("x_9"), "x_10");
-  EXPECT_EQ(RenameCopy("x_99999999999999999999"), "x_100000000000000000000");
-  EXPECT_EQ(RenameCopy("x_"), "x__1");
-  EXPECT_EQ(RenameCopy("x_1a"), "x_1a_1");
+  kbtest::ExpectAnswers([](const std::string& name) { return RenameCopy(name); }, R"(
+    x --> x_1 ;; x_1 --> x_2 ;; x_9 --> x_10 ;; x_99999999999999999999 --> x_100000000000000000000 ;; x_ --> x__1
+    x_1a --> x_1a_1
+  )");
+}
+
+TEST(Helpers, WrapKeepsLinesShortAndWordsWhole) {
+  kbtest::ExpectAnswers([](const std::string& text) { return WrapText(text, "|", 5); },
+                        "aa bb cc --> aa bb|cc ;; ää öö --> ää öö ;; aaaaaaaa bb --> aaaaaaaa|bb ;; -->");
+  EXPECT_EQ(WrapText("aa bb cc", "|", 4), "aa|bb|cc");
 }
 
 TEST(Helpers, TextTools) {
@@ -169,14 +121,6 @@ TEST(Helpers, TextTools) {
   EXPECT_EQ(PadNumber(-7, 3), "-007");
   EXPECT_EQ(PadNumber(12345, 3), "12345");
   EXPECT_EQ(FormatText("%s-%d-%s-%x%", {"%s", "2"}), "%s-2--%x%");
-}
-
-TEST(Helpers, WrapKeepsLinesShortAndWordsWhole) {
-  EXPECT_EQ(WrapText("aa bb cc", "|", 5), "aa bb|cc");
-  EXPECT_EQ(WrapText("aa bb cc", "|", 4), "aa|bb|cc");
-  EXPECT_EQ(WrapText("aaaaaaaa bb", "|", 3), "aaaaaaaa|bb");
-  EXPECT_EQ(WrapText("ää öö", "|", 5), "ää öö");
-  EXPECT_EQ(WrapText("", "|", 5), "");
 }
 
 TEST(Helpers, CodePoints) {

@@ -1,17 +1,15 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <streambuf>
-#include <string>
 #include <vector>
 
-#include "kb/common/Helpers.h"
 #include "kb/common/TextStream.h"
 #include "kb/platform/Encoding.h"
 #include "kb/platform/Exceptions.h"
+#include "tests/Dialogue.h"
 
 namespace kb {
 namespace {
@@ -48,9 +46,7 @@ class TextStreamFile : public testing::Test {
 
 TEST(TextStream, CharactersAreCodePointsAndTheEndIsZero) {
   TGTextStream stream("a\xE2\x82\xAC\0z"s);
-  EXPECT_EQ(stream.GetChar(), U'a');
-  EXPECT_EQ(stream.GetChar(), 0x20ACU);
-  EXPECT_EQ(stream.GetChar(), 0U);
+  for (const char32_t expected : {U'a', U'\u20AC', U'\0'}) EXPECT_EQ(stream.GetChar(), expected);
   EXPECT_FALSE(stream.IsEof());
   EXPECT_EQ(stream.GetChar(), U'z');
   EXPECT_TRUE(stream.IsEof());
@@ -84,10 +80,7 @@ TEST(TextStream, LinesEndInAnyWay) {
 
 TEST(TextStream, SkippingStopsAtOneLineEnd) {
   TGTextStream stream(" \t\x01\r\n  \n\r x \0"s);
-  EXPECT_TRUE(stream.SkipInLineSpaces());
-  EXPECT_TRUE(stream.SkipInLineSpaces());
-  EXPECT_TRUE(stream.SkipInLineSpaces());
-  EXPECT_FALSE(stream.SkipInLineSpaces());
+  for (const bool lineEnd : {true, true, true, false}) EXPECT_EQ(stream.SkipInLineSpaces(), lineEnd);
   EXPECT_EQ(stream.GetChar(), U'x');
   EXPECT_FALSE(stream.SkipInLineSpaces());
   EXPECT_TRUE(stream.IsEof());
@@ -124,13 +117,14 @@ TEST(TextStream, StringsAreWrittenAtThePosition) {
   stream.Put("hello");
   stream.PutLine(" you");
   EXPECT_EQ(stream.GetText(), "hello you\r\n");
-  stream.Seek(0, soBeginning);
-  stream.Put("J");
+  const auto putFirst = [&stream](std::string_view text) {
+    stream.Seek(0, soBeginning);
+    stream.Put(text);
+  };
+  putFirst("J");
   EXPECT_EQ(stream.GetLine(), "ello you");
-  stream.Seek(0, soBeginning);
-  stream.Put("\xE2\x82\xAC");
-  stream.Seek(0, soBeginning);
-  stream.Put("x");  // over the first byte of three
+  putFirst("\xE2\x82\xAC");
+  putFirst("x");  // over the first byte of three
   EXPECT_EQ(stream.GetText(), "xlo you\r\n");
   EXPECT_TRUE(IsValidUTF8(stream.GetText()));
 }
@@ -220,31 +214,24 @@ TEST(TextStream, WritesToAStandardStreamInItsEncoding) {
 }
 
 TEST_F(TextStreamFile, CreateAndAppendWriteTheMarkOnce) {
-  {
-    TGTextStream stream(path_, tmCreate, TEncoding::UTF8WithMark());
-    stream.Put("one");
-  }
-  {
-    TGTextStream stream(path_, tmAppend, TEncoding::UTF8WithMark());
-    stream.PutLine("two");
-  }
+  TGTextStream(path_, tmCreate, TEncoding::UTF8WithMark()).Put("one");
+  TGTextStream(path_, tmAppend, TEncoding::UTF8WithMark()).PutLine("two");
   EXPECT_EQ(BytesOf(path_), "\xEF\xBB\xBFonetwo\r\n");
   TGTextStream reader(path_, tmRead);
   EXPECT_EQ(reader.GetLine(), "onetwo");
   EXPECT_EQ(reader.GetEncoding(), TEncoding::UTF8WithMark());
-
   TGTextStream(path_, tmCreate).Put("new");
   EXPECT_EQ(BytesOf(path_), "new");
-}
-
-TEST_F(TextStreamFile, AppendMakesAMissingFile) {
+  std::filesystem::remove(path_);
   TGTextStream(path_, tmAppend).Put("x");
   EXPECT_EQ(BytesOf(path_), "x");
 }
 
 TEST_F(TextStreamFile, ReadWriteChangesTheFileInPlaceAndKeepsItsEncoding) {
-  const TEncoding* wide = TEncoding::UTF16LE();
-  Write(std::string(wide->Preamble()) + wide->Encode("hello"));
+  const auto wide = [](std::string_view text) {
+    return std::string(TEncoding::UTF16LE()->Preamble()) + TEncoding::UTF16LE()->Encode(text);
+  };
+  Write(wide("hello"));
   {
     TGTextStream stream(path_, tmReadWrite);
     EXPECT_EQ(stream.GetChar(), U'h');
@@ -253,48 +240,32 @@ TEST_F(TextStreamFile, ReadWriteChangesTheFileInPlaceAndKeepsItsEncoding) {
     stream.Seek(0, soEnd);
     stream.Put("!");
     stream.Flush();
-    EXPECT_EQ(BytesOf(path_), std::string(wide->Preamble()) + wide->Encode("hEllo!"));
+    EXPECT_EQ(BytesOf(path_), wide("hEllo!"));
     stream.Put("?");
   }
-  EXPECT_EQ(BytesOf(path_), std::string(wide->Preamble()) + wide->Encode("hEllo!?"));
+  EXPECT_EQ(BytesOf(path_), wide("hEllo!?"));
 }
 
 TEST_F(TextStreamFile, ErrorsNameThePath) {
-  const auto messageOf = [](const std::filesystem::path& path, TTextFileMode mode) -> std::string {
-    try {
-      TGTextStream stream(path, mode);
-    } catch (const EStreamError& error) {
-      return error.what();
-    }
-    return "no error";
+  const auto faultNames = [](const std::filesystem::path& path, const std::string& name, TTextFileMode mode) {
+    EXPECT_THAT(kbtest::MessageOf([&] { TGTextStream stream(path, mode); }), testing::HasSubstr(name));
   };
   const std::string name = path_.string();
-  EXPECT_THAT(messageOf(path_, tmRead), testing::HasSubstr(name));
-  EXPECT_THAT(messageOf(path_, tmReadWrite), testing::HasSubstr(name));
+  faultNames(path_, name, tmRead);
+  faultNames(path_, name, tmReadWrite);
   EXPECT_FALSE(std::filesystem::exists(path_));
-  EXPECT_THAT(messageOf(path_ / "below", tmCreate), testing::HasSubstr(name));
-  EXPECT_THAT(messageOf(testing::TempDir(), tmRead), testing::HasSubstr(testing::TempDir()));
-
+  faultNames(path_ / "below", name, tmCreate);
+  faultNames(testing::TempDir(), testing::TempDir(), tmRead);
   Write("x");
   TGTextStream reader(path_, tmRead);
-  try {
-    reader.Put("y");
-    FAIL() << "a stream for reading was written";
-  } catch (const EStreamError& error) {
-    EXPECT_THAT(error.what(), testing::HasSubstr(name));
-  }
+  EXPECT_THAT(kbtest::MessageOf([&] { reader.Put("y"); }), testing::HasSubstr(name));
 }
 
 TEST(TextStream, AFullDeviceIsReportedByFlush) {
   const std::filesystem::path full("/dev/full");
   if (!std::filesystem::exists(full)) GTEST_SKIP() << "no device that refuses output";
   TGTextStream stream(full, tmCreate);
-  EXPECT_THROW(
-      {
-        stream.Put("x");
-        stream.Flush();
-      },
-      EStreamError);
+  EXPECT_THROW((stream.Put("x"), stream.Flush()), EStreamError);
 }
 
 }  // namespace

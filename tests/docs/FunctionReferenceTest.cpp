@@ -3,10 +3,9 @@
 
 #include <fstream>
 #include <iterator>
-#include <string>
 
 #include "apps/kbdoc/FunctionReference.h"
-#include "kb/engine/InferenceEngine.h"
+#include "tests/Program.h"
 
 namespace {
 
@@ -45,18 +44,15 @@ TEST(FunctionReference, TheDocumentIsUpToDate) {
 }
 
 TEST(FunctionReference, DamagedExamplesTellTheLine) {
-  const auto message = [](const char* text) -> std::string {
-    try {
-      (void)kbdoc::ReadExamples(text);
-    } catch (const std::exception& error) {
-      return error.what();
-    }
-    return {};
+  const auto message = [](const std::string& text) {
+    return kbtest::MessageOf([&] { (void)kbdoc::ReadExamples(text); });
   };
-  EXPECT_EQ(message("x"), "Examples, line 1: text in front of the first block");
-  EXPECT_EQ(message("== a\n(a)\n== b\n"), "Examples, line 3: the block before has no output");
-  EXPECT_EQ(message("== a\n--\n== a\n"), "Examples, line 3: a second block of this name");
-  EXPECT_EQ(message("== a\n(a)\n"), "Examples, line 2: the last block has no output");
+  kbtest::ExpectAnswers(message, R"(
+    x --> Examples, line 1: text in front of the first block
+    == a\n(a)\n== b\n --> Examples, line 3: the block before has no output
+    == a\n--\n== a\n --> Examples, line 3: a second block of this name
+    == a\n(a)\n --> Examples, line 2: the last block has no output
+  )");
 }
 
 }  // namespace

@@ -1,15 +1,12 @@
-#include <gtest/gtest.h>
-
 #include <fstream>
-#include <sstream>
-#include <string>
-#include <vector>
 
-#include "kb/engine/InferenceEngine.h"
+#include "tests/Program.h"
 #include "tests/engine/EngineInvariants.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 std::string TextOf(const std::string& path) {
   std::ifstream file(std::string(KB_SOURCE_DIR) + "/" + path);
@@ -33,24 +30,23 @@ std::string Outcome(TInferenceEngine& engine) {
 }
 
 const std::vector<std::string> kPrograms[] = {
-    {"examples/orders/orders.clp"},      {"examples/planner/planner.clp", "examples/planner/jobs.clp"},
-    {"tests/programs/addresses.clp"},    {"tests/programs/backward-chaining.clp"},
-    {"tests/programs/control-flow.clp"}, {"tests/programs/focus.clp"},
-    {"tests/programs/globals.clp"},      {"tests/programs/modify.clp"},
-    {"tests/programs/modules.clp"},      {"tests/programs/multifields.clp"},
-    {"tests/programs/negation.clp"},     {"tests/programs/salience.clp"},
+    {"examples/orders/orders.clp"},     {"examples/planner/planner.clp", "examples/planner/jobs.clp"},
+    {"tests/programs/addresses.clp"},   {"tests/programs/backward-chaining.clp"},
+    {"tests/programs/focus.clp"},       {"tests/programs/globals.clp"},
+    {"tests/programs/modify.clp"},      {"tests/programs/modules.clp"},
+    {"tests/programs/multifields.clp"}, {"tests/programs/negation.clp"},
+    {"tests/programs/salience.clp"},
 };
 
 TEST(Copy, RunsOnLikeItsSourceWhereverTheSourceStands) {
   for (const auto& files : kPrograms) {
     for (const int firings : {0, 1, 5, 20}) {
       SCOPED_TRACE(files.front() + " after " + std::to_string(firings) + " firings");
-      TInferenceEngine source;
-      for (const std::string& file : files) source.Parse(TextOf(file), true);
+      TEngine source;
+      for (const std::string& file : files) source.Do(TextOf(file));
       source.Reset();
       source.Run(firings);
-      TInferenceEngine copy;
-      copy.Parse("(deffacts old (x)) (defmodule gone) (defrule gone::q (y) =>)", true);
+      TEngine copy("(deffacts old (x)) (defmodule gone) (defrule gone::q (y) =>)");
       copy.Assign(source);
       EXPECT_EQ(kbtest::TEngineWalk(copy).Findings(), "");
       EXPECT_EQ(kbtest::SortedActivations(copy), kbtest::SortedActivations(source));
@@ -66,19 +62,17 @@ TEST(Copy, RunsOnLikeItsSourceWhereverTheSourceStands) {
 }
 
 TEST(Copy, AndSourceChangeWithoutEachOther) {
-  TInferenceEngine source;
-  source.Parse(TextOf("examples/orders/orders.clp"), true);
+  TEngine source(TextOf("examples/orders/orders.clp"));
   source.Reset();
   source.Run(5);
   TInferenceEngine reference;
   reference.Assign(source);
-  TInferenceEngine copy;
+  TEngine copy;
   copy.Assign(source);
 
-  copy.Parse(
+  copy.Do(
       "(deftemplate MAIN::line (slot order)) (deftype MAIN::country extends (type SYMBOL)) (deffunction euros (?c) 0)"
-      "(defrule MAIN::work => (halt)) (assert (order (id 9)))",
-      true);
+      "(defrule MAIN::work => (halt)) (assert (order (id 9)))");
   copy.RemoveModule(copy.FindModule("PRICING"));
   copy.Reset();
   copy.Run();

@@ -1,88 +1,41 @@
-#include <gtest/gtest.h>
-
-#include <memory>
-
-#include "kb/engine/InferenceEngine.h"
-#include "kb/matching/ReteNetwork.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
 
-TEST(Engine, ANewEngineHoldsTheMainModuleAndTheInitialFact) {
-  const TInferenceEngine engine;
-  EXPECT_EQ(engine.GetModules().GetCount(), 1);
-  EXPECT_EQ(engine.GetCurrentModule()->GetName(), "MAIN");
-  EXPECT_EQ(engine.GetFocusStack().GetCount(), 1);
-  ASSERT_EQ(engine.GetFacts().GetCount(), 1);
-  EXPECT_EQ(engine.GetFacts().Get(0)->GetToIDString(), "f-0 (Initial-Fact)");
-  EXPECT_EQ(engine.GetFactIdCounter(), 1);
-  EXPECT_TRUE(engine.ContainsUserFunction("printout"));
-}
+using kbtest::TEngine;
 
 TEST(Engine, ClearKeepsBuiltInsAndGlobalsAndResetBringsTheInitialFactBack) {
-  TInferenceEngine engine;
-  engine.Parse(
+  kbtest::TProgram program(
       "(defglobal ?*g* = 3) (deffunction f () 1) (deftemplate t (slot a)) (defrule r (t) =>) (assert (t (a 1)))"
-      "(deffacts s (x 1) (x 2))",
-      true);
-  engine.Clear();
-  EXPECT_EQ(engine.GetFacts().GetCount(), 0);
-  EXPECT_EQ(engine.GetRules().GetCount(), 0);
-  EXPECT_EQ(engine.GetFactSets().GetCount(), 0);
-  EXPECT_EQ(engine.GetAgendaCount(), 0);
-  EXPECT_EQ(engine.FindFactTemplate("t"), nullptr);
-  EXPECT_FALSE(engine.ContainsUserFunction("f"));
-  EXPECT_TRUE(engine.ContainsUserFunction("+"));
-  EXPECT_TRUE(engine.GetGlobalVariables().ContainsKey("*g*"));
-  EXPECT_EQ(engine.Assert("(t 1)"), 0);
-  engine.Parse("(deffacts s (x 1) (x 2))", true);
-  engine.Reset();
-  ASSERT_EQ(engine.GetFacts().GetCount(), 3);
-  EXPECT_EQ(engine.GetFacts().Get(2)->ToString(), "(Initial-Fact)");
+      "(deffacts s (x 1) (x 2))");
+  program.Expect(R"(
+    (clear) (facts) (list-defrules) (list-deffacts) (agenda)
+      --> TRUE\nFor a total of 0 facts.\nfor a total of 0 rules.\nfor a total of 0 deffacts.\nfor a total of 0 activations.
+    (is-deftemplate t) (is-deffunction f) (is-deffunction +) ?*g* --> FALSE\nFALSE\nTRUE\n3
+    (assert (t 1)) (deffacts s (x 1) (x 2)) (reset) (facts)
+      --> <Fact-0>\nTRUE\nf-0 (x 1 )\nf-1 (x 2 )\nf-2 (Initial-Fact)\nFor a total of 3 facts.
+  )");
 }
 
 TEST(Engine, ResetEvaluatesFactSetsAndGlobalsAfresh) {
-  TInferenceEngine engine;
-  engine.Parse("(defglobal ?*n* = 1) (deffacts s (x (+ ?*n* 1)))", true);
-  engine.Parse("(bind ?*n* 10)", true);
-  engine.Reset();
-  EXPECT_EQ(engine.GetFacts().Get(0)->ToString(), "(x 11 )");
-  EXPECT_EQ(engine.GetGlobalContext().GetVariable("*n*")->GetAsInteger(), 1);
-  engine.SetResetGlobals(false);
-  engine.Parse("(bind ?*n* 10)", true);
-  engine.Reset();
-  EXPECT_EQ(engine.GetGlobalContext().GetVariable("*n*")->GetAsInteger(), 10);
-}
-
-TEST(Engine, SymbolsNeverGoBack) {
-  TInferenceEngine engine;
-  EXPECT_EQ(engine.GenerateSymbol("gen"), "gen0");
-  EXPECT_EQ(engine.GenerateSymbol("gen"), "gen1");
-  engine.SetSymbolIndex(0);
-  EXPECT_EQ(engine.GenerateSymbol("gen"), "gen3");
-}
-
-TEST(Engine, SettingsAreClampedAndPackagesComeAndGo) {
-  TInferenceEngine engine;
-  engine.SetMinActivationStrength(1.5F);
-  EXPECT_EQ(engine.GetMinActivationStrength(), 1.0F);
-  EXPECT_EQ(engine.GetRete().GetMinActivationStrength(), 1.0F);
-  engine.SetPackages(pStandard);
-  EXPECT_FALSE(engine.ContainsUserFunction("+"));
-  EXPECT_TRUE(engine.ContainsUserFunction("if"));
-  engine.SetPackages({pStandard, pMath});
-  EXPECT_TRUE(engine.ContainsUserFunction("+"));
+  kbtest::TProgram program("(defglobal ?*n* = 1) (deffacts s (x (+ ?*n* 1)))");
+  program.Eval("(bind ?*n* 10) (reset)");
+  program.Expect(R"((facts 0 0) ?*n* --> f-0 (x 11 )\nFor a total of 1 facts.\n1)");
+  program.engine.SetResetGlobals(false);
+  program.Eval("(bind ?*n* 10) (reset)");
+  program.Expect("?*n* --> 10");
 }
 
 TEST(Engine, AWrapperThatRaisesLeavesTheParserOnItsStream) {
-  TInferenceEngine engine;
+  TEngine engine;
   engine.RegisterFunction("inner", [](TFunctionArguments& arguments) -> IKBValue {
     EXPECT_THROW(arguments.Engine().Parse("(defrule", true), EKBParseException);
     return MakeInteger(arguments.Engine().ParseNExecuteFunCall("(+ 1 2)")->GetAsInteger());
   });
   std::string output;
   engine.OnPrintOut = [&](TInferenceEngine&, std::string_view, std::string_view text) { output += text; };
-  engine.Parse("(inner) (+ 2 2)", true);
+  engine.Do("(inner) (+ 2 2)");
   EXPECT_EQ(output, "3\r\n4\r\n");
 }
 
@@ -90,12 +43,10 @@ TEST(Engine, NothingIsAliveAfterDestruction) {
   const int64_t values = TKBValue::LiveCount();
   const int64_t facts = TFact::LiveCount();
   {
-    TInferenceEngine engine;
-    engine.Parse(
+    TEngine engine(
         "(deftemplate p (slot n) (multislot m)) (deffacts s (p (n 1) (m a b)) (q 1 2))"
         "(defrule r ?f <- (p (n ?x) (m $? ?y)) (not (z ?x)) => (assert (z ?x)) (modify ?f (n 5)))"
-        "(deffunction f (?a) (create$ ?a ?a)) (defglobal ?*g* = (f 1))",
-        true);
+        "(deffunction f (?a) (create$ ?a ?a)) (defglobal ?*g* = (f 1))");
     engine.Reset();
     engine.Run();
     engine.Clear();

@@ -1,50 +1,22 @@
 // Modules: what they share, how facts travel between them, names, order and removal.
-#include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
-#include "kb/engine/InferenceEngine.h"
-#include "kb/platform/Exceptions.h"
+#include "tests/Program.h"
 #include "tests/engine/EngineInvariants.h"
 
 namespace {
 
-using kb::IFact;
-using kb::IFactTemplate;
-using kb::IModule;
-using kb::IModuleImport;
-using kb::MakeRef;
-using kb::TInferenceEngine;
-using kb::TModule;
-using kb::TModuleImportExport;
-using kbtest::TEngineWalk;
+using kb::IFact, kb::IFactTemplate, kb::IModule, kb::MakeRef, kb::TInferenceEngine, kb::TModule,
+    kb::TModuleImportExport;
+using kbtest::MessageOf, kbtest::TEngineWalk;
 using TNames = std::vector<std::string>;
 
-class Modules : public testing::Test {
+class Modules : public testing::Test, protected kbtest::TProgram {
  protected:
-  Modules() {
-    engine.OnPrintOut = [this](TInferenceEngine&, std::string_view, std::string_view text) { printed += text; };
-  }
   ~Modules() override { EXPECT_EQ(TEngineWalk(engine).Findings(), ""); }
 
   /// Parses and executes a text; gives the message of the exception, or nothing.
   std::string Do(std::string_view text) {
-    try {
-      engine.Parse(text, true);
-    } catch (const std::exception& error) {
-      return error.what();
-    }
-    return {};
-  }
-  template <class Work>
-  std::string MessageOf(Work&& work) {
-    try {
-      work();
-    } catch (const std::exception& error) {
-      return error.what();
-    }
-    return {};
+    return MessageOf([&] { engine.Do(text); });
   }
   IModule Module(std::string_view name) { return engine.FindModule(name); }
   /// The names of a module's table, but of what the engine makes for every module.
@@ -60,38 +32,27 @@ class Modules : public testing::Test {
   TNames TemplatesOf(std::string_view module) { return NamesOf(*Module(module)->GetFactTemplates()); }
   TNames TypesOf(std::string_view module) { return NamesOf(*Module(module)->GetDefinedTypes()); }
   std::string FactsOf(std::string_view module) { return Module(module)->GetFacts()->GetToIDString(); }
-
-  TInferenceEngine engine;
-  std::string printed;
 };
 
 TEST_F(Modules, AnImportIsWhatIsAskedForAndOffered) {
-  const struct {
-    const char* offers;
-    const char* asks;
-    TNames templates;
-    TNames types;
-  } cases[] = {
-      {"(export ?ALL)", "?ALL", {"a", "b"}, {"t", "u"}},
-      {"(export ?ALL)", "deftemplate b nosuch", {"b"}, {}},
-      {"(export ?ALL)", "deftype ?ALL", {}, {"t", "u"}},
-      {"(export deftemplate A)", "?ALL", {"a"}, {}},
-      {"(export deftype u t) (export deftemplate ?ALL)", "deftype T u", {}, {"u"}},
-      {"(export ?NONE)", "?ALL", {}, {}},
-      {"", "deftemplate a", {}, {}},
-      {"(export ?ALL)", "?NONE", {}, {}},
-  };
-  for (const auto& c : cases) {
+  const auto imported = [this](const std::string& text) {
+    const size_t bar = text.find('|');
     engine.Clear();
-    EXPECT_EQ(Do(std::string("(defmodule M ") + c.offers +
-                 ") (deftype M::t extends (type INTEGER)) (deftype M::u extends (type SYMBOL))"
-                 "(deftemplate M::a (slot x)) (deftemplate M::b (slot x)) (defmodule O (import M " +
-                 c.asks + "))"),
-              "")
-        << c.offers << c.asks;
-    EXPECT_EQ(TemplatesOf("O"), c.templates) << c.offers << c.asks;
-    EXPECT_EQ(TypesOf("O"), c.types) << c.offers << c.asks;
-  }
+    engine.Do("(defmodule M " + text.substr(0, bar) +
+              ") (deftype M::t extends (type INTEGER)) (deftype M::u extends (type SYMBOL))"
+              "(deftemplate M::a (slot x)) (deftemplate M::b (slot x)) (defmodule O (import M " +
+              text.substr(bar + 1) + "))");
+    std::string names;
+    for (const TNames& list : {TemplatesOf("O"), TypesOf("O")}) {
+      for (const std::string& name : list) names += name + " ";
+    }
+    return names + ".";
+  };
+  kbtest::ExpectAnswers(imported, R"(
+    (export ?ALL)|?ALL --> a b t u . ;; (export ?ALL)|deftemplate b nosuch --> b . ;; (export ?NONE)|?ALL --> .
+    (export ?ALL)|deftype ?ALL --> t u . ;; (export deftemplate A)|?ALL --> a . ;; |deftemplate a --> .
+    (export deftype u t) (export deftemplate ?ALL)|deftype T u --> u . ;; (export ?ALL)|?NONE --> .
+  )");
 }
 
 TEST_F(Modules, SharedConstructsAreTheSameObjectsAndNotPassedOn) {
@@ -105,54 +66,44 @@ TEST_F(Modules, SharedConstructsAreTheSameObjectsAndNotPassedOn) {
   EXPECT_EQ(Module("O")->GetFactTemplates()->GetImportCount(), 2) << "a and the initial fact's";
 }
 
-TEST_F(Modules, ListsDriveTheirModes) {
+TEST_F(Modules, AListOfNamesThatEndsExportsNothing) {
   const auto record = MakeRef<TModuleImportExport>(nullptr, "M");
-  record->SetFactTemplates({"a"});
-  EXPECT_EQ(record->GetFactTemplatesShared(), kb::mieCustom);
-  EXPECT_EQ(record->GetDefinedTypesShared(), kb::mieNone);
-  record->SetFactTemplates({});
-  EXPECT_EQ(record->GetFactTemplatesShared(), kb::mieNone);
-  record->SetDefinedTypes({"t"});
-  record->SetDefinedTypesShared(kb::mieAll);
-  EXPECT_TRUE(record->GetDefinedTypes().empty());
-  record->SetDefinedTypes({});
-  EXPECT_EQ(record->GetDefinedTypesShared(), kb::mieAll) << "only a list of names ends with its names";
-  EXPECT_FALSE(record->GetModule()) << "no engine to ask";
+  for (const std::vector<std::string>& names : {TNames{"a"}, TNames{}}) {
+    record->SetFactTemplates(names);
+    EXPECT_EQ(record->GetFactTemplatesShared(), names.empty() ? kb::mieNone : kb::mieCustom);
+  }
 }
 
 TEST_F(Modules, FactsOfSharedTemplatesStandInAllModules) {
   Do("(defmodule M (export deftemplate a)) (deftemplate M::a (slot x)) (assert (a (x 1))) (assert (own 1)) "
-     "(assert (a (x 2)))"
-     "(defmodule O (import M ?ALL)) (assert (mine 1))");
-  int asserted = 0;
-  int retracted = 0;
-  engine.OnAssertion = [&](TInferenceEngine&, const IFact&) { ++asserted; };
-  engine.OnRetraction = [&](TInferenceEngine&, const IFact&) { ++retracted; };
+     "(assert (a (x 2))) (defmodule O (import M ?ALL)) (assert (mine 1))");
+  std::string events;
+  engine.OnAssertion = [&](TInferenceEngine&, const IFact&) { events += "+"; };
+  engine.OnRetraction = [&](TInferenceEngine&, const IFact&) { events += "-"; };
   engine.Assert("(a (x 3))");
   EXPECT_EQ(FactsOf("M"), "f-0 (Initial-Fact)\r\nf-1 (a (x 1))\r\nf-2 (own 1 )\r\nf-3 (a (x 2))\r\nf-5 (a (x 3))");
   EXPECT_EQ(FactsOf("O"), "f-0 (Initial-Fact)\r\nf-1 (a (x 1))\r\nf-3 (a (x 2))\r\nf-4 (mine 1 )\r\nf-5 (a (x 3))");
-  EXPECT_EQ(asserted, 1);
-  EXPECT_EQ(engine.Assert("(a (x 3))"), -1);
-  engine.SetCurrentModule(Module("M"));
-  EXPECT_EQ(engine.Assert("(a (x 3))"), -1) << "it is there as well";
+  for (const char* module : {"O", "M"}) {
+    engine.SetCurrentModule(Module(module));
+    EXPECT_EQ(engine.Assert("(a (x 3))"), -1) << module;
+  }
   engine.Retract(3);
   EXPECT_EQ(Module("O")->GetFacts()->FindFact(3), -1);
-  EXPECT_EQ(retracted, 1);
+  EXPECT_EQ(events, "+-");
   EXPECT_EQ(engine.GetFacts(false)->GetCount(), 5);
   EXPECT_EQ(engine.GetFacts(true)->GetCount(), 9);
 }
 
 TEST_F(Modules, OneInitialFactReachesThemAll) {
   Do("(defmodule A) (defrule A::none (not (thing)) => (printout t none crlf)) (defmodule B)"
-     "(defrule B::always => (printout t always crlf)) (defrule B::tested (test (eq 1 1)) => (printout t "
-     "tested crlf))"
+     "(defrule B::always => (printout t always crlf)) (defrule B::tested (test (eq 1 1)) => (printout t tested crlf))"
      "(set-current-module MAIN)");
   EXPECT_EQ(Module("A")->GetAgenda()->GetCount(), 1) << "the fact was there before the rule";
   engine.Reset();
   EXPECT_EQ(engine.GetFacts(false)->GetCount(), 1);
-  printed.clear();
+  output.clear();
   Do("(focus A B) (run)");
-  EXPECT_EQ(printed, "TRUE\r\nnone\r\ntested\r\nalways\r\n3\r\n");
+  EXPECT_EQ(output, "TRUE\r\nnone\r\ntested\r\nalways\r\n3\r\n");
   // It survives what happens to the module that it came from.
   engine.Clear(Module("MAIN"));
   EXPECT_EQ(Module("A")->GetRules()->GetCount(), 1);
@@ -175,9 +126,9 @@ TEST_F(Modules, TheActionsFocusDoesNotMoveTheRulesFacts) {
   engine.Reset();
   engine.SetCurrentModule(Module("MAIN"));
   engine.PushFocus("A");
-  printed.clear();
+  output.clear();
   EXPECT_EQ(engine.Run(), 3);
-  EXPECT_EQ(printed, "work1\r\nafter\r\n");
+  EXPECT_EQ(output, "work1\r\nafter\r\n");
   EXPECT_EQ(FactsOf("B"), "f-2 (Initial-Fact)\r\nf-4 (job (n 1))");
   EXPECT_EQ(FactsOf("A"), "f-2 (Initial-Fact)\r\nf-3 (log (n 1))\r\nf-4 (job (n 1))\r\nf-5 (finished)");
 }
@@ -189,9 +140,9 @@ TEST_F(Modules, AutoFocusTurnsToTheModuleThatASharedFactWakes) {
      "(deffacts M::ticks (tick 1) (tick 2))");
   engine.Reset();
   engine.PushFocus("M");
-  printed.clear();
+  output.clear();
   engine.Run();
-  EXPECT_EQ(printed, "tick2\r\nwatch2\r\ntick1\r\nwatch1\r\n");
+  EXPECT_EQ(output, "tick2\r\nwatch2\r\ntick1\r\nwatch1\r\n");
   EXPECT_EQ(engine.GetCurrentModule()->GetName(), "MAIN");
 }
 
@@ -227,20 +178,16 @@ TEST_F(Modules, AnImportOfATemplateNeedsItsTypes) {
 }
 
 TEST_F(Modules, NamesFollowARename) {
-  Do("(defmodule A (export ?ALL)) (deftemplate A::a (slot x)) (defrule A::r (a (x ?x)) => ) (deffacts A::s "
-     "(a (x 1)))"
+  Do("(defmodule A (export ?ALL)) (deftemplate A::a (slot x)) (defrule A::r (a (x ?x)) => ) (deffacts A::s (a (x 1)))"
      "(defmodule B (import A ?ALL)) (defrule B::r (a (x ?x)) => )");
-  EXPECT_EQ(MessageOf([&] { Module("A")->SetName("MAIN"); }),
-            "Module \"MAIN\" is reserved name and cannot be used for any other module");
-  EXPECT_EQ(MessageOf([&] { Module("MAIN")->SetName("X"); }),
-            "Module \"MAIN\" is reserved name and cannot be used for any other module");
-  EXPECT_EQ(MessageOf([&] { Module("A")->SetName("B"); }), "Module Name already exists: \"B\"");
+  const std::string reserved = "Module \"MAIN\" is reserved name and cannot be used for any other module";
+  EXPECT_EQ(MessageOf([&] { Module("A")->SetName("MAIN"); }), reserved);
+  EXPECT_EQ(MessageOf([&] { Module("MAIN")->SetName("X"); }), reserved);
   EXPECT_EQ(MessageOf([&] { Module("A")->SetName("a b"); }), "\"a b\" contains unexpected character: \" \"");
   EXPECT_EQ(MessageOf([&] { engine.RenameModule("A", "B"); }), "Module Name already exists: \"B\"");
   engine.RenameModule("A", "C");
   ASSERT_TRUE(Module("C") && !Module("A"));
   EXPECT_EQ(Module("B")->GetImportModule(0)->GetModuleName(), "C");
-  Module("C")->GetRules()->FindRule("r")->SetAutoFocus(true);
   engine.Reset();
   EXPECT_EQ(Module("C")->GetAgenda()->GetCount(), 1);
   // A template is renamed wherever it stands, and what names it follows.
@@ -300,16 +247,15 @@ TEST_F(Modules, AModuleMayGoWhileItWorks) {
   });
   Do("(defmodule A (export ?ALL)) (deftemplate A::a (slot x)) (defmodule B (import A ?ALL))"
      "(defrule B::last (a (x ?x)) => (drop B) (printout t gone crlf)) (assert (a (x 1))) (focus B)");
-  printed.clear();
+  output.clear();
   engine.Run();
-  EXPECT_EQ(printed, "gone\r\n");
+  EXPECT_EQ(output, "gone\r\n");
   EXPECT_FALSE(Module("B"));
   Do("(defmodule C (import A ?ALL)) (defmodule D (import A ?ALL)) (defrule D::r (a (x ?x)) => )");
   EXPECT_EQ(Do("(defrule C::mid (a (x ?x&:(drop C))) => )"), "No such module with name=C exists");
   EXPECT_FALSE(Module("C")) << "priming the rule has met a fact";
   Do("(defmodule C (import A ?ALL)) (defrule C::mid (a (x ?x&:(> ?x 5)&:(drop C))) => ) (defmodule E (import "
-     "A ?ALL))"
-     "(defrule E::mid (a (x ?x&:(> ?x 7)&:(drop E))) => )");
+     "A ?ALL))(defrule E::mid (a (x ?x&:(> ?x 7)&:(drop E))) => )");
   engine.SetCurrentModule(Module("A"));
   EXPECT_GE(engine.Assert("(a (x 9))"), 0);
   EXPECT_FALSE(Module("C") || Module("E"));
@@ -334,23 +280,21 @@ TEST_F(Modules, TheLastModuleLeavesNothingToWorkOn) {
 
 TEST_F(Modules, ATextOfTheWholeModuleReadsBack) {
   Do("(defmodule M \"source\" (export ?ALL)) (deftype M::t extends (type INTEGER) (range 0 9))"
-     "(deftemplate M::a (slot x (type t))) (defmodule O \"the module\" (export deftemplate b) (import M "
-     "?ALL))"
-     "(deftype O::sub extends (type t) (range 2 5)) (deftemplate O::b (slot y))"
-     "(deftemplate O::c extends b (slot z)) (deftemplate O::b (slot y (type sub))) (defrule O::r (a (x ?x)) "
-     "(b (y ?x)) => (assert (c (y ?x))))"
+     "(deftemplate M::a (slot x (type t))) (defmodule O \"the module\" (export deftemplate b) (import M ?ALL))"
+     "(deftype O::sub extends (type t) (range 2 5)) (deftemplate O::b (slot y)) (deftemplate O::c extends b (slot z))"
+     "(deftemplate O::b (slot y (type sub))) (defrule O::r (a (x ?x)) (b (y ?x)) => (assert (c (y ?x))))"
      "(deffacts O::f (b (y 3))) (assert (b (y 2))) (assert (a (x 2)))");
   const std::string own = Module("O")->GetExpertSystem(false, false);
-  const std::string all = Module("O")->GetExpertSystem(true, true);
+  const std::string all = kb::ReplaceAll(Module("O")->GetExpertSystem(true, true), "\r\n", "\n");
   EXPECT_EQ(own.find("M::a"), std::string::npos);
   EXPECT_EQ(own.find(";"), std::string::npos);
-  EXPECT_NE(all.find("\r\n; *************************\r\n; Module:                     O\r\n"
-                     "; Number of Defined Types:    2\r\n; Number of Fact Templates:   5\r\n"
-                     "; Number of Rules:            1\r\n; Number of Fact Sets:        1\r\n"
-                     "; Number of Facts:            3\r\n\r\n(defmodule O \"the module\"\r\n"),
-            std::string::npos)
-      << all;
-  EXPECT_NE(all.find("; *************************\r\n; Facts \r\n(assert\r\n"), std::string::npos) << all;
+  for (const char* part : {"\n; *************************\n; Module:                     O\n"
+                           "; Number of Defined Types:    2\n; Number of Fact Templates:   5\n"
+                           "; Number of Rules:            1\n; Number of Fact Sets:        1\n"
+                           "; Number of Facts:            3\n\n(defmodule O \"the module\"\n",
+                           "; *************************\n; Facts \n(assert\n"}) {
+    EXPECT_NE(all.find(part), std::string::npos) << all;
+  }
   engine.RemoveModule(Module("O"));
   EXPECT_EQ(Do(own), "");
   EXPECT_EQ(Module("O")->GetExpertSystem(false, false), own);

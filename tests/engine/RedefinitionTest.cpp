@@ -1,22 +1,14 @@
 // Redefinition of templates, types, modules, rules and fact sets: what stays, what goes, and that nothing dangles.
-#include <gtest/gtest.h>
 
 #include <random>
-#include <string>
-#include <vector>
 
-#include "kb/engine/InferenceEngine.h"
+#include "tests/Program.h"
 #include "tests/engine/EngineInvariants.h"
 
 namespace {
 
-using kb::IFact;
-using kb::IFactTemplate;
-using kb::IKBDefinedType;
-using kb::IModule;
-using kb::TInferenceEngine;
-using kbtest::SortedActivations;
-using kbtest::TEngineWalk;
+using kb::IFactTemplate, kb::IKBDefinedType, kb::IModule, kb::TInferenceEngine;
+using kbtest::TEngine, kbtest::SortedActivations, kbtest::TEngineWalk;
 
 /// Does to an engine what a host may do, at random, but the same for the same seed.
 class TTormentor {
@@ -26,13 +18,8 @@ class TTormentor {
   /// One change; tells what it was. Refusals are part of the game.
   std::string Step() {
     engine_.SetDuplicateConstructs(static_cast<kb::TDuplicateConstructs>(Chance(70) ? 0 : Below(3)));
-    std::string done;
-    try {
-      done = Act();
-    } catch (const std::exception& error) {
-      return done_ + " !" + error.what();
-    }
-    return done;
+    const std::string fault = kbtest::MessageOf([this] { Act(); });
+    return done_ + (fault.empty() ? "" : " !" + fault);
   }
 
  private:
@@ -49,14 +36,9 @@ class TTormentor {
   IModule Module() { return engine_.GetModules().Get(Below(engine_.GetModules().GetCount())); }
   std::string Prefix() { return Module()->GetName() + "::"; }
 
-  std::string Do(const std::string& text) {
+  void Do(const std::string& text) {
     done_ = text;
     engine_.Parse(text, true);
-    return text;
-  }
-  std::string Note(const std::string& text) {
-    done_ = text;
-    return text;
   }
 
   std::string SlotDefinition(const std::string& name) {
@@ -147,7 +129,7 @@ class TTormentor {
     return text + ")";
   }
 
-  std::string Act() {
+  void Act() {
     const int lot = Below(100);
     if (lot < 12) return Do(TemplateText());
     if (lot < 16) return Do(TypeText());
@@ -157,69 +139,55 @@ class TTormentor {
     if (lot < 44) return Remove();
     if (lot < 47) return Rename();
     if (lot < 48) return RemoveOrClearModule();
-    if (lot < 50) {
-      engine_.Reset();
-      return Note("reset");
-    }
+    if (lot < 50) return Do("(reset)");
     if (lot < 53) return Retract();
-    if (lot < 56) {
-      engine_.PushFocus(Module());
-      return Note("focus " + engine_.GetCurrentModule()->GetName());
-    }
-    engine_.SetCurrentModule(Module());
-    return Do("(assert " + FactText() + ")");
-  }
-
-  std::string Remove() {
     const IModule module = Module();
-    if (Chance(70)) {
-      IFactTemplate removed;
-      const std::string name = Template();
-      Note("remove template " + module->GetName() + "::" + name);
-      module->GetFactTemplates()->Remove(name, removed);
-    } else {
-      IKBDefinedType removed;
-      Note("remove type of " + module->GetName());
-      module->GetDefinedTypes()->Remove(Type(), removed);
-    }
-    return done_;
+    if (lot < 56) return Do("(focus " + module->GetName() + ")");
+    engine_.SetCurrentModule(module);
+    Do("(assert " + FactText() + ")");
   }
 
-  std::string Rename() {
+  void Remove() {
+    const IModule module = Module();
+    IFactTemplate removedTemplate;
+    IKBDefinedType removedType;
+    const std::string name = Chance(70) ? Template() : Type();
+    done_ = "remove " + module->GetName() + "::" + name;
+    if (name[0] != 't') {
+      module->GetFactTemplates()->Remove(name, removedTemplate);
+    } else {
+      module->GetDefinedTypes()->Remove(name, removedType);
+    }
+  }
+
+  void Rename() {
     const IModule module = Module();
     engine_.SetCurrentModule(module);
+    const std::string name = Any<std::string>({"p", "q", "s"});
+    done_ = "rename in " + module->GetName();
     if (Chance(30)) {
-      Note("rename module " + module->GetName());
       module->SetName(ModuleName());
-    } else if (IFactTemplate factTemplate =
-                   module->GetFactTemplates()->FindTemplate(Any<std::string>({"p", "q", "s"}))) {
-      Note("rename template " + factTemplate->GetTemplateName().ToString());
+    } else if (const IFactTemplate factTemplate = module->GetFactTemplates()->FindTemplate(name)) {
+      done_ += " template " + name;
       factTemplate->SetTemplateName(Any<std::string>({"p", "q", "s"}));
-    } else if (IKBDefinedType type = module->GetDefinedTypes()->FindType(Type())) {
-      Note("rename type " + type->GetName());
+    } else if (const IKBDefinedType type = module->GetDefinedTypes()->FindType(Type())) {
+      done_ += " type " + type->GetName();
       type->SetName(Type());
     }
-    return done_;
   }
 
-  std::string RemoveOrClearModule() {
+  void RemoveOrClearModule() {
     const IModule module = Module();
-    if (module->IsMain() || Chance(30)) {
-      Note("clear " + module->GetName());
-      engine_.Clear(module);
-    } else {
-      Note("remove " + module->GetName());
-      engine_.RemoveModule(module);
-    }
-    return done_;
+    const bool clear = module->IsMain() || Chance(30);
+    done_ = (clear ? "clear " : "remove ") + module->GetName();
+    clear ? engine_.Clear(module) : engine_.RemoveModule(module);
   }
 
-  std::string Retract() {
+  void Retract() {
     const IModule module = Module();
-    Note("retract in " + module->GetName());
-    if (module->GetFacts()->GetCount() > 0)
-      engine_.Retract(module->GetFacts()->Get(Below(module->GetFacts()->GetCount()))->GetID());
-    return done_;
+    const auto& facts = *module->GetFacts();
+    done_ = "retract in " + module->GetName();
+    if (facts.GetCount() > 0) engine_.Retract(facts.Get(Below(facts.GetCount()))->GetID());
   }
 
   TInferenceEngine& engine_;
@@ -236,12 +204,10 @@ void RecompileAll(TInferenceEngine& engine) {
 
 TEST(Redefinition, NothingDanglesAfterRandomChanges) {
   for (uint32_t seed = 1; seed <= 150; ++seed) {
-    TInferenceEngine engine;
-    engine.Parse(
+    TEngine engine(
         "(deftype t1 extends (type INTEGER) (range 0 5)) (deftype t2 extends (type SYMBOL))"
         "(deftemplate p (slot a (type t1)) (slot b)) (deftemplate q (slot a) (slot c (type t2)))"
-        "(deftemplate s extends p (multislot c)) (defmodule A (export ?ALL) (import MAIN ?ALL))",
-        true);
+        "(deftemplate s extends p (multislot c)) (defmodule A (export ?ALL) (import MAIN ?ALL))");
     TTormentor tormentor(engine, seed);
     std::string history;
     for (int step = 0; step < 60; ++step) {

@@ -1,18 +1,15 @@
 // Random knowledge bases, printed, read by a fresh engine and printed again: the same text, and the same run; and once
 // more when they have run.
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
-#include <sstream>
-#include <string>
-#include <vector>
 
-#include "kb/common/Helpers.h"
-#include "kb/engine/InferenceEngine.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 constexpr int kRounds = 500;  // for each of the ten seeds
 
@@ -35,12 +32,9 @@ class TGenerator {
   std::vector<std::string> KnowledgeBase() {
     std::vector<std::string> texts;
     slots_.clear();
-    types_ = 0;
-    globals_ = 0;
-    functions_ = 0;
-    fuzzyType_.clear();
     chained_.clear();
-    lastCall_.clear();
+    for (std::string* text : {&fuzzyType_, &lastCall_}) text->clear();
+    for (int* count : {&types_, &globals_, &functions_}) *count = 0;
     texts.push_back("(defmodule MAIN " + Comment() + "(export ?ALL))");
     AddModule(texts, "");
     if (!Chance(40)) return texts;
@@ -100,19 +94,8 @@ class TGenerator {
     return out.str();
   }
   std::string Constant() {
-    switch (Number(8)) {
-      case 0:
-        return String();
-      case 1:
-        return Float();
-      case 2:
-      case 3:
-        return std::to_string(Number(20) - 5);
-      case 4:
-        return Chance(50) ? "nil" : "TRUE";
-      default:
-        return Symbol();
-    }
+    const std::string number = std::to_string(Number(20) - 5);
+    return OneOf(String(), Float(), number, number, Chance(50) ? "nil" : "TRUE", Symbol(), Symbol(), Symbol());
   }
   std::string Value(bool calls) {
     if (!calls || !Chance(25)) return Constant();
@@ -261,33 +244,22 @@ class TGenerator {
   // ---- Rules
 
   std::string Term(std::vector<std::string>& variables, bool mayBind, bool inMultifield = false) {
-    switch (Number(9)) {
-      case 0:
-        return "~" + Constant();
-      case 1:
-        return Constant() + "|" + Constant();
-      case 2:
-        if (variables.empty()) return Constant();
-        return ":(neq " + variables[0] + " " + Constant() + ")";
-      case 3:
-        // The result becomes what the field is, so a word or list would be an error where the field is a number.
-        return OneOf("=", "=", "~=") + OneOf("(+ 1 2)", "(sym-cat \"12\")", inMultifield ? "(create$ a 1)" : "(- 5 4)");
-      case 4:
-        return "?";
-      case 5:
-      case 6:
-      case 7: {
-        if (!mayBind && variables.empty()) return Constant();
-        if (mayBind && variables.size() < 3) variables.push_back("?v" + std::to_string(variables.size()));
-        std::string variable = variables[static_cast<size_t>(Number(static_cast<int>(variables.size())))];
-        if (Chance(20)) variable += OneOf("&~", "&~a&~") + Constant();
-        if (Chance(15)) variable += "&" + Constant() + "|" + Constant();
-        if (Chance(15)) variable += "&:(symbolp " + variables[0] + ")";
-        return variable;
-      }
-      default:
-        return Constant();
+    const int kind = Number(9);
+    if (kind == 2 && !variables.empty()) return ":(neq " + variables[0] + " " + Constant() + ")";
+    // The result becomes what the field is, so a word or list would be an error where the field is a number.
+    if (kind == 3) {
+      return OneOf("=", "=", "~=") + OneOf("(+ 1 2)", "(sym-cat \"12\")", inMultifield ? "(create$ a 1)" : "(- 5 4)");
     }
+    if (kind > 4 && kind < 8 && (mayBind || !variables.empty())) return Variable(variables, mayBind);
+    return kind == 0 ? "~" + Constant() : kind == 1 ? Constant() + "|" + Constant() : kind == 4 ? "?" : Constant();
+  }
+  std::string Variable(std::vector<std::string>& variables, bool mayBind) {
+    if (mayBind && variables.size() < 3) variables.push_back("?v" + std::to_string(variables.size()));
+    std::string variable = variables[static_cast<size_t>(Number(static_cast<int>(variables.size())))];
+    if (Chance(20)) variable += OneOf("&~", "&~a&~") + Constant();
+    if (Chance(15)) variable += "&" + Constant() + "|" + Constant();
+    if (Chance(15)) variable += "&:(symbolp " + variables[0] + ")";
+    return variable;
   }
   std::string Fields(std::vector<std::string>& variables, bool mayBind, int count) {
     const std::string run = chained_.empty() ? "$?m" : "$?";  // a goal would hold the run as one field
@@ -314,23 +286,17 @@ class TGenerator {
     return text + ")";
   }
   std::string Element(std::vector<std::string>& variables, int index) {
-    std::string text = Chance(10) ? "; look here\n" : "";
-    switch (Number(10)) {
-      case 0:
-        return text + "(not " + Pattern(variables, false) + ")";
-      case 1:
-        return text + "(exists " + Pattern(variables, false) + ")";
-      case 2:
-        if (variables.empty()) return text + "(test (> 2 1))";
-        return text + (Chance(50) ? "(test (neq " + variables[0] + " b))" : "(not (test (eq " + variables[0] + " b)))");
-      case 3:
-        return text + "(unique " + Pattern(variables, true) + ")";
-      case 4:
-        bound_ = "?f" + std::to_string(index);
-        return bound_ + " <- " + Pattern(variables, true);
-      default:
-        return text + Pattern(variables, true);
+    const std::string text = Chance(10) ? "; look here\n" : "";
+    const int kind = Number(10);
+    if (kind < 2) return text + (kind == 0 ? "(not " : "(exists ") + Pattern(variables, false) + ")";
+    if (kind == 2) {
+      if (variables.empty()) return text + "(test (> 2 1))";
+      return text + (Chance(50) ? "(test (neq " + variables[0] + " b))" : "(not (test (eq " + variables[0] + " b)))");
     }
+    if (kind == 3) return text + "(unique " + Pattern(variables, true) + ")";
+    if (kind > 4) return text + Pattern(variables, true);
+    bound_ = "?f" + std::to_string(index);
+    return bound_ + " <- " + Pattern(variables, true);
   }
   std::string Rule(const std::string& name) {
     std::vector<std::string> variables;
@@ -347,16 +313,9 @@ class TGenerator {
     const std::string variable = variables.empty() ? "" : variables[0];
     if (!bound_.empty() && Chance(40)) text += "(retract " + bound_ + ")";
     for (int i = Number(3); i > 0; --i) {
-      switch (Number(4)) {
-        case 0:
-          text += "(printout t \"" + name + " \" " + (variable.empty() ? "0.25" : variable) + " crlf)";
-          break;
-        case 1:
-          text += "; why\n(bind ?z (create$ nil 0.1 \"say \\\"so\\\"\"))";
-          break;
-        default:
-          text += "(assert " + Fact(true, variable) + ")";
-      }
+      const std::string print = "(printout t \"" + name + " \" " + (variable.empty() ? "0.25" : variable) + " crlf)";
+      const std::string assertion = "(assert " + Fact(true, variable) + ")";
+      text += OneOf(print, "; why\n(bind ?z (create$ nil 0.1 \"say \\\"so\\\"\"))", assertion, assertion);
     }
     return text + ")";
   }
@@ -439,12 +398,12 @@ TEST_P(RoundTrip, PrintedKnowledgeReadsBackTheSame) {
   int raised = 0;
   size_t traced = 0;
   for (int round = 0; round < kRounds; ++round) {
-    TInferenceEngine source;
+    TEngine source;
     std::string program;
     for (const std::string& text : generator.KnowledgeBase()) {
       ++constructs;
       try {
-        source.Parse(text, true);
+        source.Do(text);
         program += text + "\n";
       } catch (const EException&) {
         ++refused;  // and leaves nothing behind that could not be read

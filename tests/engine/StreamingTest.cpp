@@ -1,17 +1,14 @@
 // Engines in component streams: with host packages, and with rules and fact sets of other owners.
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <sstream>
 
 #include "kb/engine/EngineClasses.h"
-#include "kb/engine/InferenceEngine.h"
 #include "kb/functions/PredicatePackage.h"
 #include "kb/platform/ComponentStream.h"
-#include "kb/platform/Exceptions.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 std::string Write(TComponent& root, TStreamForm form) {
   std::ostringstream out;
@@ -27,19 +24,15 @@ std::unique_ptr<TComponent> Read(const std::string& bytes) {
 class Streaming : public testing::TestWithParam<TStreamForm> {};
 
 constexpr const char* kStreamedProgram =
-    "(deffunction twice (?x) (* 2 ?x))"
-    "(defglobal ?*a* = 0.123456789 ?*b* = (twice 21))"
-    "(deftemplate p (slot n (default 1)) (slot s))"
-    "(deffunction tell (?n) (assert (p (n ?n) (s \"said\"))))"
-    "(defrule r (p (n ?n&:(> ?n ?*b*)&:(< ?n 1000))) => (tell (twice ?n)))"
-    "(deffacts d (p (n 43)))"
-    "(defmodule M) (defrule m (x) => )"
-    "(assert (x 0.1))";
+    "(deffunction twice (?x) (* 2 ?x))(defglobal ?*a* = 0.123456789 ?*b* = (twice 21))"
+    "(deftemplate p (slot n (default 1)) (slot s))(deffunction tell (?n) (assert (p (n ?n) (s \"said\"))))"
+    "(defrule r (p (n ?n&:(> ?n ?*b*)&:(< ?n 1000))) => (tell (twice ?n)))(deffacts d (p (n 43)))"
+    "(defmodule M) (defrule m (x) => )(assert (x 0.1))";
 
 TEST_P(Streaming, AnEngineComesBackWithItsSettingsAndKnowledge) {
-  TInferenceEngine source;
+  TEngine source;
   source.SetName("engine");
-  source.Parse(kStreamedProgram, true);
+  source.Do(kStreamedProgram);
   source.SetStrategy(ssBreadthFirst);
   source.SetTypeChecks({tcStatic, tcDynamic});
   source.SetFactDuplication(true);
@@ -59,7 +52,7 @@ TEST_P(Streaming, AnEngineComesBackWithItsSettingsAndKnowledge) {
   EXPECT_EQ(copy.GetGlobalContext().GetVariable("*a*")->GetAsFloat(), 0.123456789);
   EXPECT_EQ(copy.GetGlobalContext().GetVariable("*b*")->GetAsInteger(), 42);
   EXPECT_EQ(copy.GetFocusStack().ToNamesString(" "), source.GetFocusStack().ToNamesString(" "));
-  for (TInferenceEngine* engine : {&source, &copy}) {
+  for (TInferenceEngine* engine : {static_cast<TInferenceEngine*>(&source), &copy}) {
     engine->SetWatch({});
     engine->Reset();
     engine->Run();
@@ -109,9 +102,8 @@ TEST_P(Streaming, HostPackagesAndFunctionComponents) {
   function->SetEngine(&source);
   const auto read = Read(Write(source, GetParam()));
   auto& copy = dynamic_cast<TInferenceEngine&>(*read);
-  copy.Parse("(bind ?a (wordp x)) (bind ?b (wordp 1))", true);
-  EXPECT_EQ(copy.GetGlobalContext().GetVariable("a"), FCTrue);
-  EXPECT_EQ(copy.GetGlobalContext().GetVariable("b"), FCFalse);
+  EXPECT_EQ(copy.ParseNExecuteFunCall("(wordp x)"), FCTrue);
+  EXPECT_EQ(copy.ParseNExecuteFunCall("(wordp 1)"), FCFalse);
   ASSERT_TRUE(copy.ContainsUserFunction("ask"));
   EXPECT_EQ(copy.GetUserFunction("ask")->GetComment(), "asks the host");
   EXPECT_EQ(copy.GetUserFunction("ask")->GetMaxArgumentCount(), 2);
@@ -142,8 +134,7 @@ TEST_P(Streaming, BuiltInFunctionsInAHostPackage) {
 }
 
 TEST_P(Streaming, AnEngineWithoutPackagesReadsItsTextAllTheSame) {
-  TInferenceEngine source;
-  source.Parse("(do-backward-chaining q) (assert (a 1))", true);
+  TEngine source("(do-backward-chaining q) (assert (a 1))");
   source.Assert("(b c)");
   source.SetPackages({});
   const auto read = Read(Write(source, GetParam()));
@@ -159,15 +150,11 @@ INSTANTIATE_TEST_SUITE_P(Forms, Streaming, testing::Values(sfText, sfBinary),
 TEST(StreamingOldForms, ListsOfConstructsAreRead) {
   RegisterEngineClasses();
   const auto read = Read(
-      "kb-components 1\n"
-      "object TInferenceEngine #1\n"
-      "  FactsList = [ \"(p (n 7))\" ]\n"
-      "  FactSets = [ \"(deffacts d (p (n 8)))\" ]\n"
-      "  Rules.Rules = [ \"(defrule r (p (n ?n)) => )\" ]\n"
+      "kb-components 1\nobject TInferenceEngine #1\n  FactsList = [ \"(p (n 7))\" ]\n"
+      "  FactSets = [ \"(deffacts d (p (n 8)))\" ]\n  Rules.Rules = [ \"(defrule r (p (n ?n)) => )\" ]\n"
       "  FactTemplates.Templates = [ \"(deftemplate p (slot n (type small)))\" ]\n"
       "  DefinedTypes.DefTypes = [ \"(deftype small extends (type INTEGER) (range 0 9))\" ]\n"
-      "  GlobalVariables.Variables = [ \"?*g* = 5\" ]\n"
-      "end\n");
+      "  GlobalVariables.Variables = [ \"?*g* = 5\" ]\nend\n");
   auto& engine = dynamic_cast<TInferenceEngine&>(*read);
   EXPECT_EQ(engine.GetAgendaCount(), 1);
   EXPECT_EQ(engine.GetFactSets().GetCount(), 1);
@@ -177,17 +164,13 @@ TEST(StreamingOldForms, ListsOfConstructsAreRead) {
 
 TEST(StreamingFaults, SayWhereAndLeaveNothing) {
   RegisterEngineClasses();
-  const auto fault = [](const std::string& line) -> std::string {
-    try {
-      (void)Read("kb-components 1\nobject TInferenceEngine #1\n  " + line + "\nend\n");
-    } catch (const EException& error) {
-      return error.what();
-    }
-    return {};
+  const auto fault = [](const std::string& line) {
+    return kbtest::MessageOf([&] { (void)Read("kb-components 1\nobject TInferenceEngine #1\n  " + line + "\nend\n"); });
   };
-  EXPECT_EQ(fault("Strategy = 2"),
-            "Component stream, line 3: TInferenceEngine.Strategy: Expected a number from 0 to 1");
-  EXPECT_EQ(fault("Packages = true"), "Component stream, line 3: TInferenceEngine.Packages: Expected an integer");
+  kbtest::ExpectAnswers(fault, R"(
+    Strategy = 2 --> Component stream, line 3: TInferenceEngine.Strategy: Expected a number from 0 to 1
+    Packages = true --> Component stream, line 3: TInferenceEngine.Packages: Expected an integer
+  )");
   EXPECT_TRUE(fault("ModuleText = \"(defrule r (a\"").starts_with("Parsing Error, "));
 }
 

@@ -1,12 +1,9 @@
-#include <gtest/gtest.h>
-
-#include <sstream>
-#include <string>
-
-#include "kb/engine/InferenceEngine.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 class TextRouting : public testing::Test {
  protected:
@@ -15,7 +12,7 @@ class TextRouting : public testing::Test {
       output += "[" + std::string(id) + "]" + std::string(text);
     };
   }
-  TInferenceEngine engine;
+  TEngine engine;
   std::string output;
 };
 
@@ -39,6 +36,7 @@ TEST_F(TextRouting, StandardChannelAndUnknownNames) {
   EXPECT_THROW(engine.PrintOut("nowhere", "5"), EKBException);
   EXPECT_THROW((void)engine.ReadLine("t"), EKBException);
   EXPECT_THROW((void)engine.ReadToken("t"), EKBException);
+  EXPECT_THROW(engine.GetIOStreams().Remove("out"), EKBException);
 }
 
 TEST_F(TextRouting, ACaptureTakesTheStandardChannelAway) {
@@ -53,35 +51,14 @@ TEST_F(TextRouting, ACaptureTakesTheStandardChannelAway) {
   EXPECT_TRUE(engine.StopCapture());
 }
 
-TEST_F(TextRouting, NamedStreamsGiveLinesAndTokens) {
-  auto stream = std::make_unique<TKBClipsStream>(std::string("first rest\nsecond line\nthird"));
-  stream->SetEngine(&engine);
-  engine.GetIOStreams().Add("in", std::move(stream));
-  EXPECT_EQ(engine.ReadToken("in")->ToString(), "first");
-  EXPECT_EQ(engine.ReadLine("in"), "second line");
-  EXPECT_EQ(engine.ReadToken("in")->ToString(), "third");
-  EXPECT_EQ(engine.ReadLine("in"), "");
-  EXPECT_THROW(engine.GetIOStreams().Remove("out"), EKBException);
-  engine.Clear();
-  EXPECT_EQ(engine.GetIOStreams().FindStream("in"), nullptr);
-}
-
-TEST_F(TextRouting, ABatchFeedsTheReadsOfItsLines) {
-  std::istringstream text("(bind ?*x* (read))\n42 ignored\n(printout t ?*x* crlf)\n");
-  engine.Parse("(defglobal ?*x* = 0)", true);
-  EXPECT_TRUE(engine.Batch(text));
-  EXPECT_EQ(output, "[]42\r\n[]42\r\n[t]42\r\n");
-  std::istringstream strings("(bind ?*x* (read))\n\"a b\"\n");
-  output.clear();
-  engine.Batch(strings);
-  EXPECT_EQ(output, "[]\"a b\"\r\n[]\"a b\"\r\n");
-}
-
 TEST_F(TextRouting, AFailingBatchPutsTheOuterInputBack) {
   std::istringstream text("(no-such-function)\n");
   EXPECT_THROW(engine.Batch(text), EKBException);
   engine.OnReadLine = [](TInferenceEngine&, std::string_view, std::string& line) { line = "host"; };
   EXPECT_EQ(engine.ReadLine("t"), "host");
+  std::istringstream strings("(bind ?*x* (read))\n\"a b\"\n");
+  engine.Batch(strings);
+  EXPECT_EQ(output, "[]\"a b\"\r\n[]\"a b\"\r\n") << "and then feeds the reads of its lines";
 }
 
 }  // namespace

@@ -1,23 +1,10 @@
 #include "kb/values/Fact.h"
-#include "tests/functions/Program.h"
+#include "tests/Program.h"
 
 namespace {
 
-using kb::EKBException;
-using kb::IFunCall;
-using kb::MakeInteger;
-using kb::MakeRef;
-using kb::TFunctionCall;
-using kbtest::TProgram;
-
-std::string MessageOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const EKBException& error) {
-    return error.Message();
-  }
-  return "nothing raised";
-}
+using kb::IFunCall, kb::MakeInteger, kb::MakeRef, kb::TFunctionCall;
+using kbtest::MessageOf, kbtest::TProgram;
 
 TEST(FunctionCall, ArgumentsFitTheirType) {
   const auto call = MakeRef<TFunctionCall>();
@@ -47,9 +34,9 @@ TEST(FunctionCall, EqualityIgnoresTheBoundFunction) {
   EXPECT_TRUE(bound->GetUserFunction());
   EXPECT_TRUE(bound->Equals(fresh.Get()));
   EXPECT_EQ(bound->GetHashCode(), fresh->GetHashCode());
-  EXPECT_FALSE(bound->Equals(program.engine.ParseFunCall("(+ 1 (* 2 4))").Get()));
-  EXPECT_FALSE(bound->Equals(program.engine.ParseFunCall("(- 1 (* 2 3))").Get()));
-  EXPECT_FALSE(bound->Equals(program.engine.ParseFunCall("(+ 1)").Get()));
+  for (const char* other : {"(+ 1 (* 2 4))", "(- 1 (* 2 3))", "(+ 1)"}) {
+    EXPECT_FALSE(bound->Equals(program.engine.ParseFunCall(other).Get())) << other;
+  }
   EXPECT_FALSE(bound->Equals(nullptr));
 }
 

@@ -2,16 +2,10 @@
 #pragma once
 
 #include <cmath>
-#include <span>
 
-#include "tests/functions/Program.h"
+#include "tests/Program.h"
 
 namespace kbtest {
-
-struct TNumberCase {
-  const char* text;
-  double expected;
-};
 
 /// The value of one call of the language, as a float.
 inline double Number(TProgram& program, const std::string& text) {
@@ -23,13 +17,13 @@ inline void ExpectNear(double actual, double expected, double tolerance, const s
   EXPECT_NEAR(actual, expected, tolerance * std::max(1.0, std::fabs(expected))) << what;
 }
 
-inline void ExpectNumbers(std::span<const TNumberCase> cases, double tolerance) {
+inline void ExpectNumbers(std::string_view table, double tolerance) {
   TProgram program;
-  for (const TNumberCase& entry : cases) {
-    const kb::IKBValue value = program.engine.ParseNExecuteFunCall(entry.text);
-    EXPECT_EQ(value->GetDType(), kb::dtFloat) << entry.text;
-    ExpectNear(value->GetAsFloat(), entry.expected, tolerance, entry.text);
-  }
+  ForEachAnswer(table, [&](const std::string& text, const std::string& expected) {
+    const kb::IKBValue value = program.engine.ParseNExecuteFunCall(text);
+    EXPECT_EQ(value->GetDType(), kb::dtFloat) << text;
+    ExpectNear(value->GetAsFloat(), std::stod(expected), tolerance, text);
+  });
 }
 
 }  // namespace kbtest

@@ -1,18 +1,13 @@
 // Rules and the objects of their host.
-#include <functional>
 #include <thread>
 
 #include "kb/platform/Action.h"
 #include "kb/platform/Reflection.h"
-#include "kb/values/ValueVector.h"
-#include "tests/functions/Program.h"
+#include "tests/Program.h"
 
 namespace {
 
-using kb::Property;
-using kb::RegisterClass;
-using kb::TComponent;
-using kbtest::TCase;
+using kb::Property, kb::RegisterClass, kb::TComponent;
 using kbtest::TProgram;
 
 enum class TState { Idle, Running, Stopped };
@@ -110,8 +105,8 @@ class ObjectPackage : public testing::Test {
     while (!output.empty() && (output.back() == '\n' || output.back() == '\r')) output.pop_back();
     return kb::ReplaceAll(output, "\r\n", "\n");
   }
-  void ExpectAll(std::span<const TCase> cases) {
-    for (const TCase& entry : cases) EXPECT_EQ(Eval(entry.text), entry.expected) << entry.text;
+  void Expect(std::string_view table) {
+    kbtest::ExpectAnswers([this](const std::string& text) { return Eval(text); }, table);
   }
 
   TComponent form{nullptr};
@@ -123,35 +118,32 @@ class ObjectPackage : public testing::Test {
 
 TEST_F(ObjectPackage, PropertiesOfEveryKindAreReadAndSet) {
   lathe->next = press;
-  const TCase cases[] = {
-      {"(get-property ?*l* Temperature) (set-property ?*l* Temperature 30) (get-property ?*l* temperature)",
-       "20.5000\nTRUE\n30.0000"},
-      {"(set-property ?*l* Load 250) (get-property ?*l* Load) (get-property ?*l* Busy)", "TRUE\n100\nTRUE"},
-      {"(set-property ?*l* Parts 12) (get-property ?*l* Parts)", "TRUE\n12"},
-      {"(set-property ?*l* Level 255) (get-property ?*l* Level)", "TRUE\n255"},
-      {"(set-property ?*l* Level 256)", "!Invalid value of property Level: 256"},
-      {"(set-property ?*l* Mark \"\xE2\x82\xAC\") (get-property ?*l* Mark)", "TRUE\n\"\xE2\x82\xAC\""},
-      {"(set-property ?*l* Mark ab)", "!Invalid value of property Mark: ab"},
-      {"(set-property ?*l* Place \"hall 2\") (get-property ?*l* Place)", "TRUE\n\"hall 2\""},
-      {"(set-property ?*l* State Running) (get-property ?*l* State) (get-type (get-property ?*l* State))",
-       "TRUE\nrunning\ndtAtom"},
-      {"(set-property ?*l* State flying)", "!Invalid value of property State: flying"},
-      {"(set-property ?*l* Faults \"[hot, worn]\") (get-property ?*l* Faults)", "TRUE\n\"[hot,worn]\""},
-      {"(set-property ?*l* Faults \"\") (get-property ?*l* Faults)", "TRUE\n\"[]\""},
-      {"(set-property ?*l* Guarded FALSE) (get-property ?*l* Guarded)", "TRUE\nFALSE"},
-      {"(get-property ?*l* Serial)", "4711"},
-      {"(set-property ?*l* Serial 1)", "!Property Serial is read-only"},
-      {"(get-property (get-property ?*l* Next) Name)", "\"press\""},
-      {"(set-property ?*p* Next ?*l*) (eq (get-property ?*p* Next) ?*l*)", "TRUE\nTRUE"},
-      {"(set-property ?*p* Next nil) (get-property (get-property ?*p* Next) Name)", "TRUE\nFALSE"},
-      {"(set-property ?*l* Next ?*r*)", "!Invalid class typecast: property Next does not take a TReading"},
-      {"(set-property ?*l* OnStop 5)", "TRUE"},
-      {"(get-property ?*l* OnStop)", "!Invalid property type: tkMethod"},
-      {"(set-property ?*l* Temperature warm)", "!Not a numeric type.  Value (warm) is a dtAtom type"},
-      {"(eq (get-property ?*l* Colour) nil) (set-property ?*l* Colour (throw x))", "TRUE\nFALSE"},
-      {"(get-property ?*l* Heat)", "303.0000"},
-  };
-  ExpectAll(cases);
+  Expect(R"(
+    (get-property ?*l* Temperature) (set-property ?*l* Temperature 30) (get-property ?*l* temperature)
+      --> 20.5000\nTRUE\n30.0000
+    (set-property ?*l* Load 250) (get-property ?*l* Load) (get-property ?*l* Busy) --> TRUE\n100\nTRUE
+    (set-property ?*l* Parts 12) (get-property ?*l* Parts) --> TRUE\n12
+    (set-property ?*l* Level 255) (get-property ?*l* Level) --> TRUE\n255
+    (set-property ?*l* Level 256) --> !Invalid value of property Level: 256
+    (set-property ?*l* Mark "€") (get-property ?*l* Mark) --> TRUE\n"€"
+    (set-property ?*l* Mark ab) --> !Invalid value of property Mark: ab
+    (set-property ?*l* Place "hall 2") (get-property ?*l* Place) --> TRUE\n"hall 2"
+    (set-property ?*l* State Running) (get-property ?*l* State) (get-type (get-property ?*l* State))
+      --> TRUE\nrunning\ndtAtom
+    (set-property ?*l* State flying) --> !Invalid value of property State: flying
+    (set-property ?*l* Faults "[hot, worn]") (get-property ?*l* Faults) --> TRUE\n"[hot,worn]"
+    (set-property ?*l* Faults "") (get-property ?*l* Faults) --> TRUE\n"[]"
+    (set-property ?*l* Guarded FALSE) (get-property ?*l* Guarded) --> TRUE\nFALSE ;; (get-property ?*l* Serial) --> 4711
+    (set-property ?*l* Serial 1) --> !Property Serial is read-only
+    (get-property (get-property ?*l* Next) Name) --> "press"
+    (set-property ?*p* Next ?*l*) (eq (get-property ?*p* Next) ?*l*) --> TRUE\nTRUE
+    (set-property ?*p* Next nil) (get-property (get-property ?*p* Next) Name) --> TRUE\nFALSE
+    (set-property ?*l* Next ?*r*) --> !Invalid class typecast: property Next does not take a TReading
+    (set-property ?*l* OnStop 5) --> TRUE ;; (get-property ?*l* OnStop) --> !Invalid property type: tkMethod
+    (set-property ?*l* Temperature warm) --> !Not a numeric type.  Value (warm) is a dtAtom type
+    (eq (get-property ?*l* Colour) nil) (set-property ?*l* Colour (throw x)) --> TRUE\nFALSE
+    (get-property ?*l* Heat) --> 303.0000
+  )");
   EXPECT_EQ(lathe->state, TState::Running);
   EXPECT_EQ(lathe->mark, U'\u20AC');
   lathe->parts = int64_t{1} << 40;
@@ -162,31 +154,29 @@ TEST_F(ObjectPackage, PropertiesOfEveryKindAreReadAndSet) {
 }
 
 TEST_F(ObjectPackage, ADescendantHasWhatItsAncestorsHave) {
-  const TCase cases[] = {
-      {"(implode$ (get-properties ?*p*))",
-       "\"Name Temperature Load Parts Level Mark Place State Faults Guarded Serial Next OnStop Busy Heat Force\""},
-      {"(set-property ?*p* Force 2.5) (get-property ?*p* Force)", "TRUE\n2.5000"},
-      {"(eq (get-property ?*l* Force) nil)", "TRUE"},
-      {"(is-class ?*p* (get-class TPress)) (is-class ?*p* (get-class TMachine))", "TRUE\nTRUE"},
-      {"(is-class ?*p* (get-class tcomponent)) (is-class ?*l* (get-class TPress))", "TRUE\nFALSE"},
-      {"(printout t (get-class TPress) \" \" ?*p*)", "TPress <Object: TPress>"},
-      {"(get-class TNothing)", "!Class TNothing not found"},
-  };
-  ExpectAll(cases);
+  Expect(R"(
+    (implode$ (get-properties ?*p*))
+      --> "Name Temperature Load Parts Level Mark Place State Faults Guarded Serial Next OnStop Busy Heat Force"
+    (set-property ?*p* Force 2.5) (get-property ?*p* Force) --> TRUE\n2.5000
+    (eq (get-property ?*l* Force) nil) --> TRUE
+    (is-class ?*p* (get-class TPress)) (is-class ?*p* (get-class TMachine)) --> TRUE\nTRUE
+    (is-class ?*p* (get-class tcomponent)) (is-class ?*l* (get-class TPress)) --> TRUE\nFALSE
+    (printout t (get-class TPress) " " ?*p*) --> TPress <Object: TPress>
+    (get-class TNothing) --> !Class TNothing not found
+  )");
 }
 
 TEST_F(ObjectPackage, ComponentsAreFoundAndListed) {
   auto* spindle = new TComponent(lathe);
   spindle->SetName("spindle");
-  const TCase cases[] = {
-      {"(eq (get-component) (get-component)) (get-type (get-component))", "TRUE\ndtObject"},
-      {"(get-property (get-component LATHE) Name)", "\"lathe\""},
-      {"(get-component spindle) (get-property (get-component ?*l* spindle) Name)", "FALSE\n\"spindle\""},
-      {"(length$ (get-components)) (length$ (get-components ?*l*))", "3\n1"},
-      {"(get-property (nth$ 2 (get-components)) Name)", "\"press\""},
-      {"(get-component ?*r* x)", "!Invalid class typecast: TReading is no TComponent"},
-  };
-  ExpectAll(cases);
+  Expect(R"(
+    (eq (get-component) (get-component)) (get-type (get-component)) --> TRUE\ndtObject
+    (get-property (get-component LATHE) Name) --> "lathe"
+    (get-component spindle) (get-property (get-component ?*l* spindle) Name) --> FALSE\n"spindle"
+    (length$ (get-components)) (length$ (get-components ?*l*)) --> 3\n1
+    (get-property (nth$ 2 (get-components)) Name) --> "press"
+    (get-component ?*r* x) --> !Invalid class typecast: TReading is no TComponent
+  )");
   TProgram alone;  // an engine without owner
   EXPECT_EQ(alone.Eval("(get-component)"), "FALSE");
   EXPECT_EQ(alone.Eval("(get-component x)"), "!Expected component argument to get-component function call");
@@ -196,17 +186,17 @@ TEST_F(ObjectPackage, ComponentsAreFoundAndListed) {
 TEST_F(ObjectPackage, ObjectsAreCreatedAndFreedByRules) {
   TMachine::freed = 0;
   Eval("(defglobal ?*n* = (create-object (get-class TMachine)))");
-  EXPECT_EQ(Eval("(bind ?x (create-object (get-class TReading))) (get-property ?x Value) (free-object ?x)"),
-            "<Object: TReading>\n7.0000\nTRUE");
-  EXPECT_EQ(Eval("(get-property ?*n* Temperature)"), "20.5000");
-  EXPECT_EQ(Eval("(bind ?copy ?*n*) (free-object ?*n*)"), "<Object: TMachine>\nTRUE");
+  Expect(R"(
+    (bind ?x (create-object (get-class TReading))) (get-property ?x Value) (free-object ?x)
+      --> <Object: TReading>\n7.0000\nTRUE
+    (get-property ?*n* Temperature) --> 20.5000
+    (bind ?copy ?*n*) (free-object ?*n*) --> <Object: TMachine>\nTRUE
+    // Whatever refers to it finds nothing, and is an ordinary value otherwise.
+    (get-property ?*n* Load) (set-property ?*n* Load 1) (get-properties ?copy) --> FALSE\nFALSE\nFALSE
+    (free-object ?*n* ?copy) (is-class ?copy (get-class TMachine)) (eq ?copy ?*n*) --> TRUE\nFALSE\nTRUE
+    ?copy --> <Object: TMachine> ;; (create-object (get-class TAbstract)) --> !Class TAbstract cannot be created
+  )");
   EXPECT_EQ(TMachine::freed, 1);
-  // Whatever refers to it finds nothing, and is an ordinary value otherwise.
-  EXPECT_EQ(Eval("(get-property ?*n* Load) (set-property ?*n* Load 1) (get-properties ?copy)"), "FALSE\nFALSE\nFALSE");
-  EXPECT_EQ(Eval("(free-object ?*n* ?copy) (is-class ?copy (get-class TMachine)) (eq ?copy ?*n*)"),
-            "TRUE\nFALSE\nTRUE");
-  EXPECT_EQ(Eval("?copy"), "<Object: TMachine>");
-  EXPECT_EQ(Eval("(create-object (get-class TAbstract))"), "!Class TAbstract cannot be created");
 }
 
 TEST_F(ObjectPackage, AnObjectThatItsHostFreesIsGoneFromFactsToo) {
@@ -216,50 +206,58 @@ TEST_F(ObjectPackage, AnObjectThatItsHostFreesIsGoneFromFactsToo) {
       "(assert (watched (name lathe) (machine (get-component lathe)))"
       " (watched (name press) (machine (get-component press))))");
   delete lathe;
-  EXPECT_EQ(Eval("(assert (tick)) (run)"), "<Fact-3>\npress: 0\nlathe: FALSE\n2");
   // The fact is still itself for retraction and for the test of duplicates.
-  EXPECT_EQ(Eval("(assert (watched (name press) (machine (get-component press)))) (retract 1)"), "FALSE\nTRUE");
+  Expect(R"(
+    (assert (tick)) (run) --> <Fact-3>\npress: 0\nlathe: FALSE\n2
+    (assert (watched (name press) (machine (get-component press)))) (retract 1) --> FALSE\nTRUE
+  )");
 }
 
 TEST_F(ObjectPackage, WhatTheEngineStandsOnIsNotFreed) {
-  EXPECT_EQ(Eval("(free-object (get-component))"),
-            "!Cannot free the TComponent: something else owns it or is at work with it");
-  EXPECT_EQ(Eval("(free-object (nth$ 0 (get-components)))"),
-            "!Cannot free the TInferenceEngine: something else owns it or is at work with it");
-  Eval("(defrule r (go) => (free-object (nth$ (- (length$ (get-components ?*e*)) 1) (get-components ?*e*))))");
-  Eval("(defglobal ?*e* = (nth$ 0 (get-components))) (assert (go))");
-  EXPECT_EQ(Eval("(run)"), "!Cannot free the TRule: something else owns it or is at work with it");
-}
-
-// An object that a value owns is freed once, whoever frees it.
-TEST_F(ObjectPackage, AnOwnedObjectIsFreedOnce) {
-  TMachine::freed = 0;
-  for (TMachine* machine : {new TMachine(nullptr), new TMachine(&form)}) {
-    const auto owner = kb::MakeRef<kb::TKBValue>(machine, true);
-    engine->GetGlobalContext().SetVariable("owned", owner);
-    EXPECT_EQ(Eval("(get-property ?owned Level)"), "0");
-    const auto other = kb::MakeRef<kb::TKBValue>(machine, false);
-    engine->GetGlobalContext().SetVariable("other", other);
-    EXPECT_EQ(Eval("(free-object ?other) (get-property ?other Level)"), "TRUE\nFALSE");
-  }
-  EXPECT_EQ(TMachine::freed, 2);
-  auto* reading = new TReading;
-  const auto owner = kb::MakeRef<kb::TKBValue>(reading, true);
-  engine->GetGlobalContext().SetVariable("other", kb::MakeRef<kb::TKBValue>(reading, false));
-  EXPECT_EQ(Eval("(free-object ?other)"), "TRUE");
-  EXPECT_EQ(owner->GetAsObject(), nullptr);
+  Eval("(defglobal ?*e* = (nth$ 0 (get-components)))");
+  Eval(
+      "(defrule r (go) => (free-object (nth$ (- (length$ (get-components ?*e*)) 1) (get-components ?*e*)))) (assert "
+      "(go))");
+  Expect(R"(
+    (free-object (get-component)) --> !Cannot free the TComponent: something else owns it or is at work with it
+    (free-object ?*e*) --> !Cannot free the TInferenceEngine: something else owns it or is at work with it
+    (run) --> !Cannot free the TRule: something else owns it or is at work with it
+  )");
 }
 
 TEST_F(ObjectPackage, ActionsRun) {
   int count = 0;
   auto* action = new kb::TBasicAction(&form);
   action->SetName("stop");
-  EXPECT_EQ(Eval("(execute-action (get-component stop))"), "FALSE");
+  Expect("(execute-action (get-component stop)) --> FALSE");
   action->OnExecute = [&count](kb::TBasicAction&) { ++count; };
-  EXPECT_EQ(Eval("(execute-action (get-component stop)) (is-class (get-component stop) (get-class TBasicAction))"),
-            "TRUE\nTRUE");
+  Expect(R"(
+    (execute-action (get-component stop)) (is-class (get-component stop) (get-class TBasicAction)) --> TRUE\nTRUE
+    (execute-action ?*l*) --> !Invalid class typecast: TMachine is no TBasicAction
+  )");
   EXPECT_EQ(count, 1);
-  EXPECT_EQ(Eval("(execute-action ?*l*)"), "!Invalid class typecast: TMachine is no TBasicAction");
+}
+
+// An object that a value owns is freed once, whoever frees it.
+TEST_F(ObjectPackage, AnOwnedObjectIsFreedOnce) {
+  TMachine::freed = 0;
+  const auto bind = [this](const char* name, kb::TObject* object, bool owning) {
+    const auto value = kb::MakeRef<kb::TKBValue>(object, owning);
+    engine->GetGlobalContext().SetVariable(name, value);
+    return value;
+  };
+  for (TMachine* machine : {new TMachine(nullptr), new TMachine(&form)}) {
+    bind("owned", machine, true);
+    EXPECT_EQ(Eval("(get-property ?owned Level)"), "0");
+    bind("other", machine, false);
+    EXPECT_EQ(Eval("(free-object ?other) (get-property ?other Level)"), "TRUE\nFALSE");
+  }
+  EXPECT_EQ(TMachine::freed, 2);
+  auto* reading = new TReading;
+  const auto owner = bind("owned", reading, true);
+  bind("other", reading, false);
+  EXPECT_EQ(Eval("(free-object ?other)"), "TRUE");
+  EXPECT_EQ(owner->GetAsObject(), nullptr);
 }
 
 TEST_F(ObjectPackage, RegistrationIsChecked) {

@@ -1,7 +1,7 @@
 // Streams under logical names, batches and dribble, through the language.
 #include "kb/platform/Encoding.h"
+#include "tests/Program.h"
 #include "tests/TempDirectory.h"
-#include "tests/functions/Program.h"
 
 namespace {
 
@@ -26,43 +26,37 @@ TEST_F(StreamFunctions, WhatIsWrittenIsReadBack) {
 
 TEST_F(StreamFunctions, EachModeOpensInItsWay) {
   directory.Write("old.txt", "one\n");
-  EXPECT_EQ(program.Eval("(open \"old.txt\" f \"a\") (printout f \"two\" crlf) (close f)"), "f\nTRUE");
-  EXPECT_EQ(directory.Read("old.txt"), "one\ntwo\r\n");
-  program.Eval("(open \"new.txt\" f \"a\") (printout f x) (close)");
-  EXPECT_EQ(directory.Read("new.txt"), "x");
-  program.Eval("(open \"old.txt\" f \"r+\") (readline f) (printout f TWO) (close f)");
-  EXPECT_EQ(directory.Read("old.txt"), "one\nTWO\r\n");
-  program.Eval("(open \"old.txt\" f \"w\") (close f)");
-  EXPECT_EQ(directory.Read("old.txt"), "");
+  for (const auto& [text, file, content] :
+       {std::tuple("(open \"old.txt\" f \"a\") (printout f \"two\" crlf) (close f)", "old.txt", "one\ntwo\r\n"),
+        {"(open \"new.txt\" f \"a\") (printout f x) (close)", "new.txt", "x"},
+        {"(open \"old.txt\" f \"r+\") (readline f) (printout f TWO) (close f)", "old.txt", "one\nTWO\r\n"},
+        {"(open \"old.txt\" f \"w\") (close f)", "old.txt", ""}}) {
+    program.Eval(text);
+    EXPECT_EQ(directory.Read(file), content) << text;
+  }
 }
 
 TEST_F(StreamFunctions, WhatCannotBeOpenedSaysWhy) {
-  EXPECT_EQ(program.Eval("(open \"none.txt\" f)"), "!Cannot open file \"none.txt\": No such file or directory");
-  EXPECT_EQ(program.Eval("(open \"none.txt\" f \"r+\")"), "!Cannot open file \"none.txt\": No such file or directory");
-  EXPECT_EQ(program.Eval("(open \"no/dir.txt\" f \"w\")"),
-            "!Cannot create file \"no/dir.txt\": No such file or directory");
-  EXPECT_EQ(program.Eval("(open \".\" f)"), "!Cannot open file \".\": Is a directory");
-  EXPECT_EQ(program.Eval("(open \"x.txt\" f \"q\")"), "!Invalid File Access Specifier: \"q\"");
-  EXPECT_EQ(program.Eval("(open \"x.txt\" f \"\")"), "!Invalid File Access Specifier: \"\"");
+  program.Expect(R"(
+    (open "none.txt" f) --> !Cannot open file "none.txt": No such file or directory
+    (open "none.txt" f "r+") --> !Cannot open file "none.txt": No such file or directory
+    (open "no/dir.txt" f "w") --> !Cannot create file "no/dir.txt": No such file or directory
+    (open "." f) --> !Cannot open file ".": Is a directory
+    (open "x.txt" f "q") --> !Invalid File Access Specifier: "q" ;; (open "x.txt" f "") --> !Invalid File Access Specifier: ""
+    (try (open "none.txt" f) catch ?__ERROR) --> "Cannot open file \"none.txt\": No such file or directory"
+  )");
   EXPECT_FALSE(std::filesystem::exists("x.txt"));
   EXPECT_EQ(program.engine.GetIOStreams().GetCount(), 0);
-  EXPECT_EQ(program.Show("(try (open \"none.txt\" f) catch (str-cat \"no: \" ?__ERROR))"),
-            "no: Cannot open file \"none.txt\": No such file or directory");
 }
 
-TEST_F(StreamFunctions, ClosingTwiceIsAnError) {
-  EXPECT_EQ(program.Eval("(close)"), "TRUE");
-  program.Eval("(open \"a\" a \"w\") (open \"b\" b \"w\")");
-  EXPECT_EQ(program.Eval("(close a) (close a)"), "TRUE\n!Invalid stream name: a");
-  EXPECT_EQ(program.Eval("(close) (close b)"), "TRUE\n!Invalid stream name: b");
-}
-
-TEST_F(StreamFunctions, AModeAllowsOnlyWhatItSays) {
+TEST_F(StreamFunctions, AStreamAllowsOnlyWhatItsModeSaysAndIsClosedOnce) {
   directory.Write("x.txt", "text");
-  program.Eval("(open \"x.txt\" in) (open \"y.txt\" out \"w\")");
-  EXPECT_EQ(program.Eval("(printout in a)"), "!Stream is not open for writing \"x.txt\"");
-  EXPECT_EQ(program.Eval("(read out)"), "!Invalid class typecast: the stream \"out\" gives no tokens");
-  EXPECT_EQ(program.Eval("(readline out)"), "EOF");
+  program.Expect(R"(
+    (close) --> TRUE ;; (open "x.txt" in) (open "y.txt" out "w") --> in\nout
+    (printout in a) --> !Stream is not open for writing "x.txt" ;; (readline out) --> EOF
+    (read out) --> !Invalid class typecast: the stream "out" gives no tokens
+    (close in) (close in) --> TRUE\n!Invalid stream name: in ;; (close) (close out) --> TRUE\n!Invalid stream name: out
+  )");
 }
 
 // Two streams in turn under one name: the first one's text must not come behind the second's.
@@ -78,21 +72,16 @@ TEST_F(StreamFunctions, AnotherFileUnderTheSameName) {
 TEST_F(StreamFunctions, LineEndsAndEncodingsOfAllKinds) {
   directory.Write("mac.txt", "a\rb\r");
   directory.Write("mixed.txt", "a\nb\r\nc");
-  directory.Write("mark.txt",
-                  "\xEF\xBB\xBF"
-                  "caf\xC3\xA9\r\n2");
-  const std::string wide = kb::TEncoding::UTF16BE()->Encode("w\xC3\xA4hrung \xE2\x82\xAC\n2.5\n");
+  directory.Write("mark.txt", "\xEF\xBB\xBFü\r\n2");
+  const std::string wide = kb::TEncoding::UTF16BE()->Encode("währung €\n2.5\n");
   directory.Write("wide.txt", std::string(kb::TEncoding::UTF16BE()->Preamble()) + wide);
-  const std::string lines =
-      "(deffunction lines (?name) (bind ?all (create$)) (open ?name f)"
-      " (bind ?l (readline f)) (while (neq ?l EOF)"
-      " (bind ?all (insert$ ?all (length$ ?all) ?l)) (bind ?l (readline f)))"
-      " (close f) (implode$ ?all))";
-  program.Eval(lines);
-  EXPECT_EQ(program.Show("(lines \"mac.txt\")"), "a b");
-  EXPECT_EQ(program.Show("(lines \"mixed.txt\")"), "a b c");
-  EXPECT_EQ(program.Show("(lines \"mark.txt\")"), "caf\xC3\xA9 2");
-  EXPECT_EQ(program.Show("(lines \"wide.txt\")"), "w\xC3\xA4hrung \xE2\x82\xAC 2.5");
+  program.Eval(
+      "(deffunction lines (?name) (bind ?all (create$)) (open ?name f) (bind ?l (readline f)) (while (neq ?l EOF)"
+      " (bind ?all (insert$ ?all (length$ ?all) ?l)) (bind ?l (readline f))) (close f) (implode$ ?all))");
+  program.ExpectShown(R"(
+    (lines "mac.txt") --> a b ;; (lines "mixed.txt") --> a b c ;; (lines "mark.txt") --> ü 2
+    (lines "wide.txt") --> währung € 2.5
+  )");
 }
 
 TEST_F(StreamFunctions, ALongFileIsReadByAndBy) {
@@ -117,35 +106,37 @@ TEST_F(StreamFunctions, BatchesNestAndFeedTheirReads) {
 }
 
 TEST_F(StreamFunctions, DribbleTakesTheStandardChannel) {
-  EXPECT_EQ(program.Eval("(dribble-on \"log.txt\") (printout t hidden crlf)"), "");
-  EXPECT_EQ(program.Eval("(dribble-off) (printout t shown)"), "TRUE\nshown");
+  program.Expect(R"(
+    (dribble-on "log.txt") (printout t hidden crlf) --> ;; (dribble-off) (printout t shown) --> TRUE\nshown
+    (dribble-off) --> TRUE ;; (dribble-on "no/log.txt") --> !Cannot create file "no/log.txt": No such file or directory
+  )");
   EXPECT_EQ(directory.Read("log.txt"), "TRUE\r\nhidden\r\n");
-  EXPECT_EQ(program.Eval("(dribble-off)"), "TRUE");
-  EXPECT_EQ(program.Eval("(dribble-on \"no/log.txt\")"),
-            "!Cannot create file \"no/log.txt\": No such file or directory");
 }
 
 TEST_F(StreamFunctions, AFileIsLoaded) {
   directory.Write("k.clp", "(deffacts d (a 1))\n(defrule r (a ?x) => (printout t ?x crlf))\n(reset)\n");
-  EXPECT_EQ(program.Eval("(load \"k.clp\") (run)"), "TRUE\nTRUE\n1\n1");
-  EXPECT_EQ(program.Eval("(load \"none.clp\")"), "!Cannot open file \"none.clp\": No such file or directory");
+  program.Expect(R"(
+    (load "k.clp") (run) --> TRUE\nTRUE\n1\n1 ;; (load "none") --> !Cannot open file "none": No such file or directory
+  )");
 }
 
 TEST_F(StreamFunctions, KnowledgeAndFactsAreSavedAndLoaded) {
   program.Eval(
       "(deftemplate p (slot x)) (defrule r (p (x ?x)) => (printout t ?x crlf)) (assert (p (x 1)) (q 2) (r 3))");
-  EXPECT_EQ(program.Eval("(save \"k.clp\") (save-facts \"all.fct\") (save-facts \"some.fct\" r p)"),
-            "TRUE\nTRUE\nTRUE");
+  program.Expect(R"(
+    (save "k.clp") (save-facts "all.fct") (save-facts "some.fct" r p) --> TRUE\nTRUE\nTRUE
+    (try (save-facts "some.fct" (throw x)) catch FALSE) --> FALSE
+  )");
   EXPECT_EQ(directory.Read("some.fct"), "(r 3 )\r\n(p (x 1))\r\n");
   program.Eval("(clear)");
   program.Eval("(load \"k.clp\")");  // prints what the calls in the text give
-  EXPECT_EQ(program.Eval("(retract *) (load-facts \"some.fct\") (run)"), "TRUE\nTRUE\n1\n1");
-  EXPECT_EQ(program.Eval("(clear) (deftemplate p (slot x)) (load-facts \"all.fct\") (assert (q 2))"), "TRUE\nTRUE\nFALSE");
-  EXPECT_EQ(program.Eval("(load-facts \"none\")"), "!Cannot open file \"none\": No such file or directory");
-  EXPECT_EQ(program.Eval("(try (save-facts \"some.fct\" (throw x)) catch FALSE)"), "FALSE");
-  EXPECT_EQ(directory.Read("some.fct"), "(r 3 )\r\n(p (x 1))\r\n");
+  program.Expect(R"(
+    (retract *) (load-facts "some.fct") (run) --> TRUE\nTRUE\n1\n1
+    (clear) (deftemplate p (slot x)) (load-facts "all.fct") (assert (q 2)) --> TRUE\nTRUE\nFALSE
+    (load-facts "none") --> !Cannot open file "none": No such file or directory
+  )");
   directory.Write("bad.fct", "(a 1)\n(b");
-  EXPECT_EQ(program.Eval("(load-facts \"bad.fct\")").substr(0, 14), "!Parsing Error");
+  EXPECT_TRUE(program.Eval("(load-facts \"bad.fct\")").starts_with("!Parsing Error"));
 }
 
 }  // namespace

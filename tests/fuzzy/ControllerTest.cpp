@@ -1,12 +1,11 @@
 // A textbook controller: two inputs, nine rules, one output. Its crisp outputs on a grid are worked out here by
 // other means, sampling the inferred set.
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 
-#include "tests/functions/Program.h"
+#include "tests/Program.h"
 
 namespace {
 
@@ -62,8 +61,7 @@ double ExpectedOutput(double error, double rate, bool product) {
 
 TEST(FuzzyController, OutputsOnAGridAgreeWithSampling) {
   for (const bool product : {false, true}) {
-    TProgram program;
-    program.Eval(kController);
+    TProgram program(kController);
     program.engine.SetFuzzyCorrelationMethod(product ? kb::fcmProduct : kb::fcmMinimum);
     for (double error = -9; error <= 9; error += 2) {
       for (double rate = -4.5; rate <= 4.5; rate += 1.5) {

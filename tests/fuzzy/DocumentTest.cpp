@@ -1,10 +1,8 @@
 // The programs of docs/fuzzy.md print what stands under them.
-#include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
 
-#include "tests/functions/Program.h"
+#include "tests/Program.h"
 
 namespace {
 

@@ -69,34 +69,20 @@ TEST(FuzzySet, CurvesStayWithinAThousandthOfTheirFormulas) {
 
 TEST(FuzzySet, ShapesWithoutWidthAreStepsAndSpikes) {
   const Ref<IFuzzySet> set = NewSet();
+  const auto expect = [&set](double below, double at, double above) {
+    EXPECT_EQ(set->DegreeOfMembership(4.999), below);
+    EXPECT_EQ(set->DegreeOfMembership(5), at);
+    EXPECT_EQ(set->DegreeOfMembership(5.001), above);
+  };
   set->Triangle(5, 5, 5);
-  EXPECT_EQ(set->DegreeOfMembership(5), 1);
-  EXPECT_EQ(set->DegreeOfMembership(5.001), 0);
+  expect(0, 1, 0);
   EXPECT_EQ(set->Crisp(), 5);
   set->SCurve(7, true, 5, 5, 5);
-  EXPECT_EQ(set->DegreeOfMembership(4.999), 0);
-  EXPECT_EQ(set->DegreeOfMembership(5.001), 1);
+  expect(0, 1, 1);
   set->PiCurve(7, 5, 5, 5);
-  EXPECT_EQ(set->DegreeOfMembership(5), 1);
-  EXPECT_EQ(set->DegreeOfMembership(5.001), 0);
-  EXPECT_EQ(set->DegreeOfMembership(4.999), 0);
+  expect(0, 1, 0);
   set->BetaCurve(7, 5, 5, 4);
-  EXPECT_EQ(set->DegreeOfMembership(5), 1);
-  EXPECT_EQ(set->DegreeOfMembership(4.999), 0);
-}
-
-TEST(FuzzySet, ShapesRefuseWhatMakesNoSet) {
-  const Ref<IFuzzySet> set = NewSet();
-  set->Triangle(1, 2, 3);
-  EXPECT_EQ(FaultOf([&] { set->Triangle(3, 2, 1); }), TKBMessage::InvalidFuzzyShape);
-  EXPECT_EQ(FaultOf([&] { set->SCurve(7, true, 3, 1, 2); }), TKBMessage::InvalidFuzzyShape);
-  EXPECT_EQ(FaultOf([&] { set->PiCurve(7, 1, 3, 4); }), TKBMessage::InvalidFuzzyShape);
-  EXPECT_EQ(FaultOf([&] { set->PiCurveByRange(7, -1, 3); }), TKBMessage::InvalidFuzzyShape);
-  EXPECT_EQ(FaultOf([&] { set->BetaCurve(7, 1, 3, 3); }), TKBMessage::InvalidFuzzyShape);
-  EXPECT_EQ(FaultOf([&] { set->Triangle(1, NAN, 3); }), TKBMessage::InvalidFuzzyShape);
-  EXPECT_EQ(FaultOf([&] { set->AddPoint(1, 2); }), TKBMessage::InvalidFuzzyPoint);
-  EXPECT_EQ(set->SetType(), fstTriangle);
-  EXPECT_EQ(set->DegreeOfMembership(2), 1);
+  expect(0, 1, 0);
 }
 
 TEST(FuzzySet, TermsAreSharedAndNeverChangedInPlace) {
@@ -129,47 +115,32 @@ TEST(FuzzySet, NamesOfResultsAreExpressionsOfTheLanguage) {
   EXPECT_EQ(NewSet()->Union(*NewSet(), foZadeh)->PointCount(), 0);
 }
 
-TEST(FuzzySet, NumbersOfASetAreTakenOverTheUniverse) {
+TEST(FuzzySet, ANumberFarFromTheUniverseKeepsItsValueAndAnEmptySetHasNone) {
   const Ref<IFuzzyVariable> variable = Temperature();
-  const Ref<IFuzzySet> cold = variable->FindSet("cold");
-  EXPECT_NEAR(cold->Moment(), 50.0 / 3, 1e-9);
-  EXPECT_EQ(cold->Crisp(), cold->Moment());
-  EXPECT_EQ(cold->Maximum(), 0);
-  EXPECT_NEAR(cold->GetCompatibilityIndex(), 2.0 / 3, 1e-9);
-  EXPECT_FALSE(cold->IsUndecidable());
+  const Ref<IFuzzySet> number = MakeRef<TKBFuzzySet>(variable.Get(), "500");
+  number->Triangle(500, 500, 500);
+  EXPECT_EQ(number->Maximum(), 500);
   const Ref<IFuzzySet> empty = variable->AddSet("nothing");
-  EXPECT_TRUE(empty->IsUndecidable());
-  EXPECT_EQ(empty->Moment(), 50);
-  EXPECT_EQ(empty->Maximum(), 50);
   EXPECT_EQ(empty->GetCompatibilityIndex(), 0);
   empty->AddPoint(0, 0.4);
   empty->AddPoint(100, 0.4);
   EXPECT_TRUE(empty->IsUndecidable());
-  // A number far from the universe keeps its value.
-  const Ref<IFuzzySet> number = MakeRef<TKBFuzzySet>(variable.Get(), "500");
-  number->Triangle(500, 500, 500);
-  EXPECT_EQ(number->Maximum(), 500);
+  EXPECT_FALSE(variable->FindSet("cold")->IsUndecidable());
 }
 
 TEST(FuzzySet, ComparisonIsStrictlyAboveTheThreshold) {
   const Ref<IFuzzyVariable> variable = Temperature();
   variable->SetThreshold(static_cast<double>(0.1F));
   const Ref<IFuzzySet> cold = variable->FindSet("cold");
-  EXPECT_TRUE(cold->Equals(*MakeFloat(44.9)));
-  EXPECT_FALSE(cold->Equals(*MakeInteger(45)));
-  EXPECT_TRUE(cold->Equals(*MakeFloat(NAN)));
+  EXPECT_TRUE(cold->Equals(*MakeFloat(44.9)) && cold->Equals(*MakeFloat(NAN)));
+  EXPECT_FALSE(cold->Equals(*MakeInteger(45)) || cold->Equals(*MakeAtom("cold")));
   EXPECT_EQ(cold->FuzzyEquals(*MakeFloat(NAN)), 0);
   EXPECT_NEAR(cold->FuzzyEquals(*MakeInteger(30)), 0.4, 1e-12);
-  EXPECT_FALSE(cold->Equals(*MakeAtom("cold")));
   EXPECT_EQ(cold->FuzzyEquals(*MakeAtom("cold")), 0);
   const Ref<IFuzzySet> warm = variable->FindSet("warm");
   EXPECT_NEAR(cold->Iterate(*warm, FuzzyOperatorMaxOfMin), 1.0 / 3, 1e-9);
   EXPECT_EQ(cold->Iterate(*warm, FuzzyOperatorMinThreshold), 1);
   EXPECT_EQ(cold->Iterate(*variable->FindSet("hot"), FuzzyOperatorMinThreshold), 0);
-  for (const auto& [given, stored] : {std::pair{2.0, 1.0}, {-1.0, 0.0}, {static_cast<double>(NAN), 0.0}}) {
-    variable->SetThreshold(given);
-    EXPECT_EQ(variable->Threshold(), stored);
-  }
 }
 
 TEST(FuzzyVariable, UniverseTermsAndCopies) {
@@ -181,47 +152,12 @@ TEST(FuzzyVariable, UniverseTermsAndCopies) {
   const Ref<IFuzzyVariable> copy = variable->Clone();
   EXPECT_TRUE(copy->Equals(variable.Get()));
   EXPECT_EQ(copy->FindSet("warm")->Variable(), copy.Get());
-  EXPECT_FALSE(copy->FindSet("warm") == variable->FindSet("warm"));
   copy->AddSet("warm")->Triangle(0, 1, 2);
   EXPECT_EQ(copy->SetCount(), 3);
   EXPECT_FALSE(copy->Equals(variable.Get()));
-  EXPECT_EQ(copy->FindSet("Warm"), nullptr);
-
-  Ref<IFuzzySet> orphan;
-  {
-    const Ref<IFuzzyVariable> passing = Temperature();
-    orphan = passing->FindSet("warm");
-  }
+  const Ref<IFuzzySet> orphan = Temperature()->FindSet("warm");
   EXPECT_EQ(orphan->Variable(), nullptr);
   EXPECT_EQ(orphan->Moment(), 50);
-}
-
-TEST(FuzzyVariable, PrintsItsBody) {
-  const Ref<IFuzzyVariable> variable = Temperature();
-  variable->FindSet("cold")->SetExpression("((0 1) (50 0))");
-  variable->AddSet("mild")->PiCurveByRange(7, 10, 40);
-  variable->AddSet("skewed")->PiCurve(7, 10, 50, 20);
-  variable->AddSet("bell")->BetaCurve(7, 20, 50, 35);
-  variable->AddSet("broad")->BetaCurve(7, 20, 50, 30);
-  variable->AddSet("heavy")->BetaCurveWeighted(7, 20, 50, 35, 2);
-  variable->AddSet("falling")->SCurve(7, false, 0, 10, 5);
-  variable->AddSet("flat")->AddPoint(0, 0.25);
-  static_cast<void>(variable->AddSet(SEmptyFuzzy));
-  EXPECT_EQ(PrettyPrint(*variable),
-            "   (range 0.0000 100.0000)\r\n"
-            "   (units \"degrees C\")\r\n"
-            "   (values \r\n"
-            "      (term cold ((0 1) (50 0)))\r\n"
-            "      (term warm (tri 25.0000 50.0000 75.0000))\r\n"
-            "      (term hot (s 50.0000 100.0000))\r\n"
-            "      (term mild (pi 40.0000 10.0000))\r\n"
-            "      (term skewed (pi 10.0000 20.0000 50.0000))\r\n"
-            "      (term bell (beta 50.0000 20.0000))\r\n"
-            "      (term broad (beta 50.0000 20.0000 30.0000))\r\n"
-            "      (term heavy (beta 50.0000 20.0000 35.0000 2.0000))\r\n"
-            "      (term falling (z 0.0000 10.0000))\r\n"
-            "      (term flat ((0.0000 0.2500) ))\r\n"
-            "   )");
 }
 
 }  // namespace

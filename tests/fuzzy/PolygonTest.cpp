@@ -14,26 +14,22 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 TEST(FuzzyPolygon, MembershipBetweenBeyondAndAtPoints) {
-  const TFuzzyPolygon slope({{0, 1}, {10, 0}});
-  EXPECT_DOUBLE_EQ(slope.Membership(-5), 1);
-  EXPECT_DOUBLE_EQ(slope.Membership(2.5), 0.75);
-  EXPECT_DOUBLE_EQ(slope.Membership(99), 0);
-  EXPECT_TRUE(std::isnan(slope.Membership(kNaN)));
-
-  const TFuzzyPolygon singleton({{5, 0.7}});
-  EXPECT_DOUBLE_EQ(singleton.Membership(5), 0.7);
-  EXPECT_DOUBLE_EQ(singleton.Membership(5.0001), 0);
-
-  const TFuzzyPolygon box({{10, 0}, {10, 1}, {20, 1}, {20, 0}});
-  EXPECT_DOUBLE_EQ(box.Membership(10), 1);
-  EXPECT_DOUBLE_EQ(box.Membership(9.999), 0);
-  EXPECT_DOUBLE_EQ(box.Membership(20), 1);
-
-  const TFuzzyPolygon spike({{5, 0.2}, {5, 1}, {5, 0.4}});
-  EXPECT_DOUBLE_EQ(spike.Membership(4), 0.2);
-  EXPECT_DOUBLE_EQ(spike.Membership(5), 1);
-  EXPECT_DOUBLE_EQ(spike.Membership(6), 0.4);
-  EXPECT_DOUBLE_EQ(TFuzzyPolygon().Membership(1), 0);
+  const struct {
+    TFuzzyPolygon polygon;
+    std::vector<std::pair<double, double>> memberships;
+  } cases[] = {
+      {TFuzzyPolygon({{0, 1}, {10, 0}}), {{-5, 1}, {2.5, 0.75}, {99, 0}}},
+      {TFuzzyPolygon({{5, 0.7}}), {{5, 0.7}, {5.0001, 0}}},
+      {TFuzzyPolygon({{10, 0}, {10, 1}, {20, 1}, {20, 0}}), {{10, 1}, {9.999, 0}, {20, 1}}},
+      {TFuzzyPolygon({{5, 0.2}, {5, 1}, {5, 0.4}}), {{4, 0.2}, {5, 1}, {6, 0.4}}},
+      {TFuzzyPolygon(), {{1, 0}}},
+  };
+  for (size_t i = 0; i < std::size(cases); ++i) {
+    for (const auto& [x, y] : cases[i].memberships) {
+      EXPECT_DOUBLE_EQ(cases[i].polygon.Membership(x), y) << "polygon " << i << " at " << x;
+    }
+  }
+  EXPECT_TRUE(std::isnan(cases[0].polygon.Membership(kNaN)));
 }
 
 TEST(FuzzyPolygon, PointsComeInAnyOrderAndBadOnesAreRefused) {
@@ -102,18 +98,15 @@ TEST(FuzzyPolygon, HeightDepthAndMaximaAgreeWithSamplingOnRandomSets) {
     for (const double place : random.Places(polygon, polygon)) {
       for (const double x : {place, place - 1e-7, place + 1e-7}) {
         if (x < 0 || x > 100) continue;
-        const double y = polygon.Membership(x);
-        ASSERT_LE(y, height + 1e-9) << "round " << round;
-        ASSERT_GE(y, depth - 1e-9) << "round " << round;
-        greatest = std::max(greatest, y);
-        least = std::min(least, y);
+        greatest = std::max(greatest, polygon.Membership(x));
+        least = std::min(least, polygon.Membership(x));
       }
     }
+    ASSERT_TRUE(greatest <= height + 1e-9 && least >= depth - 1e-9) << "round " << round;
     // Steep pieces lose something within the small distance from their points.
     ASSERT_NEAR(greatest, height, 1e-2) << "round " << round;
     ASSERT_NEAR(least, depth, 1e-2) << "round " << round;
-    const TFuzzyRange range{0, 100};
-    const double maximum = polygon.MeanOfMaxima(range);
+    const double maximum = polygon.MeanOfMaxima({0, 100});
     ASSERT_TRUE(maximum >= 0 && maximum <= 100) << "round " << round;
   }
 }

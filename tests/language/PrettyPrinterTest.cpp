@@ -6,7 +6,7 @@
 
 namespace {
 
-using kbtest::LanguageTest;
+using kbtest::ExpectAnswers, kbtest::LanguageTest;
 
 class PrettyPrinter : public LanguageTest {
  protected:
@@ -17,23 +17,27 @@ class PrettyPrinter : public LanguageTest {
   std::string Slot(const std::string& text) { return engine.ParseFactTemplateSlot(text)->ToString(); }
 };
 
-TEST_F(PrettyPrinter, Facts) {
-  engine.Parse("(deftemplate p (slot y) (slot x (default nil)) (multislot m))", true);
-  const auto fact = [this](const std::string& text) { return engine.ParseFact(text)->ToString(); };
-  EXPECT_EQ(fact("(a)"), "(a)");
-  EXPECT_EQ(fact("(a 1 \"b c\" 2.5 d)"), "(a 1 \"b c\" 2.5000 d )");
-  EXPECT_EQ(fact("(p (y 1) (m a b))"), "(p (m a b ) (y 1))") << "slots by name, without those that have no text";
-  EXPECT_EQ(fact("(p (y =(+ 1 2)))"), "(p (y (+ 1 2)))");
+TEST_F(PrettyPrinter, FactsAndCalls) {
+  engine.Do(
+      "(deftemplate p (slot y) (slot x (default nil)) (multislot m)) (deffacts f \"some\" (a 1) (b)) (deffacts g)");
+  // Slots by name, without those that have no text.
+  ExpectAnswers([this](const std::string& text) { return engine.ParseFact(text)->ToString(); }, R"(
+    (a) --> (a) ;; (a 1 "b c" 2.5 d) --> (a 1 "b c" 2.5000 d ) ;; (p (y 1) (m a b)) --> (p (m a b ) (y 1))
+    (p (y =(+ 1 2))) --> (p (y (+ 1 2)))
+  )");
   const kb::IFact p = engine.ParseFact("(p (y 1))");
   EXPECT_EQ(kb::PrettyPrint(*p, "y"), "(y 1)");
   EXPECT_EQ(kb::PrettyPrint(*p, "y", kb::MakeInteger(9)), "(y 9)");
   EXPECT_EQ(kb::PrettyPrint(*p, "y", std::string_view()), "");
-}
-
-TEST_F(PrettyPrinter, FactSets) {
-  engine.Parse("(deffacts f \"some\" (a 1) (b)) (deffacts g)", true);
   EXPECT_EQ(engine.GetFactSets().Get(0).ToString(), "(deffacts MAIN::f \"some\"\r\n   (a 1 )\r\n   (b))");
   EXPECT_EQ(kb::PrettyPrint(engine.GetFactSets().Get(1), false), "(deffacts g)");
+  ExpectAnswers([this](const std::string& text) { return engine.ParseFunCall(text)->ToString(); }, R"(
+    (f) --> (f) ;; (f a "b" (g 1)) --> (f a "b" (g 1)) ;; (modify ?f (a 1) (b 2 3)) --> (modify ?f (a 1 ) (b 2 3  ))
+    (assert (a 1) (b)) --> (assert (a 1 ) (b)) ;; ; one\n; two\n(f) --> ; one\r\n; two\r\n(f)
+  )");
+  const kb::TLosslessText lossless;
+  EXPECT_EQ(engine.ParseFunCall("(modify ?f ?pair (a 1))")->ToString(), "(modify ?f ?pair (a 1 ))")
+      << "else the reader takes ?pair for a name";
 }
 
 TEST_F(PrettyPrinter, Slots) {
@@ -48,12 +52,9 @@ TEST_F(PrettyPrinter, Slots) {
 }
 
 TEST_F(PrettyPrinter, Templates) {
-  engine.Parse(
-      "(deftemplate a \"of a\" (slot x (default 1)) (slot b))"
-      "(deftemplate b extends a)"
-      "(deftype t extends (type SYMBOL))"
-      "(deftemplate c is-a t) (deftemplate d)",
-      true);
+  engine.Do(
+      "(deftemplate a \"of a\" (slot x (default 1)) (slot b))(deftemplate b extends a)"
+      "(deftype t extends (type SYMBOL))(deftemplate c is-a t) (deftemplate d)");
   EXPECT_EQ(engine.FindFactTemplate("a")->ToString(),
             "(deftemplate MAIN::a \"of a\"\r\n   (slot x (default 1) )\r\n   (slot b ))");
   EXPECT_EQ(kb::PrettyPrint(*engine.FindFactTemplate("b"), false),
@@ -63,12 +64,9 @@ TEST_F(PrettyPrinter, Templates) {
 }
 
 TEST_F(PrettyPrinter, DefinedTypes) {
-  engine.Parse(
-      "(deftype t1 \"of t\" extends (type INTEGER SYMBOL) (range 0 10) (units \"per day\") (cardinality 1 "
-      "?VARIABLE)"
-      " (allowed-symbols red green))"
-      "(deftype t2 extends (type t1 FLOAT) (range 0 20))",
-      true);
+  engine.Do(
+      "(deftype t1 \"of t\" extends (type INTEGER SYMBOL) (range 0 10) (units \"per day\") (cardinality 1 ?VARIABLE)"
+      " (allowed-symbols red green))(deftype t2 extends (type t1 FLOAT) (range 0 20))");
   const std::string t1 = engine.GetDefinedTypes().FindType("t1")->ToString();
   EXPECT_EQ(t1,
             "(deftype MAIN::t1 \r\n   \"of t\"\r\n   extends (type ATOM INTEGER)\r\n   (range 0 10) \r\n"
@@ -79,47 +77,34 @@ TEST_F(PrettyPrinter, DefinedTypes) {
 }
 
 TEST_F(PrettyPrinter, Rules) {
-  engine.Parse("(deftemplate person (slot name) (slot age) (multislot likes))", true);
-  EXPECT_EQ(Rule("(defrule r =>)"), "(defrule MAIN::r\r\n\r\n   =>)");
+  engine.Do("(deftemplate person (slot name) (slot age) (multislot likes))");
+  ExpectAnswers([this](const std::string& text) { return Rule(text); }, R"(
+    (defrule r =>) --> (defrule MAIN::r\r\n\r\n   =>)
+    (defrule r (test (> 1 0)) =>) --> (defrule MAIN::r\r\n   (Initial-Fact )\r\n   (test (> 1 0))\r\n   =>)
+  )");
   EXPECT_EQ(Rule("(defrule r \"says\" (declare (salience 5) (oneshot TRUE) (enabled no))\n"
                  "; who\n ?p <- (person (name ?n) (age ~3))\n(not (a ?n)) => \n; out\n(printout t ?n) (halt))"),
             "(defrule MAIN::r\r\n   \"says\"\r\n   (declare (salience 5) (enabled FALSE) (oneshot TRUE))\r\n"
             "   ?p <- (person (age ~3) (name ?n) )\r\n   (not (a ?n))\r\n   =>\r\n"
             "   ; out\r\n   (printout t ?n)\r\n   (halt))");
-  EXPECT_EQ(Rule("(defrule r (test (> 1 0)) =>)"),
-            "(defrule MAIN::r\r\n   (Initial-Fact )\r\n   (test (> 1 0))\r\n   =>)");
   const std::unique_ptr<kb::TRule> rule(engine.ParseRule("(defrule r (a) => (b) (c))"));
   EXPECT_EQ(kb::PrettyPrint(*rule, kb::rcPattern), "   (a )");
   EXPECT_EQ(kb::PrettyPrint(*rule, kb::rcAction), "   (b)\r\n   (c)\r\n");
 }
 
 TEST_F(PrettyPrinter, Patterns) {
-  engine.Parse("(deftemplate person (slot name) (slot age) (multislot likes))", true);
+  engine.Do("(deftemplate person (slot name) (slot age) (multislot likes))");
   const auto second = [this](const std::string& text) {
     const std::unique_ptr<kb::TRule> rule(engine.ParseRule("(defrule r (first ?x) " + text + " =>)"));
     return rule->GetPattern(1).ToString();
   };
-  EXPECT_EQ(second("(a)"), "(a )");
-  EXPECT_EQ(second("(a 1 ?x&~2 $?y)"), "(a 1 ?x&~2 $?y)");
-  EXPECT_EQ(second("(person (name))"), "(person )");
-  EXPECT_EQ(second("(person (age ?y&:(> ?y 3)))"), "(person (age ?y&:(> ?y 3)) )");
-  EXPECT_EQ(second("(not (not (a)))"), "(exists (a ))");
-  EXPECT_EQ(second("(not (exists (a)))"), "(not (exists (a )))");
-  EXPECT_EQ(second("(explicit (unique (a)))"), "(explicit (unique (a )))");
-  EXPECT_EQ(second("(not (test (f ?x)))"), "(not (test (f ?x)))");
+  ExpectAnswers(second, R"(
+    (a) --> (a ) ;; (a 1 ?x&~2 $?y) --> (a 1 ?x&~2 $?y) ;; (person (name)) --> (person )
+    (person (age ?y&:(> ?y 3))) --> (person (age ?y&:(> ?y 3)) ) ;; (not (not (a))) --> (exists (a ))
+    (not (exists (a))) --> (not (exists (a ))) ;; (explicit (unique (a))) --> (explicit (unique (a )))
+    (not (test (f ?x))) --> (not (test (f ?x))) ;; (a ?y&red|blue) --> (a ?y&:(or (eq red ?y) (eq blue ?y)))
+  )");
   EXPECT_EQ(second("; why\n;; how\n (a)"), "; why\r\n;; how\r\n(a )");
-  EXPECT_EQ(second("(a ?y&red|blue)"), "(a ?y&:(or (eq red ?y) (eq blue ?y)))");
-}
-
-TEST_F(PrettyPrinter, Calls) {
-  const auto call = [this](const std::string& text) { return engine.ParseFunCall(text)->ToString(); };
-  EXPECT_EQ(call("(f)"), "(f)");
-  EXPECT_EQ(call("(f a \"b\" (g 1))"), "(f a \"b\" (g 1))");
-  EXPECT_EQ(call("(modify ?f (a 1) (b 2 3))"), "(modify ?f (a 1 ) (b 2 3  ))");
-  EXPECT_EQ(call("(assert (a 1) (b))"), "(assert (a 1 ) (b))");
-  EXPECT_EQ(call("; one\n; two\n(f)"), "; one\r\n; two\r\n(f)");
-  const kb::TLosslessText lossless;
-  EXPECT_EQ(call("(modify ?f ?pair (a 1))"), "(modify ?f ?pair (a 1 ))") << "else the reader takes ?pair for a name";
 }
 
 TEST_F(PrettyPrinter, FunctionsAndVariables) {
@@ -128,7 +113,7 @@ TEST_F(PrettyPrinter, FunctionsAndVariables) {
   EXPECT_EQ(kb::PrettyPrint("*x*", kb::MakeInteger(1)), "?*x* = 1");
   EXPECT_EQ(kb::PrettyPrint("?*x*", kb::MakeInteger(1)), "?*x* = 1");
   EXPECT_EQ(kb::PrettyPrint("", kb::MakeInteger(1)), "");
-  engine.Parse("(defglobal ?*a* = 1 ?*b* = (+ 1 2))", true);
+  engine.Do("(defglobal ?*a* = 1 ?*b* = (+ 1 2))");
   EXPECT_EQ(kb::PrettyPrint(engine.GetGlobalVariables()), "(defglobal ?*a* = 1 ?*b* = (+ 1 2))");
 }
 
@@ -138,11 +123,8 @@ TEST_F(PrettyPrinter, Help) {
   function->SetComment("Half of a number, which is to say that number divided by two and nothing else at all.");
   function->SetArgumentString(" <number>");
   EXPECT_EQ(engine.PrettyPrint(*function),
-            ";; half function\r\n"
-            ";;    Half of a number, which is to say that number divided by two\r\n"
-            ";;    and nothing else at all.\r\n"
-            ";; \r\n"
-            ";;      Syntax: (half <number>)");
+            ";; half function\r\n;;    Half of a number, which is to say that number divided by two\r\n"
+            ";;    and nothing else at all.\r\n;; \r\n;;      Syntax: (half <number>)");
   EXPECT_EQ(kb::PrettyPrint(kb::ptValue), "");
   const std::string help = kb::PrettyPrint(kb::ptFactSet);
   EXPECT_TRUE(help.starts_with("deffacts function\r\n\r\n")) << help;
@@ -150,7 +132,7 @@ TEST_F(PrettyPrinter, Help) {
 }
 
 TEST_F(PrettyPrinter, Modules) {
-  engine.Parse("(defmodule a \"of a\" (export deftype x y) (export deftemplate ?ALL)) (defmodule b)", true);
+  engine.Do("(defmodule a \"of a\" (export deftype x y) (export deftemplate ?ALL)) (defmodule b)");
   const kb::IModule module = engine.ParseModule("(defmodule c (import a deftemplate p) (import b ?ALL))");
   EXPECT_EQ(engine.GetModules().GetModule("a")->ToString(),
             "(defmodule a \"of a\"\r\n   (export deftype x y )\r\n   (export deftemplate ?ALL))");
@@ -160,7 +142,7 @@ TEST_F(PrettyPrinter, Modules) {
 }
 
 TEST_F(PrettyPrinter, RulesReadBack) {
-  engine.Parse("(deftemplate person (slot name) (slot age) (multislot likes)) (deftemplate colour (slot c))", true);
+  engine.Do("(deftemplate person (slot name) (slot age) (multislot likes)) (deftemplate colour (slot c))");
   for (const std::string left :
        {"(a)", "(a 1 ?x $?y \"s\" 2.5)", "(person (name ?n) (likes ?n $? tea)) (not (a ?n))",
         "?f <- (unique (a ?x)) (exists (b ?x)) (test (> ?x 1))", "(colour (c ?x&red|blue|~:(f ?x)))",
@@ -175,20 +157,20 @@ TEST_F(PrettyPrinter, RulesReadBack) {
 }
 
 TEST_F(PrettyPrinter, TemplatesReadBack) {
-  engine.Parse("(deftype t extends (type INTEGER SYMBOL) (range 0 9) (allowed-symbols a b))", true);
+  engine.Do("(deftype t extends (type INTEGER SYMBOL) (range 0 9) (allowed-symbols a b))");
   for (const std::string slots :
        {"(slot a)", "(multislot a (default 1 2))", "(slot a (type INTEGER) (range 1 5) (default 3) (units cm))",
         "(slot a (type t))", "(slot a (type t) (range 1 2))", "(multislot a (type SYMBOL) (cardinality 0 4))",
         "(slot a (allowed-values a \"b\" 1 2.5))", "(slot a (allowed-numbers 1 2.5) (allowed-lexemes a \"b\"))",
         "(slot a (default-dynamic (gensym))) (slot b (type FLOAT))", "(multislot a (type FUZZY) (cardinality 1 2))",
         "(slot a (type NUMBER) (range 2147483647 ?VARIABLE))"}) {
-    engine.Parse("(deftemplate a \"c\" " + slots + ")", true);
+    engine.Do("(deftemplate a \"c\" " + slots + ")");
     const std::string first = engine.FindFactTemplate("a")->ToString();
-    engine.Parse(first, true);
+    engine.Do(first);
     EXPECT_EQ(engine.FindFactTemplate("a")->ToString(), first) << slots;
   }
   const std::string type = engine.GetDefinedTypes().FindType("t")->ToString();
-  engine.Parse(type, true);
+  engine.Do(type);
   EXPECT_EQ(engine.GetDefinedTypes().FindType("t")->ToString(), type);
 }
 

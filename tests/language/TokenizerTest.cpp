@@ -1,15 +1,9 @@
 // The tokenizer without an engine: texts against a dump of their tokens.
-#include <gtest/gtest.h>
-
-#include <sstream>
-#include <string>
-#include <vector>
-
-#include "kb/common/Helpers.h"
 #include "kb/language/KBParser.h"
 #include "kb/language/KBTokenizer.h"
 #include "kb/values/KBContext.h"
-#include "kb/values/KBValue.h"
+#include "kb/values/KBHelperFunctions.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
@@ -20,21 +14,23 @@ std::string Dump(const TKBStreamToken& token) {
   switch (token.GetDataType()) {
     case dtNone:
       return ".";
-    case dtAtom:
-      return "a'" + text;
-    case dtString:
-      return "s'" + text;
     case dtInteger:
       return "i'" + IntegerToString(TruncateToInt32(token.GetNumber()));
     case dtFloat:
       return "f'" + FloatToString(token.GetNumber());
-    case dtVariable:
-      return "v'" + text;
-    case dtMultiVariable:
-      return "m'" + text;
     default:
-      return text;
+      break;
   }
+  const std::pair<TKBType, const char*> kinds[] = {
+      {dtAtom, "a'"}, {dtString, "s'"}, {dtVariable, "v'"}, {dtMultiVariable, "m'"}};
+  for (const auto& [type, letter] : kinds) {
+    if (token.GetDataType() == type) return letter + text;
+  }
+  return text;
+}
+
+void Skip(TKBClipsStream& stream, int count) {
+  for (int i = 0; i < count; ++i) static_cast<void>(stream.NextToken());
 }
 
 /// All tokens of a text up to the end, separated by blanks.
@@ -63,64 +59,27 @@ std::vector<int> Lines(const std::string& text) {
 }
 
 TEST(Tokenizer, Classes) {
-  const struct {
-    std::string text;
-    std::string tokens;
-  } cases[] = {
-      {"", "."},
-      {" \t\r\n ; only a comment", "."},
-      {"foo", "a'foo ."},
-      {"(a b)", "( a'a a'b ) ."},
-      {"(a;comment\r\nb)", "( a'a a'b ) ."},
-      {"?x&~red|blue", "v'x & ~ a'red | a'blue ."},
-      {"?x<-(a)", "v'x a'<- ( a'a ) ."},
-      {"<< <= <> >= > =>", "a'< a'< a'<= a'<> a'>= a'> = a'> ."},
-      {"== a=b =b", "= = a'a=b = a'b ."},
-      {"?*g* ?x $?y $x $", "v'*g* v'x m'y a'$x a'$ ."},
-      {"[1]", "[ i'1 ] ."},
-      {":( a:b m::n f-12", "a': ( a'a:b a'm::n a'f-12 ."},
-      {"12 -12 +12 0x1F 007", "i'12 i'-12 i'12 i'31 i'7 ."},
-      {"12.0 1e3 -.5 3000000000", "f'12.0000 f'1000.0000 f'-0.5000 f'3000000000.0000 ."},
-      {"2147483647 -2147483648 2147483648", "i'2147483647 i'-2147483648 f'2147483648.0000 ."},
-      {"+ - . 12abc 1-2 1.2.3 -inf +nan 0x", "a'+ a'- a'. a'12abc a'1-2 a'1.2.3 a'-inf a'+nan a'0x ."},
-      {"\"a b\" \"\" \"q\\\"q\" \"b\\\\b\" \"l\\nl\"", "s'a b s' s'q\"q s'b\\b s'lnl ."},
-      {"a\\(b \\(b a\\ b", "a'a(b a'\\ ( a'b a'a b ."},
-      {"a\"s\"b", "a'a s's a'b ."},
-      {"(a b", "( a'a a'b ."},
-      {"a\\", "a'a ."},
-      {"{x},%#@!/'", "a'{x},%#@!/' ."},
-      {"gr\xC3\xB6\xC3\x9F"
-       "e ?\xE2\x82\xAC",
-       "a'gr\xC3\xB6\xC3\x9F"
-       "e v'\xE2\x82\xAC ."},
-  };
-  for (const auto& test : cases) EXPECT_EQ(DumpAll(test.text), test.tokens) << test.text;
-}
-
-TEST(Tokenizer, AnonymousVariablesGetNamesOfTheirOwn) {
-  TKBClipsStream stream("(a ? ? $?)");
-  const std::string dump = DumpAll(stream);
-  EXPECT_EQ(dump, "( a'a v'_blank_0 v'_blank_1 m'_blank_$2 ) .");
-}
-
-TEST(Tokenizer, StringsKeepLineEndsAndCarryTheirLastLine) {
-  TKBClipsStream stream("a \"x\r\ny\" b");
-  static_cast<void>(stream.NextToken());
-  const IStreamToken text = stream.NextToken();
-  EXPECT_EQ(text->GetText(), "x\r\ny");
-  EXPECT_EQ(text->GetLineNumber(), 2);
+  kbtest::ExpectAnswers([](const std::string& text) { return DumpAll(text); }, R"(
+    --> . ;; foo --> a'foo . ;; (a b) --> ( a'a a'b ) . ;; (a;comment\r\nb) --> ( a'a a'b ) .
+    ?x&~red|blue --> v'x & ~ a'red | a'blue . ;; ?x<-(a) --> v'x a'<- ( a'a ) .
+    << <= <> >= > => --> a'< a'< a'<= a'<> a'>= a'> = a'> . ;; == a=b =b --> = = a'a=b = a'b .
+    ?*g* ?x $?y $x $ --> v'*g* v'x m'y a'$x a'$ . ;; [1] --> [ i'1 ] .
+    :( a:b m::n f-12 --> a': ( a'a:b a'm::n a'f-12 . ;; 12 -12 +12 0x1F 007 --> i'12 i'-12 i'12 i'31 i'7 .
+    12.0 1e3 -.5 3000000000 --> f'12.0000 f'1000.0000 f'-0.5000 f'3000000000.0000 .
+    2147483647 -2147483648 2147483648 --> i'2147483647 i'-2147483648 f'2147483648.0000 .
+    + - . 12abc 1-2 1.2.3 -inf +nan 0x --> a'+ a'- a'. a'12abc a'1-2 a'1.2.3 a'-inf a'+nan a'0x .
+    "a b" "" "q\"q" "b\\b" "l\ol" --> s'a b s' s'q"q s'b\b s'lol . ;; a\(b \(b a\ b --> a'a(b a'\ ( a'b a'a b .
+    a"s"b --> a'a s's a'b . ;; (a b --> ( a'a a'b . ;; a\ --> a'a . ;; {x},%#@!/' --> a'{x},%#@!/' .
+    größe ?€ --> a'größe v'€ .
+  )");
+  EXPECT_EQ(DumpAll(" \t\r\n ; only a comment"), ".");
 }
 
 TEST(Tokenizer, UnterminatedStringIsTheOneFailure) {
   for (const std::string text : {"\"abc", "(a \"b)", "\"abc\\", "\""}) {
     TKBClipsStream stream(text);
-    try {
-      static_cast<void>(stream.NextToken());
-      FAIL() << text;
-    } catch (const EKBParseException& error) {
-      EXPECT_EQ(error.Message(), "Invalid string value, string was not terminated");
-      EXPECT_EQ(error.GetLineNumber(), 1);
-    }
+    EXPECT_EQ(kbtest::MessageOf([&] { static_cast<void>(stream.NextToken()); }),
+              "Invalid string value, string was not terminated");
     EXPECT_TRUE(stream.NextToken()->IsEof()) << "the start of the expression is gone";
   }
 }
@@ -157,12 +116,11 @@ TEST(Tokenizer, PutBackInAnyNumber) {
 TEST(Tokenizer, ExpressionTextSpellsWhatWasHandedOut) {
   TKBClipsStream stream("(a \"s\" 12\n1.5 ?x $?y) b");
   const IStreamToken open = stream.NextToken();
-  EXPECT_EQ(stream.ToString(), "( ");
   stream.PutBackToken(open);
   EXPECT_EQ(stream.ToString(), " ");
-  for (int i = 0; i < 8; ++i) static_cast<void>(stream.NextToken());
+  Skip(stream, 8);
   EXPECT_EQ(stream.ToString(), " ( a \\\"s\"\\ 12 \r\n1.5000 ?x $?y ) ");
-  static_cast<void>(stream.NextToken());
+  Skip(stream, 1);
   EXPECT_EQ(stream.ToString(), "b ");
   stream.Clear();
   EXPECT_EQ(stream.ToString(), "");
@@ -170,17 +128,24 @@ TEST(Tokenizer, ExpressionTextSpellsWhatWasHandedOut) {
 
 TEST(Tokenizer, PuttingBackTakesTheLineBreakAndForeignTokensFromTheText) {
   TKBClipsStream stream("(a\nb c)");
-  static_cast<void>(stream.NextToken());
-  static_cast<void>(stream.NextToken());
+  Skip(stream, 2);
   const IStreamToken b = stream.NextToken();
   EXPECT_EQ(stream.ToString(), "( a \r\nb ");
   stream.PutBackToken(b);
   EXPECT_EQ(stream.ToString(), "( a ");
-  static_cast<void>(stream.NextToken());
+  Skip(stream, 1);
   EXPECT_EQ(stream.ToString(), "( a b ") << "the token put back was on that line already";
   stream.PutBackToken(b->Clone());
   EXPECT_EQ(stream.ToString(), "( a ");
   EXPECT_EQ(DumpAll(stream), "a'b a'c ) .");
+}
+
+TEST(Tokenizer, StringsKeepLineEndsAndCarryTheirLastLine) {
+  TKBClipsStream stream("a \"x\r\ny\" b");
+  Skip(stream, 1);
+  const IStreamToken text = stream.NextToken();
+  EXPECT_EQ(text->GetText(), "x\r\ny");
+  EXPECT_EQ(text->GetLineNumber(), 2);
 }
 
 TEST(Tokenizer, ExpressionTextOfALongExpressionIsWhole) {
@@ -194,59 +159,41 @@ TEST(Tokenizer, ExpressionTextOfALongExpressionIsWhole) {
   std::vector<IStreamToken> taken;
   for (int i = 0; i < 5001; ++i) taken.push_back(stream.NextToken());
   EXPECT_EQ(stream.ToString(), spelled);
-  for (int i = 0; i < 5000; ++i) {
-    stream.PutBackToken(taken.back());
-    taken.pop_back();
-  }
+  for (; taken.size() > 1; taken.pop_back()) stream.PutBackToken(taken.back());
   EXPECT_EQ(stream.ToString(), "( ");
   EXPECT_EQ(DumpAll(stream).size(), 5000 * 4 + 3);
 }
 
 TEST(Tokenizer, Head) {
-  const struct {
-    std::string text;
-    std::string head;
-    std::string rest;
-  } cases[] = {
-      {"(defrule r)", "defrule", "( a'defrule a'r ) ."},
-      {"(= 1 2)", "=", "( = i'1 i'2 ) ."},
-      {"(?f 1)", "f", "( v'f i'1 ) ."},
-      {"($?f 1)", "", "( m'f i'1 ) ."},
-      {"(\"s\")", "", "( s's ) ."},
-      {"(12)", "", "( i'12 ) ."},
-      {"foo bar", "", "a'bar ."},
+  const auto headAndRest = [](const std::string& text) {
+    TKBClipsStream stream(text);
+    const std::string head = stream.Head().ToString();
+    return head + " < " + DumpAll(stream);
   };
-  for (const auto& test : cases) {
-    TKBClipsStream stream(test.text);
-    EXPECT_EQ(stream.Head().View(), test.head) << test.text;
-    EXPECT_EQ(DumpAll(stream), test.rest) << test.text;
-  }
+  kbtest::ExpectAnswers(headAndRest, R"(
+    (defrule r) --> defrule < ( a'defrule a'r ) . ;; (= 1 2) --> = < ( = i'1 i'2 ) . ;; (?f 1) --> f < ( v'f i'1 ) .
+    ($?f 1) --> \s< ( m'f i'1 ) . ;; ("s") --> \s< ( s's ) . ;; (12) --> \s< ( i'12 ) . ;; foo bar --> \s< a'bar .
+  )");
 }
 
 TEST(Tokenizer, MoveToNextConstructDropsTheRestOfTheExpression) {
-  TKBClipsStream stream("(a (b c) d) (e)");
-  for (int i = 0; i < 4; ++i) static_cast<void>(stream.NextToken());
-  stream.MoveToNextConstruct();
-  EXPECT_EQ(DumpAll(stream), "( a'e ) .");
-  stream.MoveToNextConstruct();
-  EXPECT_EQ(DumpAll(stream), ".");
-
-  TKBClipsStream stray(") x (y) z");
-  static_cast<void>(stray.NextToken());
-  stray.MoveToNextConstruct();
-  EXPECT_EQ(DumpAll(stray), "a'y ) a'z .") << "the expression goes on to what balances it";
-
-  TKBClipsStream open("(a (b");
-  static_cast<void>(open.NextToken());
-  open.MoveToNextConstruct();
-  EXPECT_EQ(DumpAll(open), ".");
+  // An expression that begins in the middle goes on to what balances it.
+  for (const auto& [text, skipped, rest] :
+       {std::tuple("(a (b c) d) (e)", 4, "( a'e ) ."), {") x (y) z", 1, "a'y ) a'z ."}, {"(a (b", 1, "."}}) {
+    TKBClipsStream stream{std::string(text)};
+    Skip(stream, skipped);
+    stream.MoveToNextConstruct();
+    EXPECT_EQ(DumpAll(stream), rest) << text;
+    stream.MoveToNextConstruct();
+    EXPECT_EQ(DumpAll(stream), ".") << text;
+  }
 }
 
 TEST(Tokenizer, DiscardUntilEOLNeverTouchesTheNextLine) {
   for (const std::string end : {"\n", "\r", "\r\n"}) {
     for (const std::string line : {"a", "a ", "a b c", "a ; comment", "(a b) c", "\"s\" \"t\""}) {
       TKBClipsStream stream(line + end + "next" + end + "last");
-      static_cast<void>(stream.NextToken());
+      Skip(stream, 1);
       stream.DiscardUntilEOL();
       EXPECT_EQ(Dump(*stream.NextToken()), "a'next") << line;
       stream.DiscardUntilEOL();
@@ -254,13 +201,13 @@ TEST(Tokenizer, DiscardUntilEOLNeverTouchesTheNextLine) {
       EXPECT_TRUE(stream.IsEof());
     }
     TKBClipsStream open("(a b" + end + "c d) e" + end + "f");
-    static_cast<void>(open.NextToken());
+    Skip(open, 1);
     open.DiscardUntilEOL();
     EXPECT_EQ(Dump(*open.NextToken()), "a'c") << "the later lines of an expression stay";
     open.DiscardUntilEOL();
     EXPECT_EQ(DumpAll(open), "a'f .");
     TKBClipsStream last("a" + end);
-    static_cast<void>(last.NextToken());
+    Skip(last, 1);
     last.DiscardUntilEOL();
     EXPECT_TRUE(last.IsEof()) << "nothing is left behind the last line";
     TKBClipsStream fresh("x y" + end + "z");
@@ -322,64 +269,49 @@ TEST(Tokenizer, DeepNestingIsNoRecursion) {
 }
 
 TEST(StreamToken, ValuesOfTokens) {
-  const auto value = [](const std::string& text) {
-    TKBClipsStream stream(text);
-    return stream.NextToken()->Value();
-  };
+  const auto value = [](const std::string& text) { return TKBClipsStream(text).NextToken()->Value(); };
   EXPECT_EQ(value("TRUE"), FCTrue);
   EXPECT_EQ(value("FALSE"), FCFalse);
   EXPECT_EQ(value("NIL"), FCNil);
   EXPECT_EQ(value("Nil"), FCNil);
   EXPECT_EQ(value(""), FCEOF);
-  EXPECT_TRUE(value("true")->Equals(MakeAtom("true").Get()));
-  EXPECT_TRUE(value("\"TRUE\"")->Is(dtString));
-  EXPECT_EQ(value("12")->GetAsInteger(), 12);
-  EXPECT_TRUE(value("1.5")->Equals(MakeFloat(1.5).Get()));
-  EXPECT_EQ(value("?x")->ToString(), "?x");
-  EXPECT_EQ(value("$?x")->ToString(), "$?x");
-  EXPECT_EQ(value("&")->ToString(), "\"38\"");
+  const auto typeAndText = [&](const std::string& text) {
+    return std::string(GetKBTypeName(value(text)->GetDType())) + " " + value(text)->ToString();
+  };
+  kbtest::ExpectAnswers(typeAndText, R"(
+    true --> dtAtom true ;; "TRUE" --> dtString "TRUE" ;; 12 --> dtInteger 12 ;; 1.5 --> dtFloat 1.5000
+    ?x --> dtVariable ?x ;; $?x --> dtMultiVariable $?x ;; & --> dtString "38"
+  )");
 }
 
 TEST(StreamToken, VariablesAreLookedUpInAContext) {
   TKBContext context(nullptr, nullptr);
   context.AddBinding(TKBText("x"), MakeInteger(7));
   const auto value = [&context](const std::string& text) {
-    TKBClipsStream stream(text);
-    return stream.NextToken()->Value(&context);
+    std::string result;
+    const std::string fault =
+        kbtest::MessageOf([&] { result = TKBClipsStream(text).NextToken()->Value(&context)->ToString(); });
+    return result + fault;
   };
-  EXPECT_EQ(value("?x")->GetAsInteger(), 7);
-  EXPECT_EQ(value("$?x")->GetAsInteger(), 7);
-  EXPECT_EQ(value("12")->GetAsInteger(), 12);
-  const auto message = [&value](const std::string& text) {
-    try {
-      static_cast<void>(value(text));
-    } catch (const EKBException& error) {
-      return error.Message();
-    }
-    return std::string();
-  };
-  EXPECT_EQ(message("?y"), "Unknown variable name: y");
-  EXPECT_EQ(message("????"), "Invalid variable name, ???.  Possible encoding error");
+  kbtest::ExpectAnswers(value, R"(
+    ?x --> 7 ;; $?x --> 7 ;; 12 --> 12 ;; ?y --> Unknown variable name: y
+    ???? --> Invalid variable name, ???.  Possible encoding error
+  )");
 }
 
-TEST(StreamToken, SetValueAssignAndEquals) {
+TEST(StreamToken, EqualityLooksAtValueAndLine) {
   TKBStreamToken token;
-  token.SetValue(*MakeFactId(5));
-  EXPECT_EQ(token.GetDataType(), dtFactId);
-  EXPECT_TRUE(token.Value()->Equals(MakeFactId(5).Get()));
-  token.SetValue(*MakeString("x"));
-  EXPECT_TRUE(token.Value()->Equals(MakeString("x").Get()));
+  for (const IKBValue& value : {MakeFactId(5), MakeString("x")}) {
+    token.SetValue(*value);
+    EXPECT_TRUE(token.Value()->Equals(value.Get()));
+  }
   token.SetWhitespace(TKBText("; c"));
-  token.SetTag(3);
   const IStreamToken copy = token.Clone();
-  EXPECT_TRUE(copy->Equals(&token));
-  EXPECT_EQ(copy->GetTag(), 3);
   EXPECT_EQ(copy->GetWhitespace(), "");
   copy->SetText("other");
   EXPECT_TRUE(copy->Equals(&token)) << "the text takes no part";
   copy->SetLineNumber(9);
   EXPECT_FALSE(copy->Equals(&token));
-  EXPECT_FALSE(copy->Equals(nullptr));
 }
 
 // Variables hand their white space on to the token behind them, however long the row.
@@ -387,16 +319,9 @@ TEST(Tokenizer, ARowOfVariablesGathersWhitespaceUpToTheNextOtherToken) {
   std::string text = "(";
   for (int i = 0; i < 300; ++i) text += " ; " + std::to_string(i) + "\r\n?x";
   TKBClipsStream stream(text + " end)");
-  (void)stream.NextToken();
-  size_t before = 0;
-  for (int i = 0; i < 300; ++i) {
-    const IStreamToken token = stream.NextToken();
-    EXPECT_GT(token->GetWhitespace().Size(), before);
-    before = token->GetWhitespace().Size();
-  }
-  const TKBText last = stream.NextToken()->GetWhitespace();
-  EXPECT_TRUE(last.View().starts_with(" ; 0\r\n"));
-  EXPECT_NE(last.View().find("; 299"), std::string_view::npos);
+  Skip(stream, 301);
+  const std::string last = stream.NextToken()->GetWhitespace().ToString();
+  EXPECT_TRUE(last.starts_with(" ; 0\r\n") && last.find("; 299") != std::string::npos) << last;
   EXPECT_TRUE(stream.NextToken()->GetWhitespace().Size() < 3);
 }
 

@@ -1,162 +1,86 @@
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "kb/engine/InferenceEngine.h"
-#include "kb/matching/ReteNetwork.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
 
-using TLines = std::vector<std::string>;
+using kbtest::TEngine;
 
 class Agenda : public testing::Test {
  protected:
-  Agenda() {
-    engine.OnPrintOut = [this](TInferenceEngine&, std::string_view, std::string_view text) { output += text; };
+  /// The facts of the agenda behind each step of a table.
+  void Expect(std::string_view table) {
+    const auto step = [this](const std::string& text) {
+      engine.Do(text);
+      std::string ids;
+      for (int i = 0; i < engine.GetAgendaCount(); ++i)
+        ids += engine.GetActivation(i)->GetToken()->ToFactsString() + " ";
+      return ids;
+    };
+    kbtest::ExpectAnswers(step, table);
   }
-  std::string Ids() {
-    std::string ids;
-    for (int i = 0; i < engine.GetAgendaCount(); ++i) ids += engine.GetActivation(i)->GetToken()->ToFactsString() + " ";
-    return ids;
-  }
-  TInferenceEngine engine;
-  std::string output;
+  TEngine engine{
+      "(defrule high (declare (salience 10)) (h ?) =>) (defrule zero (z ?) =>)"
+      "(defrule low (declare (salience -1)) (l ?) =>)"};
 };
 
-constexpr const char* kRules =
-    "(defrule high (declare (salience 10)) (h ?) =>) (defrule zero (z ?) =>) (defrule low (declare (salience -1)) (l "
-    "?) =>)";
-
 TEST_F(Agenda, EqualSaliencesAreNewestFirstAtTheHeadAndWhereTheHalvingHitsInTheMiddle) {
-  engine.Parse(kRules, true);
-  for (const char* fact : {"(h 1)", "(z 1)", "(z 2)", "(z 3)", "(z 4)"}) engine.Assert(fact);
-  EXPECT_EQ(Ids(), "f-1 f-5 f-4 f-3 f-2 ");
-  engine.Assert("(z 5)");
-  EXPECT_EQ(Ids(), "f-1 f-5 f-6 f-4 f-3 f-2 ");
+  Expect(R"(
+    (assert (h 1) (z 1) (z 2) (z 3) (z 4)) --> f-1 f-5 f-4 f-3 f-2\s ;; (assert (z 5)) --> f-1 f-5 f-6 f-4 f-3 f-2\s
+    (assert (h 2) (h 3)) --> f-8 f-7 f-1 f-5 f-6 f-4 f-3 f-2\s
+  )");
 }
 
 TEST_F(Agenda, BreadthFirstPutsEqualsBehind) {
   engine.SetStrategy(ssBreadthFirst);
-  engine.Parse(kRules, true);
-  for (const char* fact : {"(z 1)", "(l 1)", "(h 1)", "(z 2)", "(z 3)", "(l 2)"}) engine.Assert(fact);
-  EXPECT_EQ(Ids(), "f-3 f-5 f-4 f-1 f-2 f-6 ");
+  Expect(R"((assert (z 1) (l 1) (h 1) (z 2) (z 3) (l 2)) --> f-3 f-5 f-4 f-1 f-2 f-6\s)");
 }
 
 TEST_F(Agenda, AChangeOfStrategyRebuildsWithClonesThatARetractionStillFinds) {
-  engine.Parse(kRules, true);
-  for (const char* fact : {"(z 1)", "(z 2)", "(z 3)"}) engine.Assert(fact);
+  engine.Do("(assert (z 1) (z 2) (z 3))");
   int added = 0;
   engine.OnAddActivation = [&](TInferenceEngine&, int, TActivation&) { ++added; };
   engine.SetStrategy(ssDepthFirst);
   EXPECT_EQ(added, 0);
   engine.SetStrategy(ssBreadthFirst);
   EXPECT_EQ(added, 3);
-  EXPECT_EQ(Ids(), "f-3 f-2 f-1 ");
-  engine.Retract(2);
-  EXPECT_EQ(Ids(), "f-3 f-1 ");
+  Expect(R"(--> f-3 f-2 f-1\s ;; (retract 2) --> f-3 f-1\s)");
 }
 
 TEST_F(Agenda, SalienceThatIsACallIsWorkedOutForEachActivation) {
-  engine.Parse(
-      "(defglobal ?*s* = 5) (defrule a (declare (salience (+ ?*s* 1))) (a ?) =>) (defrule b (declare (salience 7)) (b "
-      "?) =>)",
-      true);
-  engine.Assert("(a 1)");
-  engine.Assert("(b 1)");
-  EXPECT_EQ(Ids(), "f-2 f-1 ");
-  engine.Parse("(bind ?*s* 10)", true);
-  engine.Assert("(a 2)");
+  engine.Do("(defglobal ?*s* = 5) (defrule a (declare (salience (+ ?*s* 1))) (a ?) =>)");
+  Expect(R"((assert (a 1) (h 1)) --> f-2 f-1\s ;; (bind ?*s* 10) (assert (a 2)) --> f-3 f-2 f-1\s)");
   EXPECT_EQ(engine.GetActivation(0)->GetRule()->GetSalience(), 11);
   EXPECT_EQ(engine.GetAgenda().GetText(2), "6 a : f-1 (1.0000)");
 }
 
 TEST_F(Agenda, EveryTimeSalienceIsWorkedOutAfterEachFiring) {
-  engine.SetEvalSalience(sEveryTime);
-  engine.Parse(
-      "(defglobal ?*s* = 0)"
-      "(defrule up (declare (salience 100)) (go) => (bind ?*s* 50))"
+  kbtest::TProgram program;
+  program.engine.SetEvalSalience(sEveryTime);
+  program.Eval(
+      "(defglobal ?*s* = 0) (defrule up (declare (salience 100)) (go) => (bind ?*s* 50))"
       "(defrule a (declare (salience ?*s*)) (x ?v) => (printout t a))"
-      "(defrule b (declare (salience 10)) (x ?v) => (printout t b))",
-      true);
-  engine.Assert("(x 1)");
-  engine.Assert("(go)");
-  EXPECT_EQ(engine.Run(), 3);
-  EXPECT_EQ(output.substr(output.size() - 2), "ab");
-}
-
-TEST_F(Agenda, EventsOfOneFiringComeInTheirOrder) {
-  engine.Parse("(defrule r ?f <- (a) => (retract ?f) (assert (b)))", true);
-  TLines events;
-  const auto log = [&](const std::string& text) { events.push_back(text); };
-  engine.OnStartInference = [&](TInferenceEngine&) { log("start"); };
-  engine.OnEndInference = [&](TInferenceEngine&, int32_t n) { log("end " + std::to_string(n)); };
-  engine.OnAddActivation = [&](TInferenceEngine&, int, TActivation&) { log("add"); };
-  engine.OnRemoveActivation = [&](TInferenceEngine&, int, TActivation&) { log("remove"); };
-  engine.OnRuleFired = [&](TInferenceEngine&, TRule&) { log("fired"); };
-  engine.OnAssertion = [&](TInferenceEngine&, const IFact& f) { log("assert " + f->ToString()); };
-  engine.OnRetraction = [&](TInferenceEngine&, const IFact& f) { log("retract " + f->ToString()); };
-  engine.OnPopFocus = [&](TInferenceEngine&, const IModule& m) { log("pop " + m->GetName()); };
-  engine.GetRules().FindRule("r")->OnFire = [&](TRule&, TKBContext&) { log("fire"); };
-  engine.Assert("(a)");
-  EXPECT_EQ(engine.Run(), 1);
-  EXPECT_EQ(events, TLines({"add", "assert (a)", "start", "fire", "retract (a)", "remove", "assert (b)", "fired",
-                            "pop MAIN", "end 1"}));
+      "(defrule b (declare (salience 10)) (x ?v) => (printout t b)) (assert (x 1)) (assert (go))");
+  program.Expect("(run) --> ab3");
 }
 
 TEST_F(Agenda, LimitsAndHalt) {
-  engine.Parse(
-      "(defrule r (a ?x) => (printout t ?x)) (defrule stop (declare (salience 5)) (stop) => (halt) (printout t s))",
-      true);
-  for (const char* fact : {"(a 1)", "(a 2)", "(a 3)"}) engine.Assert(fact);
-  EXPECT_EQ(engine.Run(0), 0);
-  EXPECT_EQ(engine.GetFocusStack().GetCount(), 1);
-  EXPECT_EQ(engine.Run(1), 1);
-  engine.Assert("(stop)");
-  EXPECT_EQ(engine.Run(), 1);
-  EXPECT_EQ(output, "3s");
-  EXPECT_EQ(engine.GetAgendaCount(), 2);
-  EXPECT_EQ(engine.Run(), 2);
-  EXPECT_EQ(engine.GetFocusStack().GetCount(), 0);
-}
-
-TEST_F(Agenda, AFailingActionIsNotCountedAndLeavesNothingBehind) {
-  engine.Parse("(defrule r (a ?x) => (assert (b)) (throw \"no\"))", true);
-  engine.Assert("(a 1)");
-  engine.Assert("(a 2)");
-  EXPECT_THROW(engine.Run(), EException);
-  EXPECT_TRUE(engine.IsRunning());
-  EXPECT_EQ(engine.GetStatNumRulesFired(), 0);
-  EXPECT_EQ(engine.GetAgendaCount(), 1);
-  EXPECT_EQ(engine.GetFacts().GetCount(), 4);
-  engine.Retract(2);
-  EXPECT_THROW(engine.Run(), EException);
-  EXPECT_EQ(engine.GetAgendaCount(), 0);
+  kbtest::TProgram program(
+      "(defrule r (a ?x) => (printout t ?x)) (defrule stop (declare (salience 5)) (stop) => (halt) (printout t s))"
+      "(assert (a 1) (a 2) (a 3))");
+  program.Expect(R"(
+    (run 0) (get-focus) --> 0\nMAIN ;; (run 1) --> 31 ;; (assert (stop)) (run) --> <Fact-4>\ns1 ;; (run) --> 212
+    (get-focus) --> FALSE
+  )");
 }
 
 TEST_F(Agenda, ActionsMayRemoveTheRuleTheKnowledgeOrRunTheEngineAgain) {
-  engine.RegisterFunction(
-      "forget-rule",
-      [](TFunctionArguments& arguments) {
-        arguments.Engine().GetRules().Remove(arguments[0]->GetAsString().View());
-        return FCTrue;
-      },
-      1, 1);
-  engine.Parse(
-      "(defrule r (a ?x) => (forget-rule r) (printout t r ?x)) (defrule n (n) => (run) (printout t n))"
-      "(defrule c (c) => (clear) (printout t c))",
-      true);
-  engine.Assert("(a 1)");
-  engine.Assert("(n)");
-  engine.Run();
-  EXPECT_EQ(output, "r1n");
-  engine.Assert("(c)");
-  EXPECT_EQ(engine.Run(), 1);
-  EXPECT_EQ(output, "r1nc");
-  EXPECT_EQ(engine.GetFacts().GetCount(), 0);
-  engine.Reset();
-  EXPECT_EQ(engine.GetFacts().GetCount(), 1);
+  kbtest::TProgram program(
+      "(defrule r (a ?x) => (undefrule r) (printout t r ?x)) (defrule n (n) => (run) (printout t n))"
+      "(defrule c (c) => (clear) (printout t c))");
+  program.Expect(R"(
+    (assert (a 1)) (assert (n)) (if (run) then nil) --> <Fact-1>\n<Fact-2>\nr1n ;; (assert (c)) (run) --> <Fact-3>\nc1
+    (facts) --> For a total of 0 facts. ;; (reset) (facts) --> TRUE\nf-0 (Initial-Fact)\nFor a total of 1 facts.
+  )");
 }
 
 }  // namespace

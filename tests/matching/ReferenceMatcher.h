@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <map>
-#include <optional>
 #include <random>
 #include <set>
 #include <string>
@@ -94,33 +93,19 @@ class TReference {
   static int Address(size_t element) { return 100 + static_cast<int>(element); }
 
   TTerm MakeTerm(std::set<int>& bound, bool negated) {
-    TTerm term;
     const int variable = Draw(3);
     const bool known = bound.contains(variable);
-    switch (Draw(7)) {
-      case 0:
-        term = {TTerm::Constant, Draw(3), 0, 0};
-        break;
-      case 1:
-        term = {TTerm::NotConstant, Draw(3), 0, 0};
-        break;
-      case 2:
-      case 3:
-        if (known || !negated) term = {TTerm::Variable, 0, variable, 0};
-        break;
-      case 4:
-        if (known) term = {TTerm::NotVariable, 0, variable, 0};
-        break;
-      case 5:
-        if (known || !negated) term = {TTerm::Greater, Draw(3), variable, 0};
-        break;
-      default: {
-        const int other = Draw(3);
-        if ((known || !negated) && bound.contains(other)) term = {TTerm::Less, 0, variable, other};
-        break;
-      }
-    }
-    if (term.kind == TTerm::Variable || term.kind == TTerm::Greater || term.kind == TTerm::Less) bound.insert(variable);
+    const bool usable = known || !negated;
+    const int kind = Draw(7);
+    if (kind == 0) return {TTerm::Constant, Draw(3), 0, 0};
+    if (kind == 1) return {TTerm::NotConstant, Draw(3), 0, 0};
+    if (kind == 4 && known) return {TTerm::NotVariable, 0, variable, 0};
+    TTerm term;
+    const int other = Draw(3);
+    if (kind < 4 && usable) term = {TTerm::Variable, 0, variable, 0};
+    if (kind == 5 && usable) term = {TTerm::Greater, Draw(3), variable, 0};
+    if (kind == 6 && usable && bound.contains(other)) term = {TTerm::Less, 0, variable, other};
+    if (term.kind != TTerm::Any) bound.insert(variable);
     return term;
   }
 
@@ -176,22 +161,15 @@ class TReference {
 
   static std::string Text(const TTerm& term) {
     const std::string name = Name(term.variable);
-    switch (term.kind) {
-      case TTerm::Constant:
-        return std::to_string(term.value);
-      case TTerm::NotConstant:
-        return "~" + std::to_string(term.value);
-      case TTerm::Variable:
-        return name;
-      case TTerm::NotVariable:
-        return "~" + name;
-      case TTerm::Greater:
-        return name + "&:(> " + name + " " + std::to_string(term.value) + ")";
-      case TTerm::Less:
-        return name + "&:(< " + name + " " + Name(term.other) + ")";
-      default:
-        return "?";
-    }
+    const std::string value = std::to_string(term.value);
+    const std::string texts[] = {"?",
+                                 value,
+                                 "~" + value,
+                                 name,
+                                 "~" + name,
+                                 name + "&:(> " + name + " " + value + ")",
+                                 name + "&:(< " + name + " " + Name(term.other) + ")"};
+    return texts[term.kind];
   }
 
   static std::string Text(const TElement& element) {
@@ -211,18 +189,10 @@ class TReference {
   }
 
   static bool Meets(const TTerm& term, int value, TValues& values) {
-    switch (term.kind) {
-      case TTerm::Constant:
-        return value == term.value;
-      case TTerm::NotConstant:
-        return value != term.value;
-      case TTerm::NotVariable:
-        return value != values.at(term.variable);
-      case TTerm::Any:
-        return true;
-      default:
-        break;
-    }
+    if (term.kind == TTerm::Any) return true;
+    if (term.kind == TTerm::Constant) return value == term.value;
+    if (term.kind == TTerm::NotConstant) return value != term.value;
+    if (term.kind == TTerm::NotVariable) return value != values.at(term.variable);
     if (values.try_emplace(term.variable, value).first->second != value) return false;
     if (term.kind == TTerm::Greater) return value > term.value;
     return term.kind != TTerm::Less || value < values.at(term.other);

@@ -6,19 +6,16 @@ namespace kbtest {
 namespace {
 
 constexpr const char* kModules =
-    "(defmodule MAIN (export ?ALL))"
-    "(deftemplate t0 (slot a) (slot b) (slot c))"
-    "(deftemplate t1 (slot a) (slot b) (slot c))"
-    "(deftemplate t2 (slot a) (slot b) (slot c))"
-    "(deftemplate link (slot to))"
-    "(defmodule OTHER (import MAIN deftemplate t0 t1))";
+    "(defmodule MAIN (export ?ALL))(deftemplate t0 (slot a) (slot b) (slot c))"
+    "(deftemplate t1 (slot a) (slot b) (slot c))(deftemplate t2 (slot a) (slot b) (slot c))"
+    "(deftemplate link (slot to))(defmodule OTHER (import MAIN deftemplate t0 t1))";
 
 // One engine under random assertions, retractions, modifications, new and removed rules of two modules, and templates
 // that are defined anew; after each step the agendas are what the nested loop finds.
 class TRound {
  public:
   explicit TRound(unsigned seed) : reference_(seed) {
-    engine_.Parse(kModules, true);
+    engine_.Do(kModules);
     Main().FocusModule();
   }
 
@@ -64,7 +61,7 @@ class TRound {
                            "(slot b) (slot c) (slot a)"};
     const std::string text = "(deftemplate MAIN::t" + Digit() + " " + slots[reference_.Draw(3)] + ")";
     Log(text);
-    engine_.Parse(text, true);
+    engine_.Do(text);
   }
 
   void AssertLink() {
@@ -79,7 +76,7 @@ class TRound {
   void AddRule() {
     rules_.push_back(reference_.MakeRule(nextRule_++));
     Log(TReference::Text(rules_.back()));
-    engine_.Parse(TReference::Text(rules_.back()), true);
+    engine_.Do(TReference::Text(rules_.back()));
     Main().FocusModule();
   }
 
@@ -131,7 +128,7 @@ class TRound {
   }
 
   TReference reference_;
-  kb::TInferenceEngine engine_;
+  TEngine engine_;
   std::vector<TRandomRule> rules_;
   int nextRule_ = 0;
   std::string log_;

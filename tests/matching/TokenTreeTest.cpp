@@ -1,15 +1,12 @@
-#include <gtest/gtest.h>
-
-#include <vector>
-
 #include "kb/common/IndexedSequence.h"
-#include "kb/engine/InferenceEngine.h"
 #include "kb/matching/KBTokenTree.h"
 #include "kb/values/KBFuzzyInterfaces.h"
-#include "kb/values/ValueVector.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 IReteToken MakeToken(TInferenceEngine& engine, int id, int value) {
   const IFact fact = engine.ParseFact("(n " + std::to_string(value) + ")");
@@ -17,12 +14,17 @@ IReteToken MakeToken(TInferenceEngine& engine, int id, int value) {
   return MakeRef<TKBToken>(taAdd, fact);
 }
 
-std::vector<int> Ids(const TKBTokenTree& tree, int32_t key) {
-  std::vector<int> ids;
-  tree.ScanKey({key}, [&](const IReteToken& token) {
+/// What a scan calls to gather the ids of the facts that it meets.
+auto IntoIds(std::vector<int>& ids) {
+  return [&ids](const IReteToken& token) {
     ids.push_back(token->GetFact()->GetID());
     return true;
-  });
+  };
+}
+
+std::vector<int> Ids(const TKBTokenTree& tree, int32_t key) {
+  std::vector<int> ids;
+  tree.ScanKey({key}, IntoIds(ids));
   return ids;
 }
 
@@ -68,10 +70,7 @@ TEST(TokenTree, ScansInOrderOfBucketsAndArrival) {
   TKBTokenTree tree(10, 0, NoSubIndex, "", false);
   for (const int id : {13, 2, 3, 12, -7}) tree.Add(MakeToken(engine, id, 0));
   std::vector<int> ids;
-  tree.ScanAll([&](const IReteToken& token) {
-    ids.push_back(token->GetFact()->GetID());
-    return true;
-  });
+  tree.ScanAll(IntoIds(ids));
   EXPECT_EQ(ids, (std::vector<int>{2, 12, 13, 3, -7}));
 }
 
@@ -79,9 +78,7 @@ TEST(TokenTree, AKeyedMemoryGivesTheTokensOfOneValueAlone) {
   TInferenceEngine engine;
   TKBTokenTree tree(101, 0, 0, "__Data", false);
   for (int i = 0; i < 300; ++i) tree.Add(MakeToken(engine, i, i % 3 == 0 ? 7 : 7 + 101));
-  EXPECT_EQ(Ids(tree, 7).size(), 100U);
-  EXPECT_EQ(Ids(tree, 108).size(), 200U);
-  EXPECT_TRUE(Ids(tree, 9).empty());
+  for (const auto& [key, count] : {std::pair(7, 100U), {108, 200U}, {9, 0U}}) EXPECT_EQ(Ids(tree, key).size(), count);
   tree.Clear();
   EXPECT_TRUE(tree.IsEmpty());
   EXPECT_TRUE(Ids(tree, 7).empty());
@@ -97,13 +94,10 @@ class RefinedKey : public ::testing::Test {
   }
   std::vector<int> IdsFor(const IReteToken& probe) {
     std::vector<int> ids;
-    tree.ScanKey(tree.KeyFor(*probe), [&](const IReteToken& token) {
-      ids.push_back(token->GetFact()->GetID());
-      return true;
-    });
+    tree.ScanKey(tree.KeyFor(*probe), IntoIds(ids));
     return ids;
   }
-  TInferenceEngine engine;
+  TEngine engine;
   TKeyPart second{0, 1, TSlotRef("__Data")};
   TKBTokenTree tree{101, TKeyPart{0, 0, TSlotRef("__Data")}, {second}};
 };
@@ -142,14 +136,12 @@ TEST(TokenTree, MayChangeWhileItIsScanned) {
   TInferenceEngine engine;
   TKBTokenTree tree(101, 0, 0, "__Data", false);
   std::vector<IReteToken> tokens;
-  for (int i = 0; i < 5; ++i) tokens.push_back(MakeToken(engine, i, 1));
-  for (const IReteToken& token : tokens) tree.Add(token);
+  for (int i = 0; i < 5; ++i) tree.Add(tokens.emplace_back(MakeToken(engine, i, 1)));
   std::vector<int> ids;
   tree.ScanKey({1}, [&](const IReteToken& token) {
     ids.push_back(token->GetFact()->GetID());
     if (ids.size() == 1) {
-      tree.Remove(*tokens[0]);
-      tree.Remove(*tokens[1]);
+      for (const size_t removed : {0U, 1U}) tree.Remove(*tokens[removed]);
       tree.Add(MakeToken(engine, 9, 1));
     }
     if (ids.size() == 3) tree.Clear();

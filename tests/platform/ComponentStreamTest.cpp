@@ -1,5 +1,4 @@
 // Component trees through both forms of a stream, and what becomes of damaged streams.
-#include <gtest/gtest.h>
 
 #include <limits>
 #include <sstream>
@@ -7,6 +6,7 @@
 #include "kb/platform/ClassRegistry.h"
 #include "kb/platform/ComponentStream.h"
 #include "kb/platform/Exceptions.h"
+#include "tests/Dialogue.h"
 
 namespace {
 
@@ -196,32 +196,24 @@ TEST_F(ComponentStream, TheTextIsForPeople) {
   auto* child = new TPart(&root);
   child->other = &root;
   EXPECT_EQ(Write(root, kb::sfText),
-            "kb-components 1\n"
-            "object TPart \"main\" #1\n"
-            "  Title = \"two\\n\"\n"
-            "    + \"lines\"\n"
-            "  Size = 2.0\n"
-            "  Lines = [\n"
-            "    \"a\"\n"
-            "  ]\n"
-            "  object TPart #2\n"
-            "    Other = @1\n"
-            "  end\n"
-            "end\n");
+            "kb-components 1\nobject TPart \"main\" #1\n  Title = \"two\\n\"\n    + \"lines\"\n  Size = 2.0\n"
+            "  Lines = [\n    \"a\"\n  ]\n  object TPart #2\n    Other = @1\n  end\nend\n");
 }
 
 TEST_F(ComponentStream, FaultsTellTheLine) {
-  const auto fault = [](const std::string& body) { return Fault("kb-components 1\nobject TPart #1\n" + body); };
-  EXPECT_EQ(fault("  Tile = 1\nend"), "Component stream, line 3: a TPart has no property Tile");
-  EXPECT_EQ(fault("  Title = 1\nend"), "Component stream, line 3: TPart.Title: Expected a text");
-  EXPECT_EQ(fault("\n  Small = 10\nend"), "Component stream, line 4: TPart.Small: Expected a number from 0 to 9");
-  EXPECT_EQ(fault("  Other = @7\nend"), "Component stream, line 3: TPart.Other: there is no component #7");
-  EXPECT_EQ(fault("  object TNone #2\n  end\nend"), "Component stream, line 3: the class TNone is not known");
-  EXPECT_EQ(fault("  object TPart #1\n  end\nend"), "Component stream, line 3: a second component #1");
-  EXPECT_EQ(fault("  Title = \"a\n\"\nend"), "Component stream, line 3: a text without its closing quote");
-  EXPECT_EQ(fault("  Count = 1x\nend"), "Component stream, line 3: \"1x\" is no value");
-  EXPECT_EQ(fault("  ?\nend"), "Component stream, line 3: expected a property, \"object\" or \"end\"");
-  EXPECT_EQ(fault("end\nend"), "Component stream, line 4: text behind the end of the outermost object");
+  const auto fault = [](const std::string& body) {
+    return kb::ReplaceAll(Fault("kb-components 1\nobject TPart #1\n" + body), "Component stream, line ", "");
+  };
+  kbtest::ExpectAnswers(fault, R"(
+    Tile = 1\nend --> 3: a TPart has no property Tile ;; Title = 1\nend --> 3: TPart.Title: Expected a text
+    \n  Small = 10\nend --> 4: TPart.Small: Expected a number from 0 to 9
+    Other = @7\nend --> 3: TPart.Other: there is no component #7
+    object TNone #2\n  end\nend --> 3: the class TNone is not known
+    object TPart #1\n  end\nend --> 3: a second component #1
+    Title = "a\n"\nend --> 3: a text without its closing quote ;; Count = 1x\nend --> 3: "1x" is no value
+    ?\nend --> 3: expected a property, "object" or "end"
+    end\nend --> 4: text behind the end of the outermost object
+  )");
   EXPECT_EQ(Fault("kb-components 2\n"), "Component stream, line 1: expected \"kb-components 1\"");
   std::string deep = "kb-components 1\n";
   for (int i = 1; i < 200000; ++i) deep += "object TPart #" + std::to_string(i) + "\n";

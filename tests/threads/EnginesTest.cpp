@@ -1,24 +1,20 @@
-#include <gtest/gtest.h>
-
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "kb/engine/InferenceEngine.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
 
+using kbtest::TEngine;
+
 int32_t Work(int seed) {
-  TInferenceEngine engine;
+  TEngine engine;
   std::string output;
   engine.OnPrintOut = [&](TInferenceEngine&, std::string_view, std::string_view text) { output += text; };
-  engine.Parse(
-      "(deftemplate n (slot v) (slot name (default none)))"
-      "(deffunction half (?x) (div ?x 2))"
+  engine.Do(
+      "(deftemplate n (slot v) (slot name (default none)))(deffunction half (?x) (div ?x 2))"
       "(defrule down ?f <- (n (v ?x&:(> ?x 0)) (name ?m)) => (printout t ?m ?x crlf) (modify ?f (v (half ?x))))"
-      "(defrule pair (n (v ?x) (name ?a)) (n (v ?x) (name ~?a)) => (assert (same ?x)))",
-      true);
+      "(defrule pair (n (v ?x) (name ?a)) (n (v ?x) (name ~?a)) => (assert (same ?x)))");
   int32_t fired = 0;
   for (int i = 0; i < 100; ++i) {
     engine.Assert("(n (v " + std::to_string(seed + i) + ") (name m" + std::to_string(i % 7) + "))");
@@ -39,8 +35,7 @@ TEST(Engines, WorkInSeveralThreadsWithoutALock) {
 
 // A second thread gets in between two firings.
 TEST(Engines, LockWaitsForTheEndOfAFiring) {
-  TInferenceEngine engine;
-  engine.Parse("(defrule count ?f <- (n ?x&:(< ?x 2000)) => (retract ?f) (assert (n (+ ?x 1))))", true);
+  TEngine engine("(defrule count ?f <- (n ?x&:(< ?x 2000)) => (retract ?f) (assert (n (+ ?x 1))))");
   engine.Assert("(n 0)");
   std::atomic<bool> stop{false};
   std::thread host([&] {

@@ -1,15 +1,11 @@
-#include <gtest/gtest.h>
-
-#include <memory>
-
-#include "kb/engine/InferenceEngine.h"
-#include "kb/platform/Exceptions.h"
 #include "kb/values/Fact.h"
 #include "kb/values/FactSet.h"
-#include "kb/values/KBConsts.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 std::string FactTexts(const TInferenceEngine& engine) {
   std::string result;
@@ -83,21 +79,32 @@ TEST(FactSet, JoinsAndLeavesEngines) {
   EXPECT_EQ(other.GetFactSets().IndexOf(&lost), -1);
 }
 
-TEST(FactSet, ASecondSetOfTheNameDetachesTheFirst) {
-  TInferenceEngine engine;
-  TFactSet first(nullptr, "s", "");
-  TFactSet second(nullptr, "s", "MAIN");
-  first.SetEngine(&engine);
+TEST(FactSet, ASecondSetOfTheNameTakesThePlaceOfTheFirst) {
+  TEngine engine("(deffacts d (a 1))");
+  TFactSet* clone = engine.GetFactSets().Get(0).Clone(&engine);
+  EXPECT_EQ(engine.GetFactSets().IndexOf(clone), 0);
+  EXPECT_EQ(clone->GetFact(0)->ToString(), "(a 1 )");
+  TFactSet second(nullptr, "d", "MAIN");
   second.SetEngine(&engine);
-  EXPECT_EQ(first.GetEngine(), nullptr);
+  EXPECT_EQ(clone->GetEngine(), nullptr);
   EXPECT_EQ(engine.GetFactSets().GetCount(), 1);
 }
 
+TEST(FactSet, ClonesBelongToTheirOwner) {
+  TInferenceEngine target;
+  TEngine engine("(deffacts s \"why\" (a 1) (b (c d)))");
+  TFactSet& set = engine.GetFactSets().Get(0);
+  TFactSet* clone = set.Clone(&target);
+  EXPECT_EQ(clone->GetOwner(), &target);
+  EXPECT_EQ(clone->GetComment(), "why");
+  EXPECT_EQ(clone->GetFactText(0), set.GetFact(0)->ToString());
+  EXPECT_EQ(clone->GetFact(1)->GetTemplate()->GetEngine(), &target);
+  EXPECT_EQ(target.GetFactSets().IndexOf(clone), 0);
+}
+
 TEST(FactSet, LeavesTheFocusWhereItWas) {
-  TInferenceEngine engine;
-  engine.Parse("(defmodule other)", true);
+  TEngine engine("(defmodule other) (set-current-module MAIN)");
   const IModule main = engine.GetModules().Get(0);
-  engine.SetCurrentModule(main);
   TFactSet set(nullptr, "s", "other");
   set.SetEngine(&engine);
   EXPECT_EQ(engine.GetCurrentModule(), main);
@@ -108,30 +115,14 @@ TEST(FactSet, LeavesTheFocusWhereItWas) {
   set.SetFacts({"(x)"});
   set.Reset();
   EXPECT_EQ(engine.GetCurrentModule(), main);
-  EXPECT_EQ(set.GetFact(0)->GetTemplate()->GetModule(), engine.GetModules().GetModule("other").Get());
+  EXPECT_EQ(set.GetFact(0)->GetTemplate()->GetModule(), engine.FindModule("other").Get());
   set.SetModule("");
   EXPECT_EQ(engine.GetFactSets().IndexOf(&set), 0);
   EXPECT_EQ(set.GetFact(0)->GetTemplate()->GetModule(), main.Get());
 }
 
-TEST(FactSet, ClonesBelongToTheirOwner) {
-  TInferenceEngine engine;
-  TInferenceEngine target;
-  TFactSet set(nullptr, "s", "");
-  set.SetEngine(&engine);
-  set.SetComment("why");
-  set.SetFacts({"(a 1)", "(b (c d))"});
-  TFactSet* clone = set.Clone(&target);
-  EXPECT_EQ(clone->GetOwner(), &target);
-  EXPECT_EQ(clone->GetComment(), "why");
-  EXPECT_EQ(clone->GetFactText(0), set.GetFact(0)->ToString());
-  EXPECT_EQ(clone->GetFact(1)->GetTemplate()->GetEngine(), &target);
-  EXPECT_EQ(target.GetFactSets().IndexOf(clone), 0);
-}
-
 TEST(FactSet, MovesIntoTheModuleOfItsSource) {
-  TInferenceEngine engine;
-  engine.Parse("(defmodule other)", true);
+  TEngine engine("(defmodule other)");
   const IModule main = engine.GetModules().Get(0);
   engine.SetCurrentModule(main);
   auto set = std::make_unique<TFactSet>(nullptr, "s", "");
@@ -156,18 +147,16 @@ TEST(FactSet, MovesIntoTheModuleOfItsSource) {
 }
 
 TEST(FactSet, MayBeReplacedWhileItAssertsItsFacts) {
-  TInferenceEngine engine;
-  engine.RegisterFunction("replace", [&](TFunctionArguments&) -> IKBValue {
-    engine.Parse("(deffacts d (new))", true);
+  TEngine engine;
+  engine.RegisterFunction("replace", [&](TFunctionArguments&) {
+    engine.Do("(deffacts d (new))");
     return FCTrue;
   });
-  engine.Parse("(deffacts d (a =(replace)) (behind))", true);
-  engine.Reset();
+  engine.Do("(deffacts d (a =(replace)) (behind)) (reset)");
   EXPECT_EQ(FactTexts(engine), "(a TRUE )(Initial-Fact)") << "what is gone asserts no more";
   engine.Reset();
   EXPECT_EQ(FactTexts(engine), "(new)(Initial-Fact)");
-  engine.Parse("(deffacts d (a =(clear)) (behind))", true);
-  engine.Reset();
+  engine.Do("(deffacts d (a =(clear)) (behind)) (reset)");
   EXPECT_EQ(FactTexts(engine), "(a TRUE )(Initial-Fact)");
   EXPECT_EQ(engine.GetFactSets().GetCount(), 0);
 }
@@ -187,15 +176,6 @@ TEST(FactSet, AHostMayFillTheEntriesThemselves) {
   EXPECT_NE(set.PeekFact(1), nullptr);
   EXPECT_THROW(set.AddFact(nullptr), EKBException);
   EXPECT_THROW(set.SetFactSetName(""), EKBException);
-}
-
-TEST(FactSet, ACloneInTheSameEngineTakesThePlaceOfTheOriginal) {
-  TInferenceEngine engine;
-  engine.Parse("(deffacts d (a 1))", true);
-  TFactSet* clone = engine.GetFactSets().Get(0).Clone(&engine);
-  EXPECT_EQ(engine.GetFactSets().GetCount(), 1);
-  EXPECT_EQ(engine.GetFactSets().IndexOf(clone), 0);
-  EXPECT_EQ(clone->GetFact(0)->ToString(), "(a 1 )");
 }
 
 }  // namespace

