@@ -95,8 +95,9 @@ void TKBTokenTree::SetFirst(TEntry* old, TEntry* first) {
     return;
   }
   if (buckets_.empty()) {
-    buckets_.resize(static_cast<size_t>(size_));
-    occupied_.resize((buckets_.size() + 63) / 64);
+    const auto count = static_cast<size_t>(size_);
+    occupied_.resize((count + 63) / 64);
+    buckets_.resize(count);
   }
   const auto bucket = static_cast<size_t>(BucketOf(either.key));
   buckets_[bucket] = first;
@@ -170,17 +171,26 @@ void TKBTokenTree::Append(TEntry& entry, TEntry* first) {
   for (TEntry* e = first; e != nullptr; e = e->next) Index(*e);
 }
 
+// What may raise comes before the first change.
+void TKBTokenTree::MakeRoom(const TEntry* first, bool isIndexed) {
+  if (first == nullptr && keyed_) keyedLists_.Reserve(keyedLists_.Size() + 1);
+  const bool isLong = first != nullptr && (first->isLong || first->count == kShortList);
+  if (isIndexed || isLong) index_.Reserve(index_.Size() + kShortList + 1);
+}
+
 bool TKBTokenTree::Add(const IReteToken& token, const TMemoryKey& place) {
   TEntry* first = FirstOf(place.key, place.list);
   if (FindEqual(*token, place.key, first) != nullptr) return false;
+  const bool isIndexed = keyed_ && token->IsExpanded();
+  MakeRoom(first, isIndexed);
   auto entry = std::make_unique<TEntry>();
   entry->token = token;
   entry->arrival = ++arrivals_;
   entry->key = place.key;
   entry->list = place.list;
   entry->unrefined = !place.refined;
-  if (keyed_ && token->IsExpanded()) Index(*entry);
   Append(*entry, first);
+  if (isIndexed) Index(*entry);
   if (entry.release()->unrefined) ++unrefined_;
   ++count_;
   empty_ = false;

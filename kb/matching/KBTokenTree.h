@@ -172,6 +172,7 @@ class TKBTokenTree {
   /// A list gets its first entry, another one in its place, or none.
   void SetFirst(TEntry* old, TEntry* first);
   [[nodiscard]] TEntry* FindEqual(const TKBToken& token, int32_t key, TEntry* first) const;
+  void MakeRoom(const TEntry* first, bool isIndexed);
   void Append(TEntry& entry, TEntry* first);
   void Index(TEntry& entry);
   void Unlink(TEntry& entry, TEntry& first);
