@@ -123,9 +123,8 @@ void TJoinNode::Scan(const TKBTokenTree& memory, const TMemoryKey& key, F&& visi
 }
 
 void TJoinNode::PassCombined(const IReteToken& left, const IReteToken& right, TTokenAction tag) {
-  const auto combined = MakeRef<TKBToken>(left, right->GetFact());
-  combined->SetTag(tag);
-  combined->SetStrength(std::min(left->GetStrength(), right->GetStrength()));
+  const float strength = std::min(left->GetStrength(), right->GetStrength());
+  const auto combined = MakeRef<TKBToken>(left, right->GetFact(), tag, strength);
   if (right->IsExpanded()) combined->MarkExpanded();
   CallChildren(combined);
 }
@@ -179,10 +178,7 @@ void TJoinNode::RemoveNegatedLeft(const IReteToken& token, const TMemoryKey& key
 void TJoinNode::PassNull(const IReteToken& token, TTokenAction tag, float strength) {
   TInferenceEngine* engine = GetRete().GetEngine();
   if (engine == nullptr) return;
-  const auto passed = MakeRef<TKBToken>(token, engine->GetNullFact());
-  passed->SetTag(tag);
-  passed->SetStrength(strength);
-  CallChildren(passed);
+  CallChildren(MakeRef<TKBToken>(token, engine->GetNullFact(), tag, strength));
 }
 
 void TJoinNode::RunTestsVaryLeft(const IReteToken& token, const TMemoryKey& key) {

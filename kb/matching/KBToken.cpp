@@ -26,10 +26,13 @@ TKBToken::TKBToken(TTokenAction tag, const IFact& fact)
 }
 
 TKBToken::TKBToken(const IReteToken& parent, const IFact& fact)
+    : TKBToken(parent, fact, parent->tag_, parent->strength_) {}
+
+TKBToken::TKBToken(const IReteToken& parent, const IFact& fact, TTokenAction tag, float strength)
     : count_((parent->count_ + 1) & kMaxCount),
-      tag_(parent->tag_),
+      tag_(tag),
       expanded_(parent->expanded_),
-      strength_(parent->strength_),
+      strength_(strength),
       fact_(fact),
       parent_(parent),
       sortCode_(static_cast<int32_t>(static_cast<uint32_t>(parent->sortCode_) * 8 + IdOf(fact))),

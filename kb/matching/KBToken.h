@@ -25,6 +25,8 @@ class TKBToken final : public RefCounted, public TPooled {
   TKBToken(TTokenAction tag, const IFact& fact);
   /// The parent's chain and one more fact; tag and strength from the parent. `fact` may be none.
   TKBToken(const IReteToken& parent, const IFact& fact);
+  /// The same with another tag and strength. With `tag` other than taClear there must be a fact.
+  TKBToken(const IReteToken& parent, const IFact& fact, TTokenAction tag, float strength);
   /// A copy of every field but the negated count, which is 0.
   explicit TKBToken(const IReteToken& other);
   ~TKBToken() override;
