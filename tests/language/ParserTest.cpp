@@ -2,7 +2,6 @@
 
 #include "kb/language/KBClipsParser.h"
 #include "kb/language/KBRule.h"
-#include "kb/language/PrettyPrinter.h"
 #include "kb/values/FactSet.h"
 #include "tests/language/LanguageTest.h"
 
@@ -203,45 +202,19 @@ TEST_F(Parser, SlotQualifiers) {
 TEST_F(Parser, TemplatesAndTypesInherit) {
   engine.Do(
       "(deftemplate a (slot x (default 1)) (slot y))"
-      "(deftemplate b extends a (field y (default 2)) (slot z)) (deftemplate c extends nosuch (slot x))"
-      "(deftype t1 extends (type INTEGER) (range 0 (+ 4 5)) (units cm))"
-      "(deftype t2 \"more\" extends (type t1 SYMBOL) (cardinality ?VARIABLE 3))"
+      "(deftemplate b extends a) (deftemplate c extends nosuch (slot x))"
+      "(deftype t1 extends (type INTEGER) (range 0 (+ 4 5)))"
+      "(deftype t2 extends (type t1 SYMBOL))"
       "(deftype colour extends (type SYMBOL) (allowed-symbols red green)) (deftemplate d is-a colour) (deftemplate e)");
-  const kb::TFactTemplate& b = *engine.FindFactTemplate("b");
-  EXPECT_EQ(kb::PrettyPrint(b, false),
-            "(deftemplate b\r\n   extends a\r\n   (slot x (default 1) )\r\n   (slot y (default 2) )\r\n   (slot z ))");
-  EXPECT_EQ(b.GetParent().Get(), engine.FindFactTemplate("a"));
+  EXPECT_EQ(engine.FindFactTemplate("b")->GetParent().Get(), engine.FindFactTemplate("a"));
   EXPECT_FALSE(engine.FindFactTemplate("c")->GetParent());
   EXPECT_TRUE(engine.FindFactTemplate("e")->IsOrdered()) << "a template without slots is ordered";
   EXPECT_EQ(Fault("(assert (d red green))"), "");
   EXPECT_NE(Fault("(assert (d blue))"), "");
   const kb::TKBDefinedType& t2 = *engine.GetDefinedTypes().FindType("t2");
   EXPECT_EQ(t2.GetAncestor().Get(), engine.GetDefinedTypes().FindType("t1"));
-  EXPECT_EQ(t2.GetAncestor()->GetUnits(), "cm");
   EXPECT_EQ(t2.GetBaseTypes(), (TKBTypes{kb::dtInteger, kb::dtAtom}));
   EXPECT_EQ(t2.GetMaxRange(), 9);
-  EXPECT_EQ(t2.GetComment(), "more");
-  EXPECT_TRUE(t2.GetCardinalityLimited());
-}
-
-TEST_F(Parser, FunctionsAndVariables) {
-  const kb::IInterpretedFunction function =
-      engine.ParseFunction("(deffunction f \"head\" (?a $?b) \"doc\" (+ ?a 1) ?a \"text\")");
-  EXPECT_EQ(function->GetArgumentCount(), 2);
-  EXPECT_TRUE(function->GetArgument(1)->Is(kb::dtMultiVariable));
-  EXPECT_EQ(function->GetComment(), "doc");
-  EXPECT_EQ(function->GetStatementCount(), 3);
-  std::string name;
-  EXPECT_EQ(engine.ParseVariable("?*z* = \"s\"", name)->ToString(), "\"s\"");
-  EXPECT_EQ(name, "*z*");
-}
-
-TEST_F(Parser, TheTypeOfAConstructIsToldWithoutReadingIt) {
-  kb::TKBClipsStream stream("(deffacts x)");
-  ClipsParser().SetStream(&stream);
-  EXPECT_EQ(ClipsParser().GetConstructType(), kb::ptFactSet);
-  EXPECT_EQ(stream.NextToken()->ToString(), "(");
-  ClipsParser().SetStream(nullptr);
 }
 
 TEST_F(Parser, Declarations) {

@@ -1,13 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <sstream>
-#include <string>
-#include <string_view>
 #include <vector>
 
-#include "kb/common/Helpers.h"
 #include "kb/platform/Encoding.h"
 #include "kb/platform/Exceptions.h"
+#include "tests/Dialogue.h"
 
 namespace kb {
 namespace {
