@@ -22,7 +22,8 @@ std::string Picture(TInferenceEngine& engine) {
                      engine.GetModules().ToNamesString(",") + engine.GetFocusStack().ToNamesString(",") +
                      engine.GetUserFunctionTable().GetNamesToString();
   for (int i = 0; i < engine.GetAgendaCount(); ++i) text += engine.GetAgenda().GetText(i) + "\n";
-  return text + engine.GetCurrentModule()->GetName();
+  if (engine.IsModifyingFact()) text += "modifying\n";
+  return text + std::to_string(engine.GetFactIdCounter()) + engine.GetCurrentModule()->GetName();
 }
 
 struct TWrongCall {
@@ -62,6 +63,12 @@ const std::vector<TWrongCall> kFactCalls{
     {"Fact Template is missing", [](auto& e) { e.Assert(IFact()); }},
     {"Fact Template is missing", [](auto& e) { e.Assert(MakeRef<TFact>(IFactTemplate())); }},
     {"Unknown fact template: Initial-Fact", [](auto& e) { e.Assert(ForeignFact()); }},
+    {"Unknown fact template: Initial-Fact", [](auto& e) { e.AddPendingFact(ForeignFact(), true); }},
+    {"Unknown fact template: Initial-Fact", [](auto& e) { e.EndFactModify(ForeignFact()); }},
+    {"Unknown fact template: Initial-Fact", [](auto& e) { e.GetFacts().Add(ForeignFact()); }},
+    {"", [](auto& e) { e.Retract(99); }},
+    {"", [](auto& e) { e.Retract("(q 7)"); }},
+    {"", [](auto& e) { e.GetFacts().Remove(IFact()); }},
     {"Missing fact", [](auto& e) { e.Retract(IFact()); }},
     {"Missing fact", [](auto& e) { e.AddPendingFact(IFact(), true); }},
     {"Missing fact", [](auto& e) { e.BeginFactModify(IFact()); }},

@@ -96,17 +96,6 @@ TEST(KBContext, ReturnValuesGoToTheParent) {
   EXPECT_THROW(copy.Assign(TBindingInfo()), EConvertError);
 }
 
-TEST(KBContext, BindingsCompareAndCopy) {
-  TBinding binding("n", MakeInteger(3));
-  TBinding other("m", IKBValue());
-  EXPECT_FALSE(binding.Equals(other));
-  other.Assign(binding);
-  EXPECT_TRUE(binding.Equals(other));
-  EXPECT_EQ(other.GetValue(), binding.GetValue());
-  other.SetValue(nullptr);
-  EXPECT_FALSE(other.Equals(binding) || binding.Equals(other));
-}
-
 // ---- resolving
 
 IKBValue Variable(const char* name) { return MakeRef<TKBValue>(TKBText(name), dtVariable); }
