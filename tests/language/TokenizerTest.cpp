@@ -207,7 +207,7 @@ TEST(Tokenizer, DialogueReadsNoFurtherThanItsLine) {
    public:
     int asked = 0;
     int_type underflow() override {
-      static const char* const lines[] = {"(a\n", "b) c\n", "d\n"};
+      static const char* const lines[] = {"\xEF\xBB\xBF(a\n", "b) c\n", "d\n"};
       if (asked == 3) return traits_type::eof();
       str(lines[asked++]);
       return std::stringbuf::underflow();
@@ -216,6 +216,7 @@ TEST(Tokenizer, DialogueReadsNoFurtherThanItsLine) {
   TLines lines;
   std::istream input(&lines);
   TKBClipsStream stream(input, nullptr, trLines);
+  EXPECT_EQ(lines.asked, 0);
   for (int i = 0; i < 4; ++i) static_cast<void>(stream.NextToken());
   EXPECT_LE(lines.asked, 2);
   EXPECT_EQ(Dump(*stream.NextToken()), "a'c");
