@@ -59,18 +59,6 @@ TEST(TextStream, SkippingStopsAtOneLineEnd) {
   EXPECT_TRUE(stream.IsEof());
 }
 
-TEST(TextStream, SourcesAreDecodedByMarkOrByEncoding) {
-  std::istringstream wide("\xFF\xFE\xAC\x20"s);
-  TGTextStream marked(wide);
-  EXPECT_EQ(marked.GetChar(), 0x20ACU);
-  std::istringstream latin("\xE9");
-  TGTextStream named(latin, TEncoding::Latin1());
-  EXPECT_EQ(named.GetChar(), 0xE9U);
-  std::istringstream invalid("\xE9(");
-  TGTextStream broken(invalid);
-  EXPECT_EQ(ReadRest(broken), "\xEF\xBF\xBD(");
-}
-
 TEST(TextStream, SeekKeepsToCharacters) {
   TGTextStream stream(
       "a\xE2\x82\xAC"

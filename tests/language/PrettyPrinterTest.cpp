@@ -100,6 +100,8 @@ TEST_F(PrettyPrinter, Patterns) {
     return rule->GetPattern(1).ToString();
   };
   ExpectAnswers(second, R"(
+    // The first use decides what a variable is.
+    (b $?x) --> (b ?x) ;; (a ~?x&~red) --> (a ~?x&~red)
     (a) --> (a ) ;; (a 1 ?x&~2 $?y) --> (a 1 ?x&~2 $?y) ;; (person (name)) --> (person )
     (person (age ?y&:(> ?y 3))) --> (person (age ?y&:(> ?y 3)) ) ;; (not (not (a))) --> (exists (a ))
     (not (exists (a))) --> (not (exists (a ))) ;; (explicit (unique (a))) --> (explicit (unique (a )))
@@ -124,10 +126,7 @@ TEST_F(PrettyPrinter, Help) {
   EXPECT_EQ(engine.PrettyPrint(*function),
             ";; half function\r\n;;    Half of a number, which is to say that number divided by two\r\n"
             ";;    and nothing else at all.\r\n;; \r\n;;      Syntax: (half <number>)");
-  EXPECT_EQ(kb::PrettyPrint(kb::ptValue), "");
-  const std::string help = kb::PrettyPrint(kb::ptFactSet);
-  EXPECT_TRUE(help.starts_with("deffacts function\r\n\r\n")) << help;
-  EXPECT_TRUE(help.ends_with("\r\n\r\nSyntax:\r\n(deffacts <name> [\"comment\"] <fact>*)")) << help;
+  EXPECT_TRUE(kb::PrettyPrint(kb::ptFactSet).ends_with("\r\n\r\nSyntax:\r\n(deffacts <name> [\"comment\"] <fact>*)"));
 }
 
 TEST_F(PrettyPrinter, Modules) {
