@@ -1,4 +1,3 @@
-#include "kb/matching/KBToken.h"
 #include "kb/values/KBContext.h"
 #include "tests/values/ValuesTest.h"
 
