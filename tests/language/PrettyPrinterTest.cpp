@@ -105,6 +105,9 @@ TEST_F(PrettyPrinter, Patterns) {
     (a) --> (a ) ;; (a 1 ?x&~2 $?y) --> (a 1 ?x&~2 $?y) ;; (person (name)) --> (person )
     (person (age ?y&:(> ?y 3))) --> (person (age ?y&:(> ?y 3)) ) ;; (not (not (a))) --> (exists (a ))
     (not (exists (a))) --> (not (exists (a ))) ;; (explicit (unique (a))) --> (explicit (unique (a )))
+    // Behind a bar every term is an alternative, in front of it they belong together.
+    (a ?y&red&~green|blue) --> (a ?y&:(or (and (eq red ?y) (neq green ?y)) (eq blue ?y)))
+    (a ?y&red|blue&~green) --> (a ?y&:(or (eq red ?y) (eq blue ?y) (neq green ?y)))
     (not (test (f ?x))) --> (not (test (f ?x))) ;; (a ?y&red|blue) --> (a ?y&:(or (eq red ?y) (eq blue ?y)))
   )");
   EXPECT_EQ(second("; why\n;; how\n (a)"), "; why\r\n;; how\r\n(a )");
