@@ -22,14 +22,14 @@ namespace kbtest {
 /// An engine that has been told a text.
 class TEngine : public kb::TInferenceEngine {
  public:
-  explicit TEngine(std::string_view text = {}) { Do(text); }
+  explicit TEngine(std::string_view text = {}, kb::TComponent* owner = nullptr) : TInferenceEngine(owner) { Do(text); }
   /// Parses and executes.
   void Do(std::string_view text) { Parse(text, true); }
 };
 
 class TProgram {
  public:
-  explicit TProgram(std::string_view text = {}) {
+  explicit TProgram(std::string_view text = {}, kb::TComponent* owner = nullptr) : engine({}, owner) {
     engine.OnPrintOut = [this](kb::TInferenceEngine&, std::string_view, std::string_view part) { output += part; };
     engine.Parse(text, true);
   }
@@ -63,6 +63,17 @@ class TProgram {
   TEngine engine;
   std::string output;
 };
+
+/// Identifies the message of the exception that `work` raises; None when it raises nothing.
+template <class Work>
+kb::TKBMessage MessageIdOf(Work&& work) {
+  try {
+    work();
+  } catch (const kb::EKBException& error) {
+    return error.Id();
+  }
+  return kb::TKBMessage::None;
+}
 
 /// Says each input of a table to an engine of its own.
 inline void ExpectEach(std::string_view table) {

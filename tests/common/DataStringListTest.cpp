@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <string>
-
 #include "kb/common/DataStringList.h"
 #include "kb/platform/Exceptions.h"
 

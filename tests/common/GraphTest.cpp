@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "kb/common/Graph.h"
 
 namespace kb {

@@ -1,15 +1,10 @@
 #include <gmock/gmock.h>
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <streambuf>
-#include <vector>
-
 #include "kb/common/TextStream.h"
 #include "kb/platform/Encoding.h"
 #include "kb/platform/Exceptions.h"
 #include "tests/Dialogue.h"
+#include "tests/TempDirectory.h"
 
 namespace kb {
 namespace {
@@ -21,28 +16,6 @@ std::string ReadRest(TGTextStream& stream) {
   while (!stream.IsEof()) AppendCodePoint(text, stream.GetChar());
   return text;
 }
-
-std::string BytesOf(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return ReadAllBytes(in);
-}
-
-// A file of its own for each test, removed at the end.
-class TextStreamFile : public testing::Test {
- protected:
-  TextStreamFile()
-      : path_(std::filesystem::path(testing::TempDir()) /
-              ("kb_text_"s + testing::UnitTest::GetInstance()->current_test_info()->name() + ".txt")) {
-    std::filesystem::remove(path_);
-  }
-  ~TextStreamFile() override {
-    std::error_code ignored;
-    std::filesystem::remove(path_, ignored);
-  }
-  void Write(const std::string& bytes) const { std::ofstream(path_, std::ios::binary) << bytes; }
-
-  std::filesystem::path path_;
-};
 
 TEST(TextStream, CharactersAreCodePointsAndTheEndIsZero) {
   TGTextStream stream("a\xE2\x82\xAC\0z"s);
@@ -86,18 +59,6 @@ TEST(TextStream, SkippingStopsAtOneLineEnd) {
   EXPECT_TRUE(stream.IsEof());
 }
 
-TEST(TextStream, SourcesAreDecodedByMarkOrByEncoding) {
-  std::istringstream wide("\xFF\xFE\xAC\x20"s);
-  TGTextStream marked(wide);
-  EXPECT_EQ(marked.GetChar(), 0x20ACU);
-  std::istringstream latin("\xE9");
-  TGTextStream named(latin, TEncoding::Latin1());
-  EXPECT_EQ(named.GetChar(), 0xE9U);
-  std::istringstream invalid("\xE9(");
-  TGTextStream broken(invalid);
-  EXPECT_EQ(ReadRest(broken), "\xEF\xBF\xBD(");
-}
-
 TEST(TextStream, SeekKeepsToCharacters) {
   TGTextStream stream(
       "a\xE2\x82\xAC"
@@ -129,44 +90,6 @@ TEST(TextStream, StringsAreWrittenAtThePosition) {
   EXPECT_TRUE(IsValidUTF8(stream.GetText()));
 }
 
-// Gives one line at a time and counts how many were asked for.
-class LineSource : public std::streambuf {
- public:
-  explicit LineSource(std::vector<std::string> lines) : lines_(std::move(lines)) {}
-  size_t Served() const { return next_; }
-
- protected:
-  int_type underflow() override {
-    if (next_ == lines_.size()) return traits_type::eof();
-    std::string& line = lines_[next_++];
-    setg(line.data(), line.data(), line.data() + line.size());
-    return traits_type::to_int_type(line[0]);
-  }
-
- private:
-  std::vector<std::string> lines_;
-  size_t next_ = 0;
-};
-
-TEST(TextStream, LineModeReadsNoFurtherThanItMust) {
-  LineSource source({"\xEF\xBB\xBFone\r\n", "two\n", "end"});
-  std::istream in(&source);
-  TGTextStream stream(in, nullptr, trLines);
-  EXPECT_EQ(source.Served(), 0U);
-  EXPECT_EQ(stream.GetLine(), "one");
-  EXPECT_EQ(source.Served(), 1U);
-  EXPECT_EQ(stream.GetChar(), U't');
-  EXPECT_EQ(source.Served(), 2U);
-  stream.PutBack(U't');
-  stream.PutBack(U'\n');  // of the line before
-  EXPECT_EQ(stream.GetLine(), "");
-  EXPECT_EQ(stream.GetLine(), "two");
-  EXPECT_EQ(source.Served(), 2U);
-  EXPECT_EQ(ReadRest(stream), "end");
-  EXPECT_TRUE(stream.IsEof());
-  EXPECT_EQ(stream.GetChar(), 0U);
-}
-
 // Line mode stops at bytes 0A, which may be any half of any unit in UTF-16.
 TEST(TextStream, LineModeReadsWideText) {
   const std::string text =
@@ -176,7 +99,9 @@ TEST(TextStream, LineModeReadsWideText) {
     for (const bool marked : {false, true}) {
       std::istringstream in((marked ? std::string(encoding->Preamble()) : ""s) + encoding->Encode(text));
       TGTextStream stream(in, marked ? nullptr : encoding, trLines);
-      EXPECT_EQ(ReadRest(stream), text) << encoding->Name() << marked;
+      EXPECT_EQ(stream.GetLine(), "a");
+      stream.PutBack(U'\n');  // of the line before
+      EXPECT_EQ(ReadRest(stream), text.substr(1)) << encoding->Name() << marked;
     }
   }
 }
@@ -213,52 +138,50 @@ TEST(TextStream, WritesToAStandardStreamInItsEncoding) {
   EXPECT_THROW(reader.Put("y"), EStreamError);
 }
 
-TEST_F(TextStreamFile, CreateAndAppendWriteTheMarkOnce) {
-  TGTextStream(path_, tmCreate, TEncoding::UTF8WithMark()).Put("one");
-  TGTextStream(path_, tmAppend, TEncoding::UTF8WithMark()).PutLine("two");
-  EXPECT_EQ(BytesOf(path_), "\xEF\xBB\xBFonetwo\r\n");
-  TGTextStream reader(path_, tmRead);
+TEST(TextStreamFile, CreateAndAppendWriteTheMarkOnce) {
+  const kbtest::TTempDirectory directory;
+  TGTextStream("f", tmCreate, TEncoding::UTF8WithMark()).Put("one");
+  TGTextStream("f", tmAppend, TEncoding::UTF8WithMark()).PutLine("two");
+  EXPECT_EQ(directory.Read("f"), "\xEF\xBB\xBFonetwo\r\n");
+  TGTextStream reader("f", tmRead);
   EXPECT_EQ(reader.GetLine(), "onetwo");
   EXPECT_EQ(reader.GetEncoding(), TEncoding::UTF8WithMark());
-  TGTextStream(path_, tmCreate).Put("new");
-  EXPECT_EQ(BytesOf(path_), "new");
-  std::filesystem::remove(path_);
-  TGTextStream(path_, tmAppend).Put("x");
-  EXPECT_EQ(BytesOf(path_), "x");
+  TGTextStream("f", tmCreate).Put("new");
+  TGTextStream("g", tmAppend).Put("x");
+  EXPECT_EQ(directory.Read("f") + directory.Read("g"), "newx");
 }
 
-TEST_F(TextStreamFile, ReadWriteChangesTheFileInPlaceAndKeepsItsEncoding) {
+TEST(TextStreamFile, ReadWriteChangesTheFileInPlaceAndKeepsItsEncoding) {
+  const kbtest::TTempDirectory directory;
   const auto wide = [](std::string_view text) {
     return std::string(TEncoding::UTF16LE()->Preamble()) + TEncoding::UTF16LE()->Encode(text);
   };
-  Write(wide("hello"));
+  directory.Write("f", wide("hello"));
   {
-    TGTextStream stream(path_, tmReadWrite);
+    TGTextStream stream("f", tmReadWrite);
     EXPECT_EQ(stream.GetChar(), U'h');
     stream.Put("E");
     EXPECT_EQ(stream.GetChar(), U'l');
     stream.Seek(0, soEnd);
     stream.Put("!");
     stream.Flush();
-    EXPECT_EQ(BytesOf(path_), wide("hEllo!"));
+    EXPECT_EQ(directory.Read("f"), wide("hEllo!"));
     stream.Put("?");
   }
-  EXPECT_EQ(BytesOf(path_), wide("hEllo!?"));
+  EXPECT_EQ(directory.Read("f"), wide("hEllo!?"));
 }
 
-TEST_F(TextStreamFile, ErrorsNameThePath) {
-  const auto faultNames = [](const std::filesystem::path& path, const std::string& name, TTextFileMode mode) {
-    EXPECT_THAT(kbtest::MessageOf([&] { TGTextStream stream(path, mode); }), testing::HasSubstr(name));
-  };
-  const std::string name = path_.string();
-  faultNames(path_, name, tmRead);
-  faultNames(path_, name, tmReadWrite);
-  EXPECT_FALSE(std::filesystem::exists(path_));
-  faultNames(path_ / "below", name, tmCreate);
-  faultNames(testing::TempDir(), testing::TempDir(), tmRead);
-  Write("x");
-  TGTextStream reader(path_, tmRead);
-  EXPECT_THAT(kbtest::MessageOf([&] { reader.Put("y"); }), testing::HasSubstr(name));
+TEST(TextStreamFile, ErrorsNameThePath) {
+  const kbtest::TTempDirectory directory;
+  directory.Write("x", "x");
+  for (const auto& [path, mode] :
+       {std::pair("none", tmRead), {"none", tmReadWrite}, {"x/below", tmCreate}, {".", tmRead}}) {
+    EXPECT_THAT(kbtest::MessageOf([&, p = path, m = mode] { TGTextStream stream(p, m); }),
+                testing::HasSubstr(std::string("\"") + path + "\""));
+  }
+  EXPECT_FALSE(std::filesystem::exists("none"));
+  TGTextStream reader("x", tmRead);
+  EXPECT_THAT(kbtest::MessageOf([&] { reader.Put("y"); }), testing::HasSubstr("\"x\""));
 }
 
 TEST(TextStream, AFullDeviceIsReportedByFlush) {

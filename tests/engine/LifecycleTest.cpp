@@ -28,15 +28,12 @@ TEST(Engine, ResetEvaluatesFactSetsAndGlobalsAfresh) {
 }
 
 TEST(Engine, AWrapperThatRaisesLeavesTheParserOnItsStream) {
-  TEngine engine;
-  engine.RegisterFunction("inner", [](TFunctionArguments& arguments) -> IKBValue {
+  kbtest::TProgram program;
+  program.engine.RegisterFunction("inner", [](TFunctionArguments& arguments) -> IKBValue {
     EXPECT_THROW(arguments.Engine().Parse("(defrule", true), EKBParseException);
     return MakeInteger(arguments.Engine().ParseNExecuteFunCall("(+ 1 2)")->GetAsInteger());
   });
-  std::string output;
-  engine.OnPrintOut = [&](TInferenceEngine&, std::string_view, std::string_view text) { output += text; };
-  engine.Do("(inner) (+ 2 2)");
-  EXPECT_EQ(output, "3\r\n4\r\n");
+  program.Expect(R"((inner) (+ 2 2) --> 3\n4)");
 }
 
 TEST(Engine, NothingIsAliveAfterDestruction) {
@@ -57,21 +54,6 @@ TEST(Engine, NothingIsAliveAfterDestruction) {
   EXPECT_EQ(TFact::LiveCount(), facts);
   EXPECT_EQ(TKBToken::LiveCount(), 0);
   EXPECT_EQ(TActivation::LiveCount(), 0);
-}
-
-TEST(Engine, HostOwnedRulesAndFactSetsOutliveTheEngine) {
-  auto engine = std::make_unique<TInferenceEngine>();
-  TFactSet facts(nullptr, "mine", "");
-  facts.SetEngine(engine.get());
-  facts.AddFact(engine->ParseFact("(a 1)"));
-  engine->Reset();
-  EXPECT_EQ(engine->GetFacts().GetCount(), 2);
-  TRule rule(nullptr);
-  rule.SetEngine(engine.get());
-  engine.reset();
-  EXPECT_EQ(facts.GetEngine(), nullptr);
-  EXPECT_EQ(facts.GetFactText(0), "(a 1 )");
-  EXPECT_EQ(rule.GetEngine(), nullptr);
 }
 
 TEST(Engine, WhatAHostKeepsOutlivesTheEngine) {

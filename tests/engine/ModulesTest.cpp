@@ -5,8 +5,7 @@
 
 namespace {
 
-using kb::IFact, kb::IFactTemplate, kb::IModule, kb::MakeRef, kb::TInferenceEngine, kb::TModule,
-    kb::TModuleImportExport;
+using kb::IFact, kb::IFactTemplate, kb::IModule, kb::MakeRef, kb::TInferenceEngine, kb::TModule;
 using kbtest::MessageOf, kbtest::TEngineWalk;
 using TNames = std::vector<std::string>;
 
@@ -66,14 +65,6 @@ TEST_F(Modules, SharedConstructsAreTheSameObjectsAndNotPassedOn) {
   EXPECT_EQ(Module("O")->GetFactTemplates()->GetImportCount(), 2) << "a and the initial fact's";
 }
 
-TEST_F(Modules, AListOfNamesThatEndsExportsNothing) {
-  const auto record = MakeRef<TModuleImportExport>(nullptr, "M");
-  for (const std::vector<std::string>& names : {TNames{"a"}, TNames{}}) {
-    record->SetFactTemplates(names);
-    EXPECT_EQ(record->GetFactTemplatesShared(), names.empty() ? kb::mieNone : kb::mieCustom);
-  }
-}
-
 TEST_F(Modules, FactsOfSharedTemplatesStandInAllModules) {
   Do("(defmodule M (export deftemplate a)) (deftemplate M::a (slot x)) (assert (a (x 1))) (assert (own 1)) "
      "(assert (a (x 2))) (defmodule O (import M ?ALL)) (assert (mine 1))");
@@ -131,19 +122,6 @@ TEST_F(Modules, TheActionsFocusDoesNotMoveTheRulesFacts) {
   EXPECT_EQ(output, "work1\r\nafter\r\n");
   EXPECT_EQ(FactsOf("B"), "f-2 (Initial-Fact)\r\nf-4 (job (n 1))");
   EXPECT_EQ(FactsOf("A"), "f-2 (Initial-Fact)\r\nf-3 (log (n 1))\r\nf-4 (job (n 1))\r\nf-5 (finished)");
-}
-
-TEST_F(Modules, AutoFocusTurnsToTheModuleThatASharedFactWakes) {
-  Do("(defmodule M (export ?ALL)) (deftemplate M::alarm (slot n)) (defmodule W (import M ?ALL))"
-     "(defrule W::watch (declare (auto-focus TRUE)) (alarm (n ?n)) => (printout t watch ?n crlf))"
-     "(defrule M::tick (tick ?n) => (printout t tick ?n crlf) (assert (alarm (n ?n))))"
-     "(deffacts M::ticks (tick 1) (tick 2))");
-  engine.Reset();
-  engine.PushFocus("M");
-  output.clear();
-  engine.Run();
-  EXPECT_EQ(output, "tick2\r\nwatch2\r\ntick1\r\nwatch1\r\n");
-  EXPECT_EQ(engine.GetCurrentModule()->GetName(), "MAIN");
 }
 
 TEST_F(Modules, ImportsNameEarlierModules) {
@@ -272,7 +250,6 @@ TEST_F(Modules, TheLastModuleLeavesNothingToWorkOn) {
   EXPECT_EQ(cleared, 1);
   EXPECT_FALSE(engine.GetCurrentModule());
   EXPECT_EQ(engine.GetInitialFactPattern(), nullptr);
-  EXPECT_EQ(MessageOf([&] { engine.Assert(IFact()); }), "Fact Template is missing");
   engine.Clear();
   engine.Reset();
   EXPECT_EQ(FactsOf("MAIN"), "f-0 (Initial-Fact)");

@@ -179,16 +179,14 @@ TEST(Persistence, AGlobalThatAssertsFollowsTheTemplateOfItsFact) {
 }
 
 TEST(Persistence, TheMarkOfBackwardChainingIsSaved) {
-  TEngine source(
-      "(do-backward-chaining price) (defrule ask (need-price ?x ?) => (assert (price ?x 5)))"
-      "(defrule want (order ?x) (price ?x ?y) => (assert (bill ?x ?y)))");
+  TEngine source("(do-backward-chaining price) (defrule want (order ?x) (price ?x ?y) =>)");
   TEngine target;
   ExpectCopies(source, target);
   EXPECT_TRUE(target.FindFactTemplate("price")->IsBackwardChaining());
   target.SetDuplicateConstructs(dcError);
   target.Do("(do-backward-chaining price)");
-  target.Do("(reset) (assert (order tea)) (run)");
-  EXPECT_NE(target.GetFacts().GetToIDString().find("(bill tea 5 )"), std::string::npos);
+  target.Do("(assert (order tea))");
+  EXPECT_NE(target.GetFacts().GetToIDString().find("(need-price tea "), std::string::npos);
 }
 
 TEST(Persistence, NamesThatWereMadeForAnonymousVariablesAreNotMadeAgain) {

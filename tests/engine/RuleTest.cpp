@@ -102,16 +102,18 @@ TEST(Rule, GoesFromItsEngineWhenItsOwnerFreesIt) {
   EXPECT_EQ(engine.GetAgendaCount(), 0);
 }
 
-TEST(Rule, ForgetsAnEngineThatNeverTookIt) {
+TEST(Rule, ForgetsAnEngineThatHasGoneOrNeverTookIt) {
   TRule rule(nullptr, "r", "");
+  TRule taken(nullptr, "taken", "");
   {
     TEngine engine("(defrule r (a) =>)");
     engine.SetDuplicateConstructs(dcIgnore);
     rule.SetEngine(&engine);
-    EXPECT_FALSE(engine.IsRegistered(rule));
+    taken.SetEngine(&engine);
+    EXPECT_TRUE(engine.IsRegistered(taken) && !engine.IsRegistered(rule));
     EXPECT_EQ(rule.GetEngine(), &engine);
   }
-  EXPECT_EQ(rule.GetEngine(), nullptr);
+  EXPECT_TRUE(rule.GetEngine() == nullptr && taken.GetEngine() == nullptr);
 }
 
 TEST(Rule, ANameIsChangedInTheRegistryAlsoDuringAnUpdate) {

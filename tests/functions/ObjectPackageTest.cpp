@@ -79,41 +79,25 @@ void RegisterAll() {
   (void)once;
 }
 
-// A form that owns the machines, and an engine whose owner it is.
-class ObjectPackage : public testing::Test {
+struct TForm {
+  TForm() { RegisterAll(); }
+  TComponent form{nullptr};
+};
+
+// A form that owns the machines, and a program whose owner it is.
+class ObjectPackage : public testing::Test, protected TForm, protected TProgram {
  protected:
-  ObjectPackage() {
-    RegisterAll();
-    engine = new kb::TInferenceEngine(&form);
-    engine->OnPrintOut = [this](kb::TInferenceEngine&, std::string_view, std::string_view text) { output += text; };
-    lathe = new TMachine(&form);
+  ObjectPackage() : TProgram({}, &form), lathe(new TMachine(&form)), press(new TUnknownPress(&form)) {
     lathe->SetName("lathe");
-    press = new TUnknownPress(&form);
     press->SetName("press");
     Eval(
         "(defglobal ?*l* = (get-component lathe) ?*p* = (get-component press)"
         " ?*r* = (create-object (get-class TReading)))");
   }
   ~ObjectPackage() override { Eval("(free-object ?*r*)"); }
-  std::string Eval(const std::string& text) {
-    output.clear();
-    try {
-      engine->Parse(text, true);
-    } catch (const std::exception& error) {
-      output += std::string("!") + error.what();
-    }
-    while (!output.empty() && (output.back() == '\n' || output.back() == '\r')) output.pop_back();
-    return kb::ReplaceAll(output, "\r\n", "\n");
-  }
-  void Expect(std::string_view table) {
-    kbtest::ExpectAnswers([this](const std::string& text) { return Eval(text); }, table);
-  }
 
-  TComponent form{nullptr};
-  kb::TInferenceEngine* engine;
   TMachine* lathe;
   TMachine* press;
-  std::string output;
 };
 
 TEST_F(ObjectPackage, PropertiesOfEveryKindAreReadAndSet) {
@@ -243,7 +227,7 @@ TEST_F(ObjectPackage, AnOwnedObjectIsFreedOnce) {
   TMachine::freed = 0;
   const auto bind = [this](const char* name, kb::TObject* object, bool owning) {
     const auto value = kb::MakeRef<kb::TKBValue>(object, owning);
-    engine->GetGlobalContext().SetVariable(name, value);
+    engine.GetGlobalContext().SetVariable(name, value);
     return value;
   };
   for (TMachine* machine : {new TMachine(nullptr), new TMachine(&form)}) {

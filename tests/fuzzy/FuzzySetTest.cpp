@@ -1,12 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <cmath>
 
 #include "kb/fuzzy/FuzzyOperations.h"
 #include "kb/fuzzy/KBFuzzyLogic.h"
 #include "kb/language/PrettyPrinter.h"
-#include "kb/values/KBConsts.h"
-#include "kb/values/KBValue.h"
+#include "tests/Program.h"
 
 namespace kb {
 namespace {
@@ -23,15 +20,6 @@ Ref<IFuzzyVariable> Temperature() {
   variable->AddSet("warm")->Triangle(25, 50, 75);
   variable->AddSet("hot")->SCurve(7, true, 50, 100, 75);
   return variable;
-}
-
-TKBMessage FaultOf(const std::function<void()>& operation) {
-  try {
-    operation();
-  } catch (const EKBException& error) {
-    return error.Id();
-  }
-  return TKBMessage::None;
 }
 
 double Growth(double x, double left, double right) {
@@ -89,8 +77,8 @@ TEST(FuzzySet, TermsAreSharedAndNeverChangedInPlace) {
   const Ref<IFuzzyVariable> variable = Temperature();
   const Ref<IFuzzySet> warm = variable->FindSet("warm");
   EXPECT_TRUE(warm->IsTerm());
-  EXPECT_EQ(FaultOf([&] { warm->Hedge(fhVery); }), TKBMessage::FuzzyTermUnchangeable);
-  EXPECT_EQ(FaultOf([&] { warm->HedgeOperator(bfhLimit, true, 0.5); }), TKBMessage::FuzzyTermUnchangeable);
+  EXPECT_EQ(kbtest::MessageIdOf([&] { warm->Hedge(fhVery); }), TKBMessage::FuzzyTermUnchangeable);
+  EXPECT_EQ(kbtest::MessageIdOf([&] { warm->HedgeOperator(bfhLimit, true, 0.5); }), TKBMessage::FuzzyTermUnchangeable);
   const Ref<IFuzzySet> copy = warm->Clone();
   EXPECT_FALSE(copy->IsTerm());
   EXPECT_EQ(copy->Variable(), variable.Get());
@@ -146,7 +134,8 @@ TEST(FuzzySet, ComparisonIsStrictlyAboveTheThreshold) {
 TEST(FuzzyVariable, UniverseTermsAndCopies) {
   const Ref<IFuzzyVariable> variable = Temperature();
   for (const auto& [from, to] : {std::pair{5.0, 5.0}, {9.0, 1.0}, {0.0, HUGE_VAL}, {static_cast<double>(NAN), 1.0}}) {
-    EXPECT_EQ(FaultOf([&, from = from, to = to] { variable->SetUniverse(from, to); }), TKBMessage::InvalidUniverse);
+    EXPECT_EQ(kbtest::MessageIdOf([&, from = from, to = to] { variable->SetUniverse(from, to); }),
+              TKBMessage::InvalidUniverse);
   }
   EXPECT_EQ(variable->To(), 100);
   const Ref<IFuzzyVariable> copy = variable->Clone();

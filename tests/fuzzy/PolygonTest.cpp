@@ -14,22 +14,17 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 TEST(FuzzyPolygon, MembershipBetweenBeyondAndAtPoints) {
-  const struct {
-    TFuzzyPolygon polygon;
-    std::vector<std::pair<double, double>> memberships;
-  } cases[] = {
+  const std::pair<TFuzzyPolygon, std::vector<std::pair<double, double>>> cases[] = {
       {TFuzzyPolygon({{0, 1}, {10, 0}}), {{-5, 1}, {2.5, 0.75}, {99, 0}}},
       {TFuzzyPolygon({{5, 0.7}}), {{5, 0.7}, {5.0001, 0}}},
       {TFuzzyPolygon({{10, 0}, {10, 1}, {20, 1}, {20, 0}}), {{10, 1}, {9.999, 0}, {20, 1}}},
       {TFuzzyPolygon({{5, 0.2}, {5, 1}, {5, 0.4}}), {{4, 0.2}, {5, 1}, {6, 0.4}}},
       {TFuzzyPolygon(), {{1, 0}}},
   };
-  for (size_t i = 0; i < std::size(cases); ++i) {
-    for (const auto& [x, y] : cases[i].memberships) {
-      EXPECT_DOUBLE_EQ(cases[i].polygon.Membership(x), y) << "polygon " << i << " at " << x;
-    }
+  for (const auto& [polygon, memberships] : cases) {
+    for (const auto& [x, y] : memberships) EXPECT_DOUBLE_EQ(polygon.Membership(x), y) << "at " << x;
   }
-  EXPECT_TRUE(std::isnan(cases[0].polygon.Membership(kNaN)));
+  EXPECT_TRUE(std::isnan(cases[0].first.Membership(kNaN)));
 }
 
 TEST(FuzzyPolygon, PointsComeInAnyOrderAndBadOnesAreRefused) {
@@ -49,13 +44,7 @@ TEST(FuzzyPolygon, PointsComeInAnyOrderAndBadOnesAreRefused) {
 
 TEST(FuzzyPolygon, CentreAndMaximaOfKnownShapes) {
   const TFuzzyRange universe{0, 100};
-  struct TCase {
-    const char* name;
-    TFuzzyPolygon polygon;
-    double centroid;
-    double maximum;
-  };
-  const TCase cases[] = {
+  const std::tuple<const char*, TFuzzyPolygon, double, double> cases[] = {
       {"triangle", TFuzzyPolygon({{0, 0}, {30, 1}, {60, 0}}), 30, 30},
       {"right-angled", TFuzzyPolygon({{0, 0}, {90, 1}, {90, 0}}), 60, 90},
       {"box", TFuzzyPolygon({{10, 0}, {10, 1}, {20, 1}, {20, 0}}), 15, 15},
@@ -67,9 +56,9 @@ TEST(FuzzyPolygon, CentreAndMaximaOfKnownShapes) {
       {"two peaks", TFuzzyPolygon({{0, 0}, {10, 1}, {20, 0}, {70, 0}, {80, 1}, {90, 0}}), 45, 45},
       {"outside", TFuzzyPolygon({{200, 0}, {210, 1}, {220, 0}}), 50, 50},
   };
-  for (const TCase& c : cases) {
-    EXPECT_NEAR(c.polygon.Centroid(universe), c.centroid, 1e-9) << c.name;
-    EXPECT_NEAR(c.polygon.MeanOfMaxima(universe), c.maximum, 1e-9) << c.name;
+  for (const auto& [name, polygon, centroid, maximum] : cases) {
+    EXPECT_NEAR(polygon.Centroid(universe), centroid, 1e-9) << name;
+    EXPECT_NEAR(polygon.MeanOfMaxima(universe), maximum, 1e-9) << name;
   }
   EXPECT_EQ(TFuzzyPolygon({{3, 1}}).Centroid({3, 3}), 3);
 }

@@ -64,18 +64,12 @@ TEST(FactTemplate, NamesAreSortedWithoutCase) {
 
 TEST(FactTemplate, OrderedFlagFollowsAdditionsAndNames) {
   const IFactTemplate t = Template("t");
+  const std::function<void()> changes[] = {[&] { t->AddMultiSlot(SDefaultSlotName, FCNilList); },
+                                           [&] { t->AddSlot("x", FCNil); }, [&] { t->RemoveSlot("x"); },
+                                           [&] { t->AddMultiSlot(SDefaultSlotName, FCNilList); },
+                                           [&] { t->GetSlot(SDefaultSlotName)->SetName("y"); }};
   std::string flags;
-  const auto note = [&] { flags += t->IsOrdered() ? 'o' : '-'; };
-  t->AddMultiSlot(SDefaultSlotName, FCNilList);
-  note();
-  t->AddSlot("x", FCNil);
-  note();
-  t->RemoveSlot("x");
-  note();
-  t->AddMultiSlot(SDefaultSlotName, FCNilList);
-  note();
-  t->GetSlot(SDefaultSlotName)->SetName("y");
-  note();
+  for (const auto& change : changes) change(), flags += t->IsOrdered() ? 'o' : '-';
   EXPECT_EQ(flags, "o--o-");
 }
 

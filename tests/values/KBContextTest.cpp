@@ -1,4 +1,3 @@
-#include "kb/matching/KBToken.h"
 #include "kb/values/KBContext.h"
 #include "tests/values/ValuesTest.h"
 
@@ -96,85 +95,38 @@ TEST(KBContext, ReturnValuesGoToTheParent) {
   EXPECT_THROW(copy.Assign(TBindingInfo()), EConvertError);
 }
 
-TEST(KBContext, BindingsCompareAndCopy) {
-  TBinding binding("n", MakeInteger(3));
-  TBinding other("m", IKBValue());
-  EXPECT_FALSE(binding.Equals(other));
-  other.Assign(binding);
-  EXPECT_TRUE(binding.Equals(other));
-  EXPECT_EQ(other.GetValue(), binding.GetValue());
-  other.SetValue(nullptr);
-  EXPECT_FALSE(other.Equals(binding) || binding.Equals(other));
-}
-
 // ---- resolving
 
 IKBValue Variable(const char* name) { return MakeRef<TKBValue>(TKBText(name), dtVariable); }
 IKBValue Compiled(int factIndex, const TKBText& slot, int subIndex) {
   return MakeRef<TKBValue>(new TBindingInfo(factIndex, slot, subIndex), true);
 }
-/// Two facts in a token, a third one that arrives.
-class KBContextMatch : public testing::Test {
- protected:
-  KBContextMatch() : context(nullptr, nullptr) {
-    pair->AddSlot("a", MakeInteger(0));
-    pair->AddMultiSlot("m", FCNilList);
-    for (int i = 0; i < 3; ++i) {
-      facts.push_back(pair->NewFact());
-      facts.back()->SetID(10 + i);
-      facts.back()->SetValue("a", MakeInteger(i));
-      facts.back()->SetValue("m", List({MakeAtom("e" + std::to_string(i))}));
-    }
-    token = MakeRef<TKBToken>(MakeRef<TKBToken>(taAdd, facts[0]), facts[1]);
-  }
-  std::string Text(const IKBValue& value) { return value->Resolve(&context)->ToString(); }
 
-  IFactTemplate pair = MakeRef<TFactTemplate>(nullptr, "pair");
-  std::vector<IFact> facts;
-  IReteToken token;
-  TKBContext context;
-};
-
-TEST_F(KBContextMatch, CompiledVariablesReadTokenOrArrivingFact) {
-  const TContextMatchScope scope(context, token.Get(), facts[2].Get());
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(Text(Compiled(i, "a", NoSubIndex)), std::to_string(i));
-  EXPECT_EQ(Text(Compiled(2, "m", 0)), "e2");
-  EXPECT_EQ(Text(Compiled(1, SPatternBinding, NoSubIndex)), "<Fact-11>");
-  // The slot's value itself, no copy.
-  EXPECT_EQ(Compiled(0, "m", NoSubIndex)->Resolve(&context), facts[0]->GetValue("m"));
-  const auto child = context.Push();  // takes token and fact on
-  for (int i = 1; i < 3; ++i) EXPECT_EQ(Compiled(i, "a", NoSubIndex)->Resolve(child.get())->GetAsInteger(), i);
-  {
-    const TContextMatchScope inner(context, token.Get(), nullptr);
-    EXPECT_EQ(Text(Compiled(2, "a", NoSubIndex)), "1");
-  }
-  {
-    const TContextMatchScope inner(context, nullptr, facts[2].Get());
-    EXPECT_EQ(Text(Compiled(0, "a", NoSubIndex)), "2");
-    EXPECT_THROW((void)Compiled(1, "a", NoSubIndex)->Resolve(&context), EListError);
-  }
-  EXPECT_THROW((void)Compiled(LocalBindingIndex, "a", NoSubIndex)->Resolve(&context), EListError);
-  EXPECT_THROW((void)Compiled(0, "zz", NoSubIndex)->Resolve(&context), EKBException);
-  EXPECT_THROW((void)Compiled(0, "m", 1)->Resolve(&context), EListError);
-  EXPECT_THROW((void)Compiled(0, "a", 0)->Resolve(&context), EKBException);
-  EXPECT_THROW((void)Compiled(0, "a", NoSubIndex)->Resolve(nullptr), EKBException);
-}
-
-TEST_F(KBContextMatch, OneCompiledVariableServesFactsOfSeveralTemplates) {
+TEST(KBContext, OneCompiledVariableServesFactsOfSeveralTemplates) {
+  auto narrow = MakeRef<TFactTemplate>(nullptr, "narrow");
   auto wide = MakeRef<TFactTemplate>(nullptr, "wide");
+  narrow->AddSlot("a", MakeInteger(1));
   for (int i = 0; i < 12; ++i) wide->AddSlot("s" + std::to_string(i), FCNil);
   wide->AddSlot("a", MakeString("wide"));
+  const IFact fact = narrow->NewFact();
   const IFact other = wide->NewFact();
   const IKBValue variable = Compiled(0, "a", NoSubIndex);
+  TKBContext context(nullptr, nullptr);
   for (int round = 0; round < 2; ++round) {
-    const TContextMatchScope first(context, nullptr, facts[1].Get());
-    EXPECT_EQ(Text(variable), "1");
+    const TContextMatchScope first(context, nullptr, fact.Get());
+    // The slot's value itself, no copy.
+    EXPECT_EQ(variable->Resolve(&context), fact->GetValue("a"));
     const TContextMatchScope second(context, nullptr, other.Get());
-    EXPECT_EQ(Text(variable), "\"wide\"");
+    EXPECT_EQ(variable->Resolve(&context), other->GetValue("a"));
   }
   wide->RemoveSlot("a");
   const TContextMatchScope scope(context, nullptr, other.Get());
   EXPECT_THROW((void)variable->Resolve(&context), EKBException);
+  EXPECT_THROW((void)variable->Resolve(nullptr), EKBException);
+  for (const int index : {1, int{LocalBindingIndex}}) {
+    EXPECT_THROW((void)Compiled(index, "s0", NoSubIndex)->Resolve(&context), EListError);
+  }
+  EXPECT_THROW((void)Compiled(0, "s0", 0)->Resolve(&context), EKBException) << "no multifield";
 }
 
 TEST(KBContext, VariablesResolveByName) {
