@@ -1,8 +1,9 @@
 // Pools for the small objects that are made by the million: values, tokens, facts, activations, list links.
 //
-// Each size has a free list per thread; an object freed on another thread than the one that made it joins that
-// thread's list. Lists of ended threads go to a common store. Memory is taken from the system in slabs and is kept
-// for reuse until the process ends. Under a sanitizer the pools are off, so that it sees every object.
+// A thread keeps some free objects of each size at hand; more go back to the slab from which they came, whichever thread
+// made them, and are handed out again slab by slab, so that what is made together lies together. Memory is taken from the
+// system in slabs and is kept for reuse until the process ends. Under a sanitizer the pools are off, so that it sees every
+// object.
 #pragma once
 
 #include <cstddef>
@@ -22,7 +23,7 @@ namespace kb {
 inline constexpr size_t kMaxPooled = 256;
 [[nodiscard]] void* PoolAllocate(size_t size);
 void PoolFree(void* memory, size_t size) noexcept;
-/// Memory that this thread's free lists keep for reuse, in bytes. Linear; for measurements.
+/// Memory that is kept for reuse, in bytes, but for what other threads have at hand. For measurements.
 [[nodiscard]] size_t PoolFreeBytes() noexcept;
 
 /// Has memory that will be read soon brought near, for walks over pooled objects. Any address will do.
