@@ -231,15 +231,17 @@ std::unique_ptr<TTestNode> TReteCompiler::MakeJoin(const TKBPattern& pattern) {
 
 void TReteCompiler::AddTests(TTestNode& node, const TKBPattern& pattern, int index, int testCount) {
   position_ = index - testCount;
-  std::unordered_set<TKBText> done;
+  std::unordered_set<TKBText> used;
+  std::unordered_set<TKBText> covered;
   for (int slot = 0; slot < pattern.GetSlotCount(); ++slot) {
     for (const auto& test : pattern.GetSlotTests(slot)) {
       if (test->IsVariable()) {
-        // Once a slot has to equal the variable, the comparisons inside the pattern cover its later uses.
+        // Where the first use has to equal the variable, the comparisons inside the pattern, which are all with that
+        // use, cover the later ones.
         const TKBText name = test->GetSlotValue()->GetAsString();
-        if (done.contains(name)) continue;
+        if (covered.contains(name)) continue;
         AddVariableTest(node, pattern.GetSlotName(slot), *test, position_);
-        if (test->GetSlotTestType() == sttEquals) done.insert(name);
+        if (used.insert(name).second && test->GetSlotTestType() == sttEquals) covered.insert(name);
       } else if (test->GetSlotValue()->Is(dtFunCall)) {
         AddCallTest(node, pattern, *test, index);
       }
