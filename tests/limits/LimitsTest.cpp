@@ -46,7 +46,8 @@ TEST_F(Limits, NestingOfTextsEndsInAnExceptionOrWorks) {
                                                   {"(defrule r ", "(exists ", "(a)", ")"},
                                                   {"(deffunction f () ", "(if TRUE then ", "1", ")"}}) {
       const std::string text = head + Nested(open, core, close, depth);
-      Survives([&] { engine.Do(text + (*head == 0 ? "" : text.starts_with("(defrule") ? " =>)" : ")")); });
+      const std::string end = *head == 0 ? "" : text.starts_with("(defrule") ? " =>)" : ")";
+      Survives([&] { engine.Do(text + end); });
     }
   }
 }
