@@ -48,7 +48,8 @@ inline constexpr double kFloatTolerance = 0.0001;
 [[nodiscard]] std::string ReplaceAll(std::string_view text, std::string_view from, std::string_view to);
 /// The lines of a text; CR, LF and CR LF each end a line. A last line without end counts.
 [[nodiscard]] std::vector<std::string_view> SplitLines(std::string_view text);
-/// Breaks text at blanks so that no line is longer than `column`, with `lineEnd` at each break. A longer word stays whole.
+/// Breaks text at blanks so that no line is longer than `column`, with `lineEnd` at each break. A longer word stays
+/// whole.
 [[nodiscard]] std::string WrapText(std::string_view text, std::string_view lineEnd, size_t column);
 /// Blank before `count - text` decimal digits: the number with at least `width` digits, zeros in front.
 [[nodiscard]] std::string PadNumber(int64_t value, int width);
@@ -60,7 +61,8 @@ inline constexpr double kFloatTolerance = 0.0001;
 /// Appends a code point as UTF-8.
 void AppendCodePoint(std::string& text, char32_t c);
 
-/// Whole text as a signed 32-bit integer: optional sign, decimal digits, or hexadecimal behind 0x. None if it is not one.
+/// Whole text as a signed 32-bit integer: optional sign, decimal digits, or hexadecimal behind 0x. None if it is not
+/// one.
 [[nodiscard]] std::optional<int32_t> ParseInteger(std::string_view text) noexcept;
 /// Whole text as a float: sign, digits with a point, exponent; independent of the locale. None if it is not one.
 [[nodiscard]] std::optional<double> ParseFloat(std::string_view text) noexcept;

@@ -21,7 +21,8 @@ struct TNoTracker {
 
 /// Items in chunks of at most kChunk, with a tree of partial counts over the chunks. Finding an index is logarithmic in
 /// the number of chunks; inserting and erasing move at most one chunk (the first item goes without moving any), and the
-/// tree is rebuilt only when a chunk comes or goes, once in some hundred changes. Append is constant on average. Iteration runs over plain arrays.
+/// tree is rebuilt only when a chunk comes or goes, once in some hundred changes. Append is constant on average.
+/// Iteration runs over plain arrays.
 ///
 /// A Tracker with `Placed(item, chunk)` lets items remember their chunk, and IndexOf then finds an item in logarithmic
 /// time plus a walk over one chunk.
@@ -120,9 +121,9 @@ class TIndexedSequence {
     return CountBefore(low) + static_cast<size_t>(found - chunk.Begin());
   }
 
-  /// The same where the items can tell about how far on it lies: `estimate(front, back, count)` gives the expected place
-  /// in a run of `count` items, or of groups of items, from `front` to `back`. The search widens from there, which looks
-  /// at a few neighbours instead of items all over the sequence.
+  /// The same where the items can tell about how far on it lies: `estimate(front, back, count)` gives the expected
+  /// place in a run of `count` items, or of groups of items, from `front` to `back`. The search widens from there,
+  /// which looks at a few neighbours instead of items all over the sequence.
   template <class F, class G>
   [[nodiscard]] size_t PartitionPointNear(F&& isBefore, G&& estimate) const {
     if (size_ == 0) return 0;
@@ -144,7 +145,8 @@ class TIndexedSequence {
   }
 
  private:
-  // Items from `begin` on; the places before it are free. Erasing moves the smaller half, so that a queue moves nothing.
+  // Items from `begin` on; the places before it are free. Erasing moves the smaller half, so that a queue moves
+  // nothing.
   struct Chunk {
     size_t ordinal = 0;  // place among the chunks; kept for a tracker
     size_t begin = 0;
@@ -181,8 +183,8 @@ class TIndexedSequence {
     return chunk;
   }
 
-  /// First index below `count` for which `isBefore(index)` is false, or `count`: steps that double away from `guess`, then
-  /// halves what lies between the last two.
+  /// First index below `count` for which `isBefore(index)` is false, or `count`: steps that double away from `guess`,
+  /// then halves what lies between the last two.
   template <class F>
   [[nodiscard]] static size_t Widen(size_t count, size_t guess, F&& isBefore) {
     size_t low = std::min(guess, count - 1);
@@ -297,6 +299,9 @@ class TIndexedSequence {
     Renumber(0);
   }
   void Split(size_t place) {
+    // What may raise comes before the first change.
+    chunks_.reserve(chunks_.size() + 1);
+    tree_.reserve(tree_.size() + 1);
     auto second = NewChunk(place + 1);
     Chunk& first = *chunks_[place];
     const auto middle = first.Begin() + static_cast<std::ptrdiff_t>(first.Count() / 2);

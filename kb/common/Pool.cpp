@@ -25,8 +25,8 @@ namespace {
 constexpr size_t kGrain = 8;
 constexpr size_t kClasses = kMaxPooled / kGrain;
 constexpr size_t kSlabBytes = size_t{64} * 1024;
-// A process that needs more than a few slabs gets them from regions of the size of a large page. With millions of objects
-// it is the look-up of small pages that costs most.
+// A process that needs more than a few slabs gets them from regions of the size of a large page. With millions of
+// objects it is the look-up of small pages that costs most.
 constexpr size_t kRegionBytes = size_t{2} * 1024 * 1024;
 constexpr size_t kSlabsBeforeRegions = 32;
 // How many free objects a thread keeps at hand before it gives them back to their slabs, and how many it wants at least
@@ -62,8 +62,8 @@ CommonStore& Store() {
   return *store;
 }
 
-// The free objects of one size that a thread has at hand: it takes from and gives to `loaded`, and changes it for `spare`
-// when it is empty or full, so that no run of either kind calls for the store at every turn.
+// The free objects of one size that a thread has at hand: it takes from and gives to `loaded`, and changes it for
+// `spare` when it is empty or full, so that no run of either kind calls for the store at every turn.
 struct Magazines {
   FreeNode* loaded = nullptr;
   FreeNode* spare = nullptr;

@@ -1,9 +1,9 @@
 // Pools for the small objects that are made by the million: values, tokens, facts, activations, list links.
 //
-// A thread keeps some free objects of each size at hand; more go back to the slab from which they came, whichever thread
-// made them, and are handed out again slab by slab, so that what is made together lies together. Memory is taken from the
-// system in slabs and is kept for reuse until the process ends. Under a sanitizer the pools are off, so that it sees every
-// object.
+// A thread keeps some free objects of each size at hand; more go back to the slab from which they came, whichever
+// thread made them, and are handed out again slab by slab, so that what is made together lies together. Memory is taken
+// from the system in slabs and is kept for reuse until the process ends. Under a sanitizer the pools are off, so that
+// it sees every object.
 #pragma once
 
 #include <cstddef>

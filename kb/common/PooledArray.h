@@ -10,8 +10,8 @@
 
 namespace kb {
 
-/// Owns `size` value-initialised items; 16 bytes itself. For the arrays that objects made by the million carry: a long one
-/// comes from the system as any other memory does.
+/// Owns `size` value-initialised items; 16 bytes itself. For the arrays that objects made by the million carry: a long
+/// one comes from the system as any other memory does.
 template <class T>
 class TPooledArray {
  public:

@@ -88,8 +88,8 @@ class TGTextStream : public TObject {
   void Flush();
 
   /// Moves the position and forgets characters handed back. For a stream that reads, positions count the
-  /// bytes of the decoded text (of the present line or block, when it is read by these); a position out of range is moved into it,
-  /// and one inside a character to its start. For one that only writes they count the bytes written, and
+  /// bytes of the decoded text (of the present line or block, when it is read by these); a position out of range is
+  /// moved into it, and one inside a character to its start. For one that only writes they count the bytes written, and
   /// EStreamError is raised where the target cannot seek. Gives the new position.
   virtual int64_t Seek(int64_t offset, TSeekOrigin origin);
   [[nodiscard]] int64_t GetPosition();

@@ -310,8 +310,8 @@ class TInferenceEngine : public TComponent,
   [[nodiscard]] virtual Ref<IFuzzyVariable> ParseFuzzyVariable(std::string_view text, const TEncoding* encoding);
   /// The terms low, medium and high over the universe, unless the variable has terms of these names.
   virtual void AddDefaultFuzzyTerms(const Ref<IFuzzyVariable>& variable);
-  /// Limits (minimum) or scales (product) the fuzzy values of the fact by the strength; nothing for 1. OnFuzzyCorrelation
-  /// may take the step over. "Fact is not a fuzzy fact".
+  /// Limits (minimum) or scales (product) the fuzzy values of the fact by the strength; nothing for 1.
+  /// OnFuzzyCorrelation may take the step over. "Fact is not a fuzzy fact".
   virtual void FuzzyCorrelation(const IFact& fact, float strength);
   /// For hosts: OnFuzzyInference, which may take the step over, then the union of `other` into `fact`.
   virtual void FuzzyInference(const IFact& fact, const IFact& other);

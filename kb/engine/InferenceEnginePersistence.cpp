@@ -51,10 +51,38 @@ void VisitParts(const TKBValue* value, const OnCall& onCall, const OnFact& onFac
   }
 }
 
+using TModuleOrder = std::vector<IModule>;
+
+/// The modules in the order of the list, but none in front of one that it imports: redefining a module puts it behind
+/// those that import it, and such a text could not be read.
+TModuleOrder InImportOrder(TInferenceEngine& engine) {
+  TModuleOrder waiting;
+  for (int i = 0; i < engine.GetModules().GetCount(); ++i) waiting.push_back(engine.GetModules().Get(i));
+  const auto isReady = [&waiting](const IModule& module) {
+    return std::none_of(waiting.begin(), waiting.end(), [&](const IModule& other) {
+      if (other == module) return false;
+      for (int i = 0; i < module->GetImportModuleCount(); ++i) {
+        if (module->GetImportModule(i)->GetModuleName() == other->GetName()) return true;
+      }
+      return false;
+    });
+  };
+  TModuleOrder order;
+  while (!waiting.empty()) {
+    auto next = std::find_if(waiting.begin(), waiting.end(), isReady);
+    if (next == waiting.end()) next = waiting.begin();
+    order.push_back(*next);
+    waiting.erase(next);
+  }
+  return order;
+}
+
 /// Where the functions and the globals of an engine stand in its text.
 class TDefinitions {
  public:
-  TDefinitions(TInferenceEngine& engine, bool bodyOnly) : engine_(engine) {
+  /// `modules` in the order in which their texts come.
+  TDefinitions(TInferenceEngine& engine, const TModuleOrder& modules, bool bodyOnly)
+      : engine_(engine), modules_(modules) {
     const TUserFunctions& functions = engine.GetUserFunctionTable();
     for (int i = 0; i < functions.GetCount(); ++i) {
       const auto* function = dynamic_cast<const TInterpretedFunction*>(functions.GetValue(i).Get());
@@ -91,7 +119,7 @@ class TDefinitions {
           function.GetStatement(i).Get(), [](const TFunctionCall&) {}, CollectingIn(templates));
     }
     const TModule* module = HomeOf(templates);
-    if (module == nullptr && bodyOnly) module = engine_.GetModules().Get(0).Get();
+    if (module == nullptr && bodyOnly) module = modules_.front().Get();
     if (module == nullptr) {
       functions_.append(kLineEnd).append(text);
       return;
@@ -103,13 +131,12 @@ class TDefinitions {
   /// The first module that has all the templates; null when there are none.
   [[nodiscard]] const TModule* HomeOf(const TTemplateSet& templates) const {
     if (templates.empty()) return nullptr;
-    for (int i = 0; i < engine_.GetModules().GetCount(); ++i) {
-      const TModule* module = engine_.GetModules().Get(i).Get();
+    for (const IModule& module : modules_) {
       const TFactTemplates& table = *module->GetFactTemplates();
       const bool hasAll = std::all_of(templates.begin(), templates.end(), [&table](const TFactTemplate* factTemplate) {
         return factTemplate != nullptr && table.Holds(factTemplate->GetTemplateName().View(), factTemplate);
       });
-      if (hasAll) return module;
+      if (hasAll) return module.Get();
     }
     return nullptr;
   }
@@ -135,7 +162,9 @@ class TDefinitions {
     return function != nullptr && dynamic_cast<const TInterpretedFunction*>(function->Get()) != nullptr;
   }
 
-  [[nodiscard]] int Position(const TModule* module) const { return engine_.GetModules().IndexOf(module); }
+  [[nodiscard]] std::ptrdiff_t Position(const TModule* module) const {
+    return std::find(modules_.begin(), modules_.end(), module) - modules_.begin();
+  }
   [[nodiscard]] std::string LateGlobals() const { return Globals(firstLateGlobal_, INT_MAX); }
   [[nodiscard]] std::string Globals(int begin, int end) const {
     const TGlobalVariables& globals = engine_.GetGlobalVariables();
@@ -150,6 +179,7 @@ class TDefinitions {
   }
 
   TInferenceEngine& engine_;
+  const TModuleOrder& modules_;
   std::string functions_;
   std::unordered_map<const TModule*, std::string> ofModule_;
   const TModule* lastModule_ = nullptr;  // the last one behind whose templates something stands
@@ -240,10 +270,10 @@ class TConstructWriter {
 std::string TInferenceEngine::GetExpertSystem(bool bodyOnly) {
   const TLosslessText lossless;
   const TPlainNames plain(*parser_);
-  const TDefinitions definitions(*this, bodyOnly);
+  const TModuleOrder modules = InImportOrder(*this);
+  const TDefinitions definitions(*this, modules, bodyOnly);
   std::string text = bodyOnly ? std::string() : HeadText(*this, definitions);
-  for (int i = 0; i < modules_->GetCount(); ++i) {
-    const IModule module = modules_->Get(i);
+  for (const IModule& module : modules) {
     text += module->GetExpertSystem(!bodyOnly, false, definitions.OfModule(*module));
   }
   if (!focusStack_->IsEmpty()) {
@@ -285,7 +315,7 @@ void TInferenceEngine::SaveModules(std::ostream& stream, const TEncoding* encodi
   const TPlainNames plain(*parser_);
   TConstructWriter writer(stream, encoding);
   std::string text;
-  for (int i = 0; i < modules_->GetCount(); ++i) text += modules_->Get(i)->GetExpertSystem(true, false);
+  for (const IModule& module : InImportOrder(*this)) text += module->GetExpertSystem(true, false);
   writer.Write(text);
 }
 

@@ -33,7 +33,7 @@ void TFacts::Put(int index, const IFact& fact) {
 namespace {
 
 // From this size on a list is searched by halving.
-constexpr int kSearchedBySize = 5;
+constexpr int kHalvedFrom = 5;
 
 // About how far on from `first` to `last`, as a place among `count`: ids rise evenly but for gaps.
 size_t Estimate(int64_t id, int64_t first, int64_t last, size_t count) {
@@ -52,7 +52,7 @@ int TFacts::FindFact(int32_t id) const {
       [id](const TEntry& entry) { return entry.id < id; },
       [id](const TEntry& first, const TEntry& last, size_t count) { return Estimate(id, first.id, last.id, count); });
   if (isFound(place)) return static_cast<int>(place);
-  if (GetCount() < kSearchedBySize) {
+  if (GetCount() < kHalvedFrom) {
     place = 0;
     while (place < items_.Size() && !isFound(place)) ++place;
   } else {
@@ -104,7 +104,7 @@ int TFacts::IndexOf(const TFact* fact) const {
   if (fact->GetID() != -1) {
     const int index = FindFact(fact->GetID());
     if (index >= 0 && items_.At(static_cast<size_t>(index)).fact == fact) return index;
-    if (index < 0 && GetCount() >= kSearchedBySize) return -1;
+    if (index < 0 && GetCount() >= kHalvedFrom) return -1;
   }
   int index = 0;
   int found = -1;
@@ -143,8 +143,8 @@ class TFacts::TIdScope {
 
 // ---- Changing
 
-// The lists of all modules know the fact by one hash, that of the day when it was asserted: a value may have been changed
-// in place since.
+// The lists of all modules know the fact by one hash, that of the day when it was asserted: a value may have been
+// changed in place since.
 void TFacts::AddToCache(TFact& fact) {
   if (!cacheHashCodes_) return;
   if (fact.GetTemplate() && fact.GetTemplate()->IsFuzzy()) {

@@ -103,8 +103,8 @@ class TFacts : public TPersistent {
 
  private:
   class TIdScope;
-  // The id that the fact had when it was entered stands beside it: a search looks at neighbours in a chunk, not at facts
-  // all over the memory.
+  // The id that the fact had when it was entered stands beside it: a search looks at neighbours in a chunk, not at
+  // facts all over the memory.
   struct TEntry {
     TEntry(IFact f) noexcept : fact(std::move(f)), id(fact->GetID()) {}
     IFact fact;

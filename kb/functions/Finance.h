@@ -42,8 +42,8 @@ enum TPaymentTime : uint8_t { ptEndOfPeriod, ptStartOfPeriod };
 [[nodiscard]] double NetPresentValue(double rate, std::span<const double> cash, TPaymentTime time);
 
 /// A rate that could not be found is NaN. Both look for a change of sign of the value in steps that grow outwards from
-/// the start, between rates of -0.9999999999 and 1e10, and halve the interval until it is below 1e-12 of the rate. Where
-/// several rates satisfy the equation it is one near the start.
+/// the start, between rates of -0.9999999999 and 1e10, and halve the interval until it is below 1e-12 of the rate.
+/// Where several rates satisfy the equation it is one near the start.
 
 /// The rate that satisfies the equation, searched from 0 on. `periods` from 1.
 [[nodiscard]] double InterestRate(int32_t periods, double payment, double presentValue, double futureValue,

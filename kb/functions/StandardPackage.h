@@ -6,7 +6,8 @@
 // The table of the functions is in StandardPackage.cpp, their bodies are in StandardLogic.cpp,
 // StandardControl.cpp, StandardEngine.cpp, StandardText.cpp, StandardStreams.cpp, StandardFacts.cpp,
 // StandardMultifields.cpp and StandardModules.cpp. The functions on files, directories, paths and the operating system
-// are all in StandardFiles.cpp; those that change or make something answer FALSE when that fails, the others raise. Tested in tests/functions/.
+// are all in StandardFiles.cpp; those that change or make something answer FALSE when that fails, the others raise.
+// Tested in tests/functions/.
 #pragma once
 
 #include "kb/functions/KBPackages.h"

@@ -21,7 +21,8 @@ namespace {
 
 [[nodiscard]] IKBValue FuzzyValue(const Ref<IFuzzySet>& set) { return MakeRef<TKBValue>(set); }
 
-/// The variable of the defined type of that name; null when the type is not fuzzy. EListError when there is no such type.
+/// The variable of the defined type of that name; null when the type is not fuzzy. EListError when there is no such
+/// type.
 [[nodiscard]] Ref<IFuzzyVariable> VariableOfType(const TInferenceEngine& engine, std::string_view name) {
   return engine.GetDefinedTypes().Get(name)->GetFuzzyType();
 }

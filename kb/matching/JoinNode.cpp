@@ -92,8 +92,8 @@ bool TJoinNode::CallNode(const IReteToken& token, TCallType callType) {
 }
 
 // A memory may hold the very token that goes on to the node's siblings, since chains never change. Only the
-// count of a negated join is written, so such a join stores a copy of a token that has siblings to go to. What goes on is built on the stored
-// token, also when it is removed: the memories below then find it by comparing a single link.
+// count of a negated join is written, so such a join stores a copy of a token that has siblings to go to. What goes on
+// is built on the stored token, also when it is removed: the memories below then find it by comparing a single link.
 void TJoinNode::LeftToken(const IReteToken& token) {
   const TMemoryKey key = left_->KeyFor(*token);
   const bool removes = token->GetTag() == taRemove;

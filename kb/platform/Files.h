@@ -1,8 +1,8 @@
 // Files, directories and paths.
 //
 // Names are UTF-8 texts; on Linux their bytes go to the system as they are. Operations on the file system raise
-// EStreamError with the name and the system's reason, and follow links unless they say otherwise. Operations on the text
-// of a path touch no file and take the last separator as the end of the directory part: "/", on Windows also "\"
+// EStreamError with the name and the system's reason, and follow links unless they say otherwise. Operations on the
+// text of a path touch no file and take the last separator as the end of the directory part: "/", on Windows also "\"
 // and ":".
 #pragma once
 

@@ -152,8 +152,8 @@ class TKBContext : public TPersistent, public TPooled {
   void SetFact(TFact* fact) noexcept { fact_ = fact; }
 
   /// Resolves every slot of the fact in place and gives the same fact. Multifields are expanded, values of fuzzy slots
-  /// become fuzzy values (see TFuzzyExpression, "Invalid Fuzzy Expression: %s" for several in a single slot). Raises "Fact
-  /// Template is missing".
+  /// become fuzzy values (see TFuzzyExpression, "Invalid Fuzzy Expression: %s" for several in a single slot). Raises
+  /// "Fact Template is missing".
   IFact Resolve(const IFact& fact);
   /// A new vector of the resolved elements, multifields spliced in. Too deep nesting raises ERecursionError.
   [[nodiscard]] IValueVector ExpandList(const TValueVector& list);

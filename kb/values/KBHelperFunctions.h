@@ -28,8 +28,8 @@ namespace kb {
 /// number the spike that the slot's variable makes of it. Null when the template has no fuzzy slot. Raises "Not a fuzzy
 /// value type..." for a value that is none.
 [[nodiscard]] Ref<IFuzzySet> GetFuzzySlot(const TFact& fact);
-/// The set of the resolved value, never null: a fuzzy value, or the fuzzy slot of a fact or of the fact of an id. Raises
-/// "No Such Fact with ID=%s exists", "Fact is not a fuzzy fact", "Not a fuzzy value type...".
+/// The set of the resolved value, never null: a fuzzy value, or the fuzzy slot of a fact or of the fact of an id.
+/// Raises "No Such Fact with ID=%s exists", "Fact is not a fuzzy fact", "Not a fuzzy value type...".
 [[nodiscard]] Ref<IFuzzySet> GetFuzzySetFromValue(const IKBValue& value, TKBContext& context);
 
 /// The text between the double quotes of a text that has one at both ends, else the text itself.

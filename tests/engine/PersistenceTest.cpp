@@ -136,6 +136,10 @@ TEST(Persistence, WhatWouldReadAsSomethingElseIsWrittenOut) {
        "(p (n (create$ 1 a)))\r\n(p (n (create$)))\r\n", 0},
       // The default of a slot for facts alone has no text.
       {"(deftemplate p (slot f (type FACT)) (slot n (type FACT) (units x)) (multislot m (type FACT)))", "", 0},
+      // A module that is redefined stands behind those that import it, but not in the text.
+      {"(defmodule B (export ?ALL)) (deftemplate t) (defmodule C (import B ?ALL)) (defrule C::r (t) =>)"
+       "(defmodule B (export ?ALL)) (deftemplate t)",
+       "", 0},
       // A template that only facts and patterns can name is implied by them again.
       {"(assert (done? 1)) (defrule r (ready? ?x) => )", "", 0}};
   for (const auto& c : cases) {
